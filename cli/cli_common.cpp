@@ -1,0 +1,54 @@
+#include "cli/cli_common.h"
+
+#include <cstdio>
+#include <iostream>
+
+namespace lumetra::cli {
+
+void ConsoleReporter::Report(MessageKind kind, std::string_view text) {
+  switch (kind) {
+    case MessageKind::kModal:
+      ++modals_;
+      [[fallthrough]];
+    case MessageKind::kWarning:
+      std::cerr << text << '\n';
+      break;
+    case MessageKind::kNotice:
+      std::cout << text << '\n';
+      break;
+    case MessageKind::kStatus:
+      if (verbose_) std::cerr << text << '\n';
+      break;
+  }
+}
+
+std::optional<int> ParseOrExit(ArgParser& parser, const std::vector<std::string>& args) {
+  std::string error;
+  if (!parser.Parse(args, error)) {
+    std::cerr << "lumetra-cli: " << error << "\n\n" << parser.Help();
+    return 2;
+  }
+  if (parser.HelpRequested()) {
+    std::cout << parser.Help();
+    return 0;
+  }
+  return std::nullopt;
+}
+
+int Fail(const std::string& command, const std::string& text, int code) {
+  std::cerr << "lumetra-cli " << command << ": " << text << '\n';
+  return code;
+}
+
+const std::vector<Command>& Commands() {
+  static const std::vector<Command> commands = {
+      {"info", "print the caption, frame count, interval, depth and header lines of a record",
+       RunInfo},
+      {"frame", "save one frame of a record as a one-frame XKV file", RunFrame},
+      {"simulate", "write a simulated single-molecule record and its truth table", RunSimulate},
+      {"bench", "measure speed: bench read FILE.xkv", RunBench},
+  };
+  return commands;
+}
+
+}  // namespace lumetra::cli

@@ -1,0 +1,49 @@
+// What the subcommands share: the reporter that prints the core's messages,
+// and the parse-or-help preamble.
+#pragma once
+
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "cli/arg_parser.h"
+#include "common/report.h"
+
+namespace lumetra::cli {
+
+// Message boxes and alert lines go to stderr, notices ("Done") to stdout,
+// status text only when verbose.
+class ConsoleReporter final : public Reporter {
+ public:
+  explicit ConsoleReporter(bool verbose = false) : verbose_(verbose) {}
+  void Report(MessageKind kind, std::string_view text) override;
+  int Modals() const { return modals_; }
+
+ private:
+  bool verbose_;
+  int modals_ = 0;
+};
+
+// Parses the command line. Returns an exit code when the command should end
+// now (0 after printing --help, 2 after a usage error), else nothing.
+std::optional<int> ParseOrExit(ArgParser& parser, const std::vector<std::string>& args);
+
+// Prints "lumetra-cli CMD: TEXT" on stderr and returns `code`.
+int Fail(const std::string& command, const std::string& text, int code = 1);
+
+using CommandFn = int (*)(const std::vector<std::string>& args);
+
+struct Command {
+  const char* name;
+  const char* summary;
+  CommandFn run;
+};
+
+const std::vector<Command>& Commands();
+
+int RunInfo(const std::vector<std::string>& args);
+int RunFrame(const std::vector<std::string>& args);
+int RunSimulate(const std::vector<std::string>& args);
+int RunBench(const std::vector<std::string>& args);
+
+}  // namespace lumetra::cli

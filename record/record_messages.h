@@ -1,0 +1,33 @@
+// User-facing texts of the record subsystem, kept in one place so they can be
+// found, reviewed and tested.
+#pragma once
+
+#include <string_view>
+
+namespace lumetra {
+
+inline constexpr std::string_view kFileReadErrorAddInfo = "File read error (ADD_INFO";
+inline constexpr std::string_view kTooLargeFrameSize = "Too large frame size";
+inline constexpr std::string_view kFrameReadingError = "Frame Reading Error";
+// Prefix of the refusal of a header whose size fields would make the reader
+// divide by zero, overflow or leave pixels unset; the reason follows in brackets.
+inline constexpr std::string_view kBrokenFrameHeader = "Broken Frame Header";
+inline constexpr std::string_view kFileOpenError = "File open ERROR";
+inline constexpr std::string_view kFileNotOpen = "File is not open";
+inline constexpr std::string_view kCanNotAllocateBuffers = "Can not allocate memory for buffers";
+inline constexpr std::string_view kDifferentSizeWarning =
+    "DANGER! - Some Frames in Record have different X or Y dimensions";
+inline constexpr std::string_view kNoFramesWarning = "The record holds no frame";
+
+inline constexpr std::string_view kOpenDialogTitle = "Open ''XKV'' Data File";
+inline constexpr std::string_view kSaveFrameTitle = "Save Current Frame as XKV Data File";
+
+inline constexpr std::string_view kSelectFirstFrameTitle = "Select First Frame for Play/Analysis";
+inline constexpr std::string_view kSelectLastFrameTitle = "Select Last Frame for Play/Analysis";
+inline constexpr std::string_view kSelectFramePrompt = "N=";
+inline constexpr std::string_view kFirstFrameOutOfRange =
+    "First Selected Frame is out of range (0-Last Selected Frame";
+inline constexpr std::string_view kLastFrameOutOfRange =
+    "Last Selected Frame is out of range (> First Selected Frame";
+
+}  // namespace lumetra
