@@ -73,6 +73,12 @@ void ImageView::SetScaleBar(double um, double nm_per_pixel) {
   viewport()->update();
 }
 
+void ImageView::SetOverlays(bool info_lines, bool time_and_scale_bar) {
+  show_info_ = info_lines;
+  show_time_and_bar_ = time_and_scale_bar;
+  viewport()->update();
+}
+
 void ImageView::ShowNotice(const QString& text) {
   notice_ = text;
   notice_timer_.start(kNoticeMs);
@@ -172,54 +178,72 @@ void ImageView::PaintMarkers(QPainter& p) {
   p.restore();
 }
 
+// Texts sit in the corners of the visible image, or of the whole area when
+// the image is too small to hold them.
 void ImageView::PaintTexts(QPainter& p) {
   const QRect vp = viewport()->rect();
   QFont font = QFontDatabase::systemFont(QFontDatabase::FixedFont);
   font.setPointSizeF(std::max(7.0, font.pointSizeF() * 0.9));
   p.setFont(font);
   const QFontMetrics fm(font);
-  const int lh = fm.height();
-  if (pixels_ && !info_lines_.isEmpty()) {
-    int tw = 0;
-    for (const QString& l : info_lines_) tw = std::max(tw, fm.horizontalAdvance(l));
-    const QRect box(kMargin, vp.height() - kMargin - lh * info_lines_.size() - 4, tw + 8,
-                    lh * info_lines_.size() + 4);
-    p.fillRect(box, QColor(0, 0, 0, 150));
-    p.setPen(Qt::white);
-    for (int i = 0; i < info_lines_.size(); ++i)
-      p.drawText(box.left() + 4, box.top() + 2 + fm.ascent() + i * lh, info_lines_[i]);
+  QRect anchor = vp;
+  if (pixels_) {
+    const QRect image = QRect(-horizontalScrollBar()->value(), -verticalScrollBar()->value(),
+                              width_ * zoom_, height_ * zoom_) &
+                        vp;
+    if (image.width() >= 360 && image.height() >= 160) anchor = image;
+    if (show_info_) PaintInfoLines(p, anchor, fm);
+    if (show_time_and_bar_) PaintTimeAndBar(p, anchor, fm);
   }
-  if (pixels_ && !time_text_.isEmpty()) {
+  if (!notice_.isEmpty()) PaintNotice(p, vp);
+}
+
+void ImageView::PaintInfoLines(QPainter& p, const QRect& anchor, const QFontMetrics& fm) {
+  if (info_lines_.isEmpty()) return;
+  const int lh = fm.height();
+  int tw = 0;
+  for (const QString& l : info_lines_) tw = std::max(tw, fm.horizontalAdvance(l));
+  const QRect box(anchor.left() + kMargin,
+                  anchor.bottom() + 1 - kMargin - lh * info_lines_.size() - 4, tw + 8,
+                  lh * info_lines_.size() + 4);
+  p.fillRect(box, QColor(0, 0, 0, 150));
+  p.setPen(Qt::white);
+  for (int i = 0; i < info_lines_.size(); ++i)
+    p.drawText(box.left() + 4, box.top() + 2 + fm.ascent() + i * lh, info_lines_[i]);
+}
+
+void ImageView::PaintTimeAndBar(QPainter& p, const QRect& anchor, const QFontMetrics& fm) {
+  const int lh = fm.height();
+  if (!time_text_.isEmpty()) {
     const int tw = fm.horizontalAdvance(time_text_) + 8;
-    const QRect box(vp.width() - kMargin - tw, kMargin, tw, lh + 4);
+    const QRect box(anchor.right() + 1 - kMargin - tw, anchor.top() + kMargin, tw, lh + 4);
     p.fillRect(box, QColor(0, 0, 0, 150));
     p.setPen(Qt::white);
     p.drawText(box, Qt::AlignCenter, time_text_);
   }
-  if (pixels_ && scale_bar_um_ > 0) {
-    const double len = scale_bar_um_ * 1000.0 / nm_per_pixel_ * zoom_;
-    if (len >= 2 && len < vp.width() - 2 * kMargin) {
-      const int x1 = vp.width() - kMargin - 4, x0 = x1 - static_cast<int>(len);
-      const int y = vp.height() - kMargin - 6;
-      const QString label = QString::number(scale_bar_um_) + QStringLiteral(" um");
-      p.fillRect(QRect(x0 - 4, y - lh - 6, x1 - x0 + 8, lh + 14), QColor(0, 0, 0, 110));
-      p.fillRect(QRect(x0, y, x1 - x0, 3), Qt::white);
-      p.setPen(Qt::white);
-      p.drawText(QRect(x0, y - lh - 3, x1 - x0, lh), Qt::AlignCenter, label);
-    }
-  }
-  if (!notice_.isEmpty()) {
-    QFont big = p.font();
-    big.setPointSizeF(big.pointSizeF() * 1.6);
-    big.setBold(true);
-    p.setFont(big);
-    const QFontMetrics bm(big);
-    const int tw = bm.horizontalAdvance(notice_) + 24, th = bm.height() + 12;
-    const QRect box((vp.width() - tw) / 2, (vp.height() - th) / 2, tw, th);
-    p.fillRect(box, QColor(0, 0, 0, 170));
-    p.setPen(QColor(255, 255, 140));
-    p.drawText(box, Qt::AlignCenter, notice_);
-  }
+  // The bar is left out when it would not fit on the screen.
+  const double len = scale_bar_um_ * 1000.0 / nm_per_pixel_ * zoom_;
+  if (scale_bar_um_ <= 0 || len < 2 || len >= anchor.width() - 2 * kMargin) return;
+  const int x1 = anchor.right() + 1 - kMargin - 4, x0 = x1 - static_cast<int>(len);
+  const int y = anchor.bottom() + 1 - kMargin - 6;
+  p.fillRect(QRect(x0 - 4, y - lh - 6, x1 - x0 + 8, lh + 14), QColor(0, 0, 0, 110));
+  p.fillRect(QRect(x0, y, x1 - x0, 3), Qt::white);
+  p.setPen(Qt::white);
+  p.drawText(QRect(x0, y - lh - 3, x1 - x0, lh), Qt::AlignCenter,
+             QString::number(scale_bar_um_) + QStringLiteral(" um"));
+}
+
+void ImageView::PaintNotice(QPainter& p, const QRect& vp) {
+  QFont big = p.font();
+  big.setPointSizeF(big.pointSizeF() * 1.6);
+  big.setBold(true);
+  p.setFont(big);
+  const QFontMetrics bm(big);
+  const int tw = bm.horizontalAdvance(notice_) + 24, th = bm.height() + 12;
+  const QRect box((vp.width() - tw) / 2, (vp.height() - th) / 2, tw, th);
+  p.fillRect(box, QColor(0, 0, 0, 170));
+  p.setPen(QColor(255, 255, 140));
+  p.drawText(box, Qt::AlignCenter, notice_);
 }
 
 void ImageView::mousePressEvent(QMouseEvent* event) {

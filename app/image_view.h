@@ -7,6 +7,7 @@
 #pragma once
 
 #include <QAbstractScrollArea>
+#include <QFontMetrics>
 #include <QStringList>
 #include <QTimer>
 #include <array>
@@ -36,6 +37,8 @@ class ImageView : public QAbstractScrollArea {
   // Scale bar of `um` micrometres on pixels of `nm_per_pixel`; 0 um hides it.
   void SetScaleBar(double um, double nm_per_pixel);
   void SetHint(const QString& hint) { hint_ = hint; }
+  // Which of the texts over the image are drawn.
+  void SetOverlays(bool info_lines, bool time_and_scale_bar);
   // A short text drawn over the image for a few seconds ("Done").
   void ShowNotice(const QString& text);
   QString Notice() const { return notice_; }
@@ -69,6 +72,9 @@ class ImageView : public QAbstractScrollArea {
   void PaintFrame(class QPainter& p, const QRect& visible);
   void PaintMarkers(class QPainter& p);
   void PaintTexts(class QPainter& p);
+  void PaintInfoLines(class QPainter& p, const QRect& anchor, const QFontMetrics& fm);
+  void PaintTimeAndBar(class QPainter& p, const QRect& anchor, const QFontMetrics& fm);
+  void PaintNotice(class QPainter& p, const QRect& viewport_rect);
   QPoint ClampToFrame(QPoint frame_pixel) const;
 
   const uint16_t* pixels_ = nullptr;
@@ -85,6 +91,8 @@ class ImageView : public QAbstractScrollArea {
   double scale_bar_um_ = 0;
   double nm_per_pixel_ = 100;
   QString hint_;
+  bool show_info_ = true;
+  bool show_time_and_bar_ = true;
   QString notice_;
   QTimer notice_timer_;
   // Painted pixels of the visible part; grows to the largest area shown, never per frame.

@@ -76,7 +76,6 @@ TMainForm::TMainForm(QWidget* parent) : QMainWindow(parent), reporter_(this, nul
   connect(view_, &ImageView::CursorMoved, this, &TMainForm::ShowCursorReadout);
   connect(view_, &ImageView::ZoomStepRequested, this,
           [this](int step) { ApplyZoom(settings_.values().Zoom + step); });
-  play_timer_.setInterval(0);
   connect(&play_timer_, &QTimer::timeout, this, &TMainForm::PlayTick);
 
   AskText = [this](const QString& title, const QString& prompt,

@@ -88,6 +88,9 @@ void TMainForm::BuildPlayMenu() {
     items_[QString::fromLatin1(it.name)] = a;
     need_frame_.push_back(a);
   }
+  QAction* paced = play->addAction(QStringLiteral("Play at Record Speed"));
+  paced->setCheckable(true);
+  items_[QStringLiteral("RealTimePlay")] = paced;
   play->addSeparator();
   UsePartOfRecord =
       play->addAction(QStringLiteral("Use Part of Record"), this, &TMainForm::UsePartOfRecordClick);
@@ -112,6 +115,17 @@ void TMainForm::BuildViewMenu() {
   items_[QStringLiteral("ZoomIn")] = in;
   items_[QStringLiteral("ZoomOut")] = out;
   items_[QStringLiteral("ZoomOne")] = one;
+  view_menu_->addSeparator();
+  QAction* info = view_menu_->addAction(QStringLiteral("Show Header Info"));
+  QAction* bar = view_menu_->addAction(QStringLiteral("Show Time and Scale Bar"));
+  for (QAction* a : {info, bar}) {
+    a->setCheckable(true);
+    a->setChecked(true);
+    connect(a, &QAction::toggled, this,
+            [this, info, bar] { view_->SetOverlays(info->isChecked(), bar->isChecked()); });
+  }
+  items_[QStringLiteral("ShowInfo")] = info;
+  items_[QStringLiteral("ShowTimeAndBar")] = bar;
   view_menu_->addSeparator();
   items_[QStringLiteral("ClearRegion")] =
       view_menu_->addAction(QStringLiteral("Clear Region"), this, [this] { SetRegion(Region{}); });

@@ -69,7 +69,10 @@ void TMainForm::PlayClick() {
     return;
   }
   ShowFrame();
-  play_timer_.start();
+  // As fast as frames can be read (what the analyses want), or at the
+  // record's own frame interval.
+  const bool paced = MenuItem(QStringLiteral("RealTimePlay"))->isChecked();
+  play_timer_.start(paced ? std::max(1, static_cast<int>(store_->FrameInterval() * 1000)) : 0);
 }
 
 void TMainForm::StopClick() {
