@@ -86,10 +86,10 @@ TMainForm::TMainForm(QWidget* parent) : QMainWindow(parent), reporter_(this, nul
     return typed;
   };
   AskOpenFile = [this](const QString& title, const QString& filter) {
-    return QFileDialog::getOpenFileName(this, title, QString(), filter);
+    return QFileDialog::getOpenFileName(this, title, last_folder_, filter);
   };
   AskSaveFile = [this](const QString& title, const QString& filter, const QString& suffix) {
-    QFileDialog dialog(this, title, QString(), filter);
+    QFileDialog dialog(this, title, last_folder_, filter);
     dialog.setAcceptMode(QFileDialog::AcceptSave);
     dialog.setDefaultSuffix(suffix);
     return dialog.exec() == QDialog::Accepted && !dialog.selectedFiles().isEmpty()
@@ -135,6 +135,7 @@ bool TMainForm::OpenRecord(const QString& path) {
   FrameTrackBar->setValue(0);
   moving_track_bar_ = false;
   AddRecentFile(QFileInfo(path).absoluteFilePath());
+  last_folder_ = QFileInfo(path).absolutePath();
   RefreshMenus();
   ShowFrame();
   return true;
@@ -226,17 +227,27 @@ QString TMainForm::RegionPanelText() const {
   return region_panel_->text();
 }
 
+const QImage& TMainForm::FrameImage() const {
+  if (!image_stale_ || !store_ || !store_->RecordLoaded() || store_->FrameCount() == 0)
+    return image_;
+  const int32_t w = store_->Width(), h = store_->Height();
+  if (image_.width() != w || image_.height() != h) image_ = QImage(w, h, QImage::Format_RGB32);
+  painter_.Paint(store_->FrameBuffer(), w, FrameRect{0, 0, w, h}, 1,
+                 reinterpret_cast<uint32_t*>(image_.bits()), image_.bytesPerLine() / 4);
+  image_stale_ = false;
+  return image_;
+}
+
 void TMainForm::ShowFrame() {
-  if (!store_ || !store_->RecordLoaded()) {
+  // A record without a readable frame shows the hint, not a stale buffer.
+  if (!store_ || !store_->RecordLoaded() || store_->FrameCount() == 0) {
     view_->SetFrame(nullptr, 0, 0, nullptr);
     return;
   }
   // The chain can raise MaxLevel on a deeper frame: the table follows it.
   if (static_cast<int32_t>(palette_.size()) != store_->MaxLevel()) RebuildPalette();
   const int32_t w = store_->Width(), h = store_->Height();
-  image_ = QImage(w, h, QImage::Format_RGB32);
-  painter_.Paint(store_->FrameBuffer(), w, FrameRect{0, 0, w, h}, 1,
-                 reinterpret_cast<uint32_t*>(image_.bits()), image_.bytesPerLine() / 4);
+  image_stale_ = true;
   view_->SetFrame(store_->FrameBuffer(), w, h, &painter_);
   const auto lines = HeaderInfoLines(store_->Prm(), store_->Add());
   view_->SetInfoLines({Q(lines[0]), Q(lines[1]), Q(lines[2])});

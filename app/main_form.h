@@ -46,9 +46,14 @@ class TMainForm : public QMainWindow {
   RecordStore* Store() { return store_.get(); }
   QtReporter& Messages() { return reporter_; }
   const SettingsModel& SettingsState() const { return settings_; }
+  // For the tool windows whose own setters keep their keys in the same model
+  // (tracking and step settings); call SettingsWereChanged() afterwards.
+  SettingsModel& SettingsState() { return settings_; }
+  void SettingsWereChanged() { emit SettingsChanged(); }
   const Settings& CurrentSettings() const { return settings_.values(); }
-  // The current frame through the palette at zoom 1, as last shown.
-  const QImage& FrameImage() const { return image_; }
+  // The current frame through the palette at zoom 1, as last shown (painted
+  // when asked for, into the same image while the frame size stays).
+  const QImage& FrameImage() const;
   const std::vector<uint32_t>& Palette() const { return palette_; }
   int32_t PaletteType() const { return palette_type_; }
   const Region& UserRegion() const { return region_; }
@@ -84,6 +89,8 @@ class TMainForm : public QMainWindow {
   // A frame was read and shown (also every frame of a playback).
   void FrameShown();
   void PlaybackFinished(bool completed);
+  // A setting changed (a Settings menu command or the settings file).
+  void SettingsChanged();
   // Keys meant for the single-particle window and the region window.
   void SpotWindowCommandRequested(lumetra::SpotWindowCommand command);
   void BeadViewsRequested(int bead_index);
@@ -159,7 +166,9 @@ class TMainForm : public QMainWindow {
   std::vector<uint32_t> palette_;
   int32_t palette_type_ = kPaletteRYW;
   FramePainter painter_;
-  QImage image_;
+  mutable QImage image_;
+  mutable bool image_stale_ = true;
+  QString last_folder_;  // where the open dialog starts: the folder of the last record
   Region region_;
   ProfileLine line_;
   bool line_shown_ = false;

@@ -90,6 +90,7 @@ void TMainForm::RunSettingCommand(SettingCommand command) {
   view_->SetScaleBar(s.ScaleBarSize, store_ ? store_->Prm().ScaleX : 100.0);
   view_->SetLine(line_, line_shown_, s.ProfileWidth);
   if (d.repaint) ShowFrame();
+  emit SettingsChanged();
 }
 
 void TMainForm::SetFWHMClick() {
@@ -140,6 +141,7 @@ void TMainForm::ReadSettingsFileClick() {
   view_->SetZoom(settings_.values().Zoom);
   view_->SetLine(line_, line_shown_, settings_.values().ProfileWidth);
   ShowFrame();
+  emit SettingsChanged();
 }
 
 void TMainForm::SaveSettingsClick() {

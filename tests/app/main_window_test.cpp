@@ -320,5 +320,18 @@ TEST_F(MainWindow, DropsAndRecentFiles) {
   EXPECT_EQ(form_->Store()->FrameCount(), 3);
 }
 
+TEST_F(MainWindow, RecordWithoutFramesShowsNoStaleImage) {
+  const std::string empty = testing::TempPath("empty.xkv");
+  std::ofstream(empty, std::ios::binary).close();
+  ASSERT_TRUE(form_->OpenRecord(QString::fromStdString(empty)));
+  EXPECT_EQ(form_->Store()->FrameCount(), 0);
+  EXPECT_FALSE(form_->MenuItem("Play")->isEnabled());
+  EXPECT_FALSE(form_->MenuItem("SaveAs")->isEnabled());
+  form_->NextFrClick();
+  form_->PlayClick();
+  EXPECT_FALSE(form_->Playing());
+  EXPECT_TRUE(modals_.isEmpty());
+}
+
 }  // namespace
 }  // namespace lumetra
