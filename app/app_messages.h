@@ -13,8 +13,10 @@ inline constexpr std::string_view kIniDialogFilter = "INI file (*.ini);;All File
 inline constexpr std::string_view kOpenHint =
     "Open Data File (xkv) with Ctrl+O, or drop an .xkv file here";
 inline constexpr std::string_view kFileWriteError = "File write error";
-inline constexpr std::string_view kNoRecordOpen = "No record is open";
 inline constexpr std::string_view kNotAnXkvFile = "Only .xkv records can be opened here";
+inline constexpr std::string_view kFrameSavedAs = "Frame %1 saved as %2";
+inline constexpr std::string_view kFramesPlayed = "%1 frames played";
+inline constexpr std::string_view kFramesPlayedStopped = "%1 frames played (stopped)";
 inline constexpr std::string_view kKeysHelp =
     "Mouse: drag with the left button to draw the region, with the right button to draw the "
     "profile line; a click without dragging clears it. Ctrl + wheel zooms.\n\n"

@@ -41,17 +41,29 @@ TMainForm::TMainForm(QWidget* parent) : QMainWindow(parent), reporter_(this, nul
   setWindowTitle(Q(kProgramTitle));
   setAcceptDrops(true);
   reporter_ = QtReporter(this, statusBar());
+  // Every frame-sized buffer is allocated here once, for the largest frame.
+  store_ = RecordStore::Create(reporter_);
+  BuildLayout();
+  InstallDialogs();
+  BuildMenus();
+  RebuildPalette();
+  RefreshMenus();
+  resize(820, 720);
+  restoreGeometry(QSettings().value(kGeometryKey).toByteArray());
+
+  // The open timer reads "Lumetra.ini" once the window is up.
+  OpenTimer.setSingleShot(true);
+  connect(&OpenTimer, &QTimer::timeout, this, &TMainForm::OpenTimerTimer);
+  OpenTimer.start(0);
+}
+
+void TMainForm::BuildLayout() {
   frame_panel_ = new QLabel(this);
   time_panel_ = new QLabel(this);
   region_panel_ = new QLabel(this);
   cursor_panel_ = new QLabel(this);
-  statusBar()->addPermanentWidget(cursor_panel_);
-  statusBar()->addPermanentWidget(region_panel_);
-  statusBar()->addPermanentWidget(frame_panel_);
-  statusBar()->addPermanentWidget(time_panel_);
-
-  // Every frame-sized buffer is allocated here once, for the largest frame.
-  store_ = RecordStore::Create(reporter_);
+  for (QLabel* panel : {cursor_panel_, region_panel_, frame_panel_, time_panel_})
+    statusBar()->addPermanentWidget(panel);
 
   auto* central = new QWidget(this);
   auto* layout = new QVBoxLayout(central);
@@ -66,6 +78,7 @@ TMainForm::TMainForm(QWidget* parent) : QMainWindow(parent), reporter_(this, nul
   layout->addWidget(view_, 1);
   layout->addWidget(FrameTrackBar);
   setCentralWidget(central);
+  view_->setFocus();
   reporter_.show_notice = [this](const QString& t) { view_->ShowNotice(t); };
 
   connect(FrameTrackBar, &QSlider::valueChanged, this, &TMainForm::FrameTrackBarChange);
@@ -77,7 +90,9 @@ TMainForm::TMainForm(QWidget* parent) : QMainWindow(parent), reporter_(this, nul
   connect(view_, &ImageView::ZoomStepRequested, this,
           [this](int step) { ApplyZoom(settings_.values().Zoom + step); });
   connect(&play_timer_, &QTimer::timeout, this, &TMainForm::PlayTick);
+}
 
+void TMainForm::InstallDialogs() {
   AskText = [this](const QString& title, const QString& prompt,
                    const QString& text) -> std::optional<QString> {
     bool ok = false;
@@ -96,17 +111,6 @@ TMainForm::TMainForm(QWidget* parent) : QMainWindow(parent), reporter_(this, nul
                ? dialog.selectedFiles().first()
                : QString();
   };
-
-  BuildMenus();
-  RebuildPalette();
-  RefreshMenus();
-  resize(820, 720);
-  restoreGeometry(QSettings().value(kGeometryKey).toByteArray());
-
-  // The open timer reads "Lumetra.ini" once the window is up.
-  OpenTimer.setSingleShot(true);
-  connect(&OpenTimer, &QTimer::timeout, this, &TMainForm::OpenTimerTimer);
-  OpenTimer.start(0);
 }
 
 TMainForm::~TMainForm() = default;
@@ -170,7 +174,7 @@ void TMainForm::SaveAsClick() {
     reporter_.Modal(kFileWriteError);
     return;
   }
-  reporter_.Status(S(QStringLiteral("Frame %1 saved as %2").arg(store_->CurrentFrame()).arg(path)));
+  reporter_.Status(S(Q(kFrameSavedAs).arg(store_->CurrentFrame()).arg(path)));
 }
 
 void TMainForm::NextFrClick() {

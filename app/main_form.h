@@ -140,6 +140,8 @@ class TMainForm : public QMainWindow {
   bool eventFilter(QObject* watched, QEvent* event) override;
 
  private:
+  void BuildLayout();
+  void InstallDialogs();
   void BuildMenus();
   void BuildFileMenu();
   void BuildPlayMenu();

@@ -4,6 +4,7 @@
 #include <QLabel>
 #include <QSlider>
 
+#include "app/app_messages.h"
 #include "app/image_view.h"
 #include "app/main_form.h"
 #include "app/qt_text.h"
@@ -97,9 +98,7 @@ void TMainForm::EndPlayback() {
   playback_.reset();
   RefreshMenus();
   ShowFrame();
-  reporter_.Status(S(QStringLiteral("%1 frames played%2")
-                         .arg(played)
-                         .arg(completed ? QString() : QStringLiteral(" (stopped)"))));
+  reporter_.Status(S(Q(completed ? kFramesPlayed : kFramesPlayedStopped).arg(played)));
   emit PlaybackFinished(completed);
 }
 
