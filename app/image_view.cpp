@@ -46,8 +46,11 @@ void ImageView::SetZoom(int32_t zoom) {
   zoom = std::clamp(zoom, kMinZoom, kMaxZoom);
   if (zoom == zoom_) return;
   // Keep the frame point at the centre of the area where it was.
-  const double cx = (horizontalScrollBar()->value() + viewport()->width() / 2.0) / zoom_;
-  const double cy = (verticalScrollBar()->value() + viewport()->height() / 2.0) / zoom_;
+  // A frame narrower (or lower) than the area keeps its own centre instead.
+  double cx = (horizontalScrollBar()->value() + viewport()->width() / 2.0) / zoom_;
+  double cy = (verticalScrollBar()->value() + viewport()->height() / 2.0) / zoom_;
+  if (width_ * zoom_ < viewport()->width()) cx = width_ / 2.0;
+  if (height_ * zoom_ < viewport()->height()) cy = height_ / 2.0;
   zoom_ = zoom;
   UpdateScrollBars();
   horizontalScrollBar()->setValue(static_cast<int>(cx * zoom_ - viewport()->width() / 2.0));
