@@ -9,7 +9,6 @@ namespace lumetra {
 inline constexpr std::string_view kProgramTitle = "Lumetra32";
 inline constexpr std::string_view kXkvFilter = "XKV Data Files (*.xkv);;All Files (*)";
 inline constexpr std::string_view kXkvSaveFilter = "XKV Data Files (*.xkv)";
-inline constexpr std::string_view kIniDialogFilter = "INI file (*.ini);;All Files (*)";
 inline constexpr std::string_view kOpenHint =
     "Open Data File (xkv) with Ctrl+O, or drop an .xkv file here";
 inline constexpr std::string_view kFileWriteError = "File write error";

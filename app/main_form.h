@@ -91,6 +91,8 @@ class TMainForm : public QMainWindow {
   void PlaybackFinished(bool completed);
   // A setting changed (a Settings menu command or the settings file).
   void SettingsChanged();
+  // The region moved, changed size, or was drawn or cleared (the region window follows it).
+  void RegionChanged();
   // Keys meant for the single-particle window and the region window.
   void SpotWindowCommandRequested(lumetra::SpotWindowCommand command);
   void BeadViewsRequested(int bead_index);

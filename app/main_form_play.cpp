@@ -115,7 +115,10 @@ bool TMainForm::FormKeyDown(int qt_key, Qt::KeyboardModifiers modifiers) {
   if (act.stop) stop_ = true;
   if (act.bead_views) emit BeadViewsRequested(bead_index_);
   if (act.spot != SpotWindowCommand::kNone) emit SpotWindowCommandRequested(act.spot);
-  if (act.region_readout) UpdateRegionReadout();
+  if (act.region_readout) {
+    UpdateRegionReadout();
+    emit RegionChanged();
+  }
   if (act.repaint || act.info_lines) {
     view_->SetRegion(region_);
     view_->SetLine(line_, line_shown_, settings_.values().ProfileWidth);
@@ -139,6 +142,7 @@ void TMainForm::SetRegion(const Region& region) {
     UpdateRegionReadout();
   else
     region_panel_->clear();
+  emit RegionChanged();
 }
 
 void TMainForm::SetLine(const ProfileLine& line) {

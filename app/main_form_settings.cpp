@@ -134,7 +134,7 @@ void TMainForm::ReadSettingsFileClick() {
   // While the start-up flag is set the default file is read without a dialog.
   const QString path = settings_.StartupRead()
                            ? Q(kDefaultIniName)
-                           : AskOpenFile(Q(kReadSettingsCaption), Q(kIniDialogFilter));
+                           : AskOpenFile(Q(kReadSettingsCaption), DialogFilter(kIniFilter));
   if (path.isEmpty()) return;
   if (!settings_.ReadSettingsFile(S(path), reporter_)) return;
   RefreshSettingCaptions();
@@ -145,7 +145,8 @@ void TMainForm::ReadSettingsFileClick() {
 }
 
 void TMainForm::SaveSettingsClick() {
-  const QString path = AskSaveFile(Q(kSaveSettingsCaption), Q(kIniDialogFilter), Q(kIniDefaultExt));
+  const QString path =
+      AskSaveFile(Q(kSaveSettingsCaption), DialogFilter(kIniFilter), Q(kIniDefaultExt));
   if (path.isEmpty()) return;
   settings_.SaveSettingsFile(S(path), reporter_);
 }
