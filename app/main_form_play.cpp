@@ -80,13 +80,17 @@ void TMainForm::StopClick() {
   stop_ = true;
 }
 
-// One frame a tick; the stop flag is seen at the next step.
+// One frame a tick; the stop flag is seen at the next step. The timer rests
+// while a frame is read: a message box about a broken frame runs its own
+// event loop, and the next tick must not read on behind it.
 void TMainForm::PlayTick() {
+  play_timer_.stop();
   if (!playback_ || !playback_->Step(reporter_)) {
     EndPlayback();
     return;
   }
   ShowFrame();
+  if (playback_) play_timer_.start();
 }
 
 void TMainForm::EndPlayback() {

@@ -221,6 +221,27 @@ TEST_F(MainWindow, EscStopsPlaybackAtItsNextStep) {
   RunUntil([&] { return finished; });
   EXPECT_FALSE(completed);
   EXPECT_EQ(form_->Store()->CurrentFrame(), 0);
+  // Completions of long commands are drawn on the image for a moment.
+  form_->Messages().Notice("Done");
+  EXPECT_EQ(form_->View()->Notice(), "Done");
+}
+
+TEST_F(MainWindow, PlaybackEndsOnABrokenFrameWithOneMessage) {
+  const std::string cut = testing::SimulatedRecord("cut.xkv", 4);
+  fs::resize_file(cut, fs::file_size(cut) - 100);  // the last frame's pixels end early
+  ASSERT_TRUE(form_->OpenRecord(QString::fromStdString(cut)));
+  bool finished = false, completed = true;
+  QObject::connect(form_.get(), &TMainForm::PlaybackFinished, [&](bool c) {
+    finished = true;
+    completed = c;
+  });
+  form_->PlayClick();
+  RunUntil([&] { return finished; });
+  EXPECT_FALSE(completed);
+  EXPECT_EQ(modals_, QStringList{"Frame Reading Error"});
+  EXPECT_FALSE(form_->Playing());
+  form_->NextFrClick();  // the record starts again at frame 0
+  EXPECT_EQ(form_->Store()->CurrentFrame(), 0);
 }
 
 TEST_F(MainWindow, KeysNudgeTheRegionAndTheLine) {
