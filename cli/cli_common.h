@@ -45,5 +45,6 @@ int RunInfo(const std::vector<std::string>& args);
 int RunFrame(const std::vector<std::string>& args);
 int RunSimulate(const std::vector<std::string>& args);
 int RunBench(const std::vector<std::string>& args);
+int RunPlot(const std::vector<std::string>& args);
 
 }  // namespace lumetra::cli
