@@ -69,10 +69,20 @@ bool ReadOptions(const ArgParser& p, PlotOptions& o, std::string& error) {
   if (p.Has("title-y")) o.title_y = p.Value("title-y");
   if (p.Has("title-y1")) o.title_y1 = p.Value("title-y1");
   o.note = p.Value("note");
+  int64_t width = 2, symbol = 4;
+  if (!p.Int("line-width", width, error) || !p.Int("symbol-size", symbol, error)) return false;
+  o.width = static_cast<int>(std::clamp<int64_t>(width, -1, 99));
+  o.symbol = static_cast<int>(std::clamp<int64_t>(symbol, -1, 99));
   return true;
 }
 
 #if LUMETRA_CLI_PLOT
+// Qt's own chatter about the environment ("XDG_RUNTIME_DIR not set") is not
+// for the user of a command line tool; real failures come back as results.
+void QuietQtMessages(QtMsgType type, const QMessageLogContext&, const QString& text) {
+  if (type == QtFatalMsg || type == QtCriticalMsg) std::cerr << text.toStdString() << '\n';
+}
+
 // Drawing needs a QGuiApplication for the fonts; without a display it runs on
 // the offscreen platform, so plot works from a plain shell.
 int DrawAndSave(const PlotTable& table, const PlotOptions& options, int width, int height,
@@ -83,6 +93,7 @@ int DrawAndSave(const PlotTable& table, const PlotOptions& options, int width, i
   static int argc = 1;
   static char name[] = "lumetra-cli";
   static char* argv[] = {name, nullptr};
+  qInstallMessageHandler(QuietQtMessages);
   std::unique_ptr<QGuiApplication> app;
   if (QGuiApplication::instance() == nullptr) app = std::make_unique<QGuiApplication>(argc, argv);
 
@@ -123,6 +134,8 @@ int RunPlot(const std::vector<std::string>& args) {
       .Option("title-y", "TEXT", "left Y axis title (default: its curves' names)")
       .Option("title-y1", "TEXT", "right Y axis title (default: its curves' names)")
       .Option("note", "TEXT", "a note line drawn in the plot's top-left corner")
+      .Option("line-width", "PIXELS", "pen width of the curves (1-20)", "2")
+      .Option("symbol-size", "PIXELS", "size of circles, crosses, bars and bar ends (2-30)", "4")
       .Option("size", "W,H", "picture size in pixels, at most 3000,2000", "1200,800");
   if (auto code = ParseOrExit(p, args)) return *code;
   if (!p.Has("out")) return Fail("plot", "--out GRAPH.png is required", 2);

@@ -20,11 +20,12 @@ double Scale(int32_t extent, const GraphAxis& axis) {
 }  // namespace
 
 int32_t GraphLayout::PixelX(double x) const {
-  return ToPixel(x * ScaleX - OffsetX);
+  return ToPixel(PlotLeft + (x - FirstX) * ScaleX);
 }
 
 int32_t GraphLayout::PixelY(double y, bool right_axis) const {
-  return right_axis ? ToPixel(OffsetY1 - y * ScaleY1) : ToPixel(OffsetY0 - y * ScaleY0);
+  return right_axis ? ToPixel(PlotBottom() - (y - FirstY1) * ScaleY1)
+                    : ToPixel(PlotBottom() - (y - FirstY0) * ScaleY0);
 }
 
 int WidestTickLabel(const TickSpan& ticks, const TextMeasure& measure) {
@@ -61,9 +62,9 @@ GraphLayout ComputeLayout(const GraphModel& model, int width, int height,
   l.ScaleX = Scale(l.PlotWidth, model.X);
   l.ScaleY0 = Scale(l.PlotHeight, model.Y0);
   l.ScaleY1 = Scale(l.PlotHeight, model.Y1);
-  l.OffsetX = model.X.First * l.ScaleX - l.PlotLeft;
-  l.OffsetY0 = l.PlotBottom() + model.Y0.First * l.ScaleY0;
-  l.OffsetY1 = l.PlotBottom() + model.Y1.First * l.ScaleY1;
+  l.FirstX = model.X.First;
+  l.FirstY0 = model.Y0.First;
+  l.FirstY1 = model.Y1.First;
   return l;
 }
 

@@ -33,15 +33,15 @@ struct GraphLayout {
   int32_t LeftMargin = 0, RightMargin = 0, TopMargin = 0, BottomMargin = 0;
   int32_t PlotLeft = 0, PlotTop = 0, PlotWidth = 0, PlotHeight = 0;
   double ScaleX = 0, ScaleY0 = 0, ScaleY1 = 0;  // pixels per axis unit
-  double OffsetX = 0;                           // X.First * ScaleX - PlotLeft
-  double OffsetY0 = 0, OffsetY1 = 0;            // PlotBottom + First * scale
+  double FirstX = 0, FirstY0 = 0, FirstY1 = 0;  // axis first values
   TickSpan TicksX, TicksY0, TicksY1;
   bool RightAxis = false;
 
   int32_t PlotRight() const { return PlotLeft + PlotWidth; }
   int32_t PlotBottom() const { return PlotTop + PlotHeight; }
   bool HasPlot() const { return PlotWidth > 0 && PlotHeight > 0; }
-  // Point to pixel, truncated toward zero.
+  // Point to pixel, truncated toward zero. Measured from the axis's first
+  // value, so that value lands exactly on the plot's edge.
   int32_t PixelX(double x) const;
   int32_t PixelY(double y, bool right_axis) const;
 };

@@ -84,6 +84,8 @@ std::optional<std::string> SetUpPlot(GraphModel& m, const PlotTable& t, const Pl
     if (k < 1 || k > curves)
       return "--right: there is no curve " + std::to_string(k) + " (1-" + std::to_string(curves) +
              ")";
+  if (o.width < 1 || o.width > 20) return "--line-width must lie within 1-20";
+  if (o.symbol < 2 || o.symbol > 30) return "--symbol-size must lie within 2-30";
   for (const auto* r : {&o.x_range, &o.y_range, &o.y1_range})
     if (*r && !((*r)->first < (*r)->second)) return std::string(kFirstNotBelowLast);
 
@@ -92,6 +94,8 @@ std::optional<std::string> SetUpPlot(GraphModel& m, const PlotTable& t, const Pl
     GraphCurve& c = m.Curves[k];
     c.Show = true;
     c.Type = k - 1 < static_cast<int>(o.types.size()) ? o.types[k - 1] : kCurveLine;
+    c.Width = o.width;
+    c.Size = o.symbol;
     c.Y1 = std::find(o.right.begin(), o.right.end(), k) != o.right.end();
     m.Names[k] = t.names[k];
   }

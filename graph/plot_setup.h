@@ -19,6 +19,8 @@ struct PlotOptions {
   std::optional<std::pair<double, double>> x_range, y_range, y1_range;
   std::optional<std::string> title_x, title_y, title_y1;
   std::string note;  // first note line
+  int width = 2;     // pen width of every curve, pixels
+  int symbol = 4;    // symbol size of every curve, pixels
 };
 
 // "line", "LineCircle", ... (any letter case) to the curve type; nothing for

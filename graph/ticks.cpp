@@ -25,10 +25,11 @@ double NiceTickDistance(double range, double count) {
   const double d = range / count;
   if (!(d > 0) || !std::isfinite(d)) return 1.0;
   // The smallest power of ten not below d / 10, starting at 1e-17. Powers are
-  // taken whole rather than by repeated multiplication, so 0.1 stays 0.1.
+  // taken whole, and a product within rounding of a power counts as equal, so
+  // d = 0.1 gives the step 0.01 (and the distance 0.05), not 0.1.
   int exponent = -17;
   double step = 1e-17;
-  while (0.1 * d > step) step = std::pow(10.0, ++exponent);
+  while (d / 10 > step * (1 + 1e-12)) step = std::pow(10.0, ++exponent);
   if (0.8 * step > d) return 5 * step;
   if (1.5 * step > d) return step;
   if (3 * step > d) return 2 * step;

@@ -60,6 +60,59 @@ void DrawVerticalTitle(QPainter& p, int x, int centre_y, double angle, const QSt
   p.restore();
 }
 
+// A short sample of curve k as its type draws it, centred in `box`.
+void DrawLegendSample(QPainter& p, const GraphCurve& c, const QRect& box) {
+  const QColor color = ToQColor(c.Color);
+  const int half = std::clamp(c.Size / 2, 1, box.height() / 2);
+  const int cx = box.center().x(), cy = box.center().y();
+  p.setPen(QPen(color, std::clamp(c.Width, 1, std::max(1, box.height() / 3))));
+  p.setBrush(Qt::NoBrush);
+  const bool line = c.Type == kCurveLine || c.Type == kCurveLineCircle || c.Type == kCurveLineCross;
+  if (line) p.drawLine(box.left(), cy, box.right(), cy);
+  if (c.Type == kCurveCircle || c.Type == kCurveLineCircle) {
+    p.setBrush(c.Style == kFillCurveColor ? QBrush(color) : QBrush(Qt::NoBrush));
+    p.drawEllipse(QPoint(cx, cy), half, half);
+  }
+  if (c.Type == kCurveCross || c.Type == kCurveLineCross) {
+    p.drawLine(cx - half, cy, cx + half, cy);
+    p.drawLine(cx, cy - half, cx, cy + half);
+  }
+  if (c.Type == kCurveBar)
+    p.fillRect(cx - half, box.top() + 2, 2 * half + 1, box.height() - 2, color);
+  if (c.Type == kCurveVariation) {
+    p.drawLine(cx, box.top() + 2, cx, box.bottom());
+    p.drawLine(cx - half, box.top() + 2, cx + half, box.top() + 2);
+    p.drawLine(cx - half, box.bottom(), cx + half, box.bottom());
+  }
+  p.setBrush(Qt::NoBrush);
+}
+
+// Named shown curves, each with a sample, in a box at the plot's top right.
+void DrawLegend(QPainter& p, const GraphModel& m, const GraphLayout& l) {
+  const QFontMetrics fm = p.fontMetrics();
+  int widest = 0, rows = 0;
+  for (int k = 1; k <= m.CurveCount(); ++k) {
+    if (!m.Curves[k].Show || m.Names[k].empty()) continue;
+    widest = std::max(widest, fm.horizontalAdvance(Text(m.Names[k])));
+    ++rows;
+  }
+  if (rows == 0) return;
+  const int sample = 2 * l.LineHeight;
+  const QRect box(l.PlotRight() - widest - sample - 20, l.PlotTop + 4, widest + sample + 14,
+                  rows * l.LineHeight + 4);
+  p.fillRect(box, ToQColor(m.PanelColor));
+  p.setPen(QPen(Qt::gray, 1));
+  p.drawRect(box);
+  int y = box.top() + 2;
+  for (int k = 1; k <= m.CurveCount(); ++k) {
+    if (!m.Curves[k].Show || m.Names[k].empty()) continue;
+    DrawLegendSample(p, m.Curves[k], QRect(box.left() + 4, y + 2, sample, l.LineHeight - 4));
+    p.setPen(Qt::black);
+    p.drawText(box.left() + sample + 10, y + fm.ascent() + 1, Text(m.Names[k]));
+    y += l.LineHeight;
+  }
+}
+
 }  // namespace
 
 void DrawBackground(QPainter& p, const GraphModel& m, const GraphLayout& l) {
@@ -111,8 +164,8 @@ void DrawFrameAndLabels(QPainter& p, const GraphModel& m, const GraphLayout& l) 
     if (l.RightAxis) {
       ForEachTick(l.TicksY1, m.Y1, [&](double v) {
         const int y = l.PixelY(v, true);
-        p.drawLine(l.PlotRight(), y, l.PlotRight() + 3, y);
-        p.drawText(l.PlotRight() + 4, y + half_text, Text(TickLabelText(v)));
+        p.drawLine(l.PlotRight(), y, l.PlotRight() + 2, y);
+        p.drawText(l.PlotRight() + 3, y + half_text, Text(TickLabelText(v)));
       });
     }
   }
@@ -120,7 +173,7 @@ void DrawFrameAndLabels(QPainter& p, const GraphModel& m, const GraphLayout& l) 
   TextCentredAt(p, l.PlotLeft + l.PlotWidth / 2, l.Height - l.LineHeight - 1, l.Width,
                 Text(m.TitleX));
   DrawVerticalTitle(p, 2, centre_y, -90, Text(m.TitleY0));
-  if (l.RightAxis) DrawVerticalTitle(p, l.Width - 2, centre_y, 90, Text(m.TitleY1));
+  if (l.RightAxis) DrawVerticalTitle(p, l.Width - 1, centre_y, 90, Text(m.TitleY1));
 }
 
 void DrawNotesAndLegend(QPainter& p, const GraphModel& m, const GraphLayout& l) {
@@ -131,24 +184,7 @@ void DrawNotesAndLegend(QPainter& p, const GraphModel& m, const GraphLayout& l) 
     if (!note.empty()) p.drawText(l.PlotLeft + 6, y + fm.ascent(), Text(note));
     y += l.LineHeight;
   }
-  // Legend: a short line of each named shown curve, right-aligned in the plot.
-  int widest = 0;
-  for (int k = 1; k <= m.CurveCount(); ++k)
-    if (m.Curves[k].Show && !m.Names[k].empty())
-      widest = std::max(widest, fm.horizontalAdvance(Text(m.Names[k])));
-  if (widest == 0) return;
-  const int sample = 2 * l.LineHeight;
-  const int left = l.PlotRight() - widest - sample - 14;
-  y = l.PlotTop + 4;
-  for (int k = 1; k <= m.CurveCount(); ++k) {
-    if (!m.Curves[k].Show || m.Names[k].empty()) continue;
-    const QColor c = ToQColor(m.Curves[k].Color);
-    p.setPen(QPen(c, std::clamp(m.Curves[k].Width, 1, l.LineHeight / 2)));
-    p.drawLine(left, y + l.LineHeight / 2, left + sample, y + l.LineHeight / 2);
-    p.setPen(Qt::black);
-    p.drawText(left + sample + 6, y + fm.ascent(), Text(m.Names[k]));
-    y += l.LineHeight;
-  }
+  DrawLegend(p, m, l);
 }
 
 void DrawReadout(QPainter& p, const GraphModel& m, const GraphLayout& l) {
