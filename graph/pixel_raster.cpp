@@ -87,6 +87,25 @@ void Walk(int ax, int ay, int dx, int dy, int sx, int sy, bool steep, Put put) {
   }
 }
 
+// False when nothing of the line can reach the clip (a span reaches at most
+// 1.5 widths across). Ends outside the reach are cut to it, widened by the
+// width, so far-off ends cost nothing.
+bool CutToReach(const PixelBuffer& buf, PixelPoint& a, PixelPoint& b, int width) {
+  const PixelRect& c = buf.clip;
+  const int pad = 2 * width;
+  if (std::max(a.x, b.x) + pad < c.left || std::min(a.x, b.x) - pad > c.right ||
+      std::max(a.y, b.y) + pad < c.top || std::min(a.y, b.y) - pad > c.bottom)
+    return false;
+  if (Inside(a, buf.reach) && Inside(b, buf.reach)) return true;
+  const PixelRect wide{buf.reach.left - width, buf.reach.top - width, buf.reach.right + width,
+                       buf.reach.bottom + width};
+  double x0 = a.x, y0 = a.y, x1 = b.x, y1 = b.y;
+  if (!ClipSegment(x0, y0, x1, y1, wide)) return false;
+  a = {RoundToInt(x0), RoundToInt(y0)};
+  b = {RoundToInt(x1), RoundToInt(y1)};
+  return true;
+}
+
 }  // namespace
 
 void FillPixelRect(PixelBuffer& buf, PixelRect r, uint32_t color) {
@@ -120,21 +139,7 @@ void FillBars(PixelBuffer& buf, const std::vector<PixelRect>& bars, uint32_t col
 // by 1 / cos(angle) so the thickness across the line stays `width`.
 void DrawThickLine(PixelBuffer& buf, PixelPoint a, PixelPoint b, int width, uint32_t color) {
   width = std::max(width, 1);
-  const PixelRect& c = buf.clip;
-  // Nothing of it within the clip (a span reaches at most 1.5 widths across).
-  const int pad = 2 * width;
-  if (std::max(a.x, b.x) + pad < c.left || std::min(a.x, b.x) - pad > c.right ||
-      std::max(a.y, b.y) + pad < c.top || std::min(a.y, b.y) - pad > c.bottom)
-    return;
-  if (!Inside(a, buf.reach) || !Inside(b, buf.reach)) {
-    // Cut to the reach widened by the width, so far-off ends cost nothing.
-    const PixelRect wide{buf.reach.left - width, buf.reach.top - width, buf.reach.right + width,
-                         buf.reach.bottom + width};
-    double x0 = a.x, y0 = a.y, x1 = b.x, y1 = b.y;
-    if (!ClipSegment(x0, y0, x1, y1, wide)) return;
-    a = {RoundToInt(x0), RoundToInt(y0)};
-    b = {RoundToInt(x1), RoundToInt(y1)};
-  }
+  if (!CutToReach(buf, a, b, width)) return;
   const int dx = std::abs(b.x - a.x), dy = std::abs(b.y - a.y);
   const int sx = a.x < b.x ? 1 : -1, sy = a.y < b.y ? 1 : -1;
   const bool steep = dy > dx;
@@ -145,6 +150,7 @@ void DrawThickLine(PixelBuffer& buf, PixelPoint a, PixelPoint b, int width, uint
   }
   const int lo = -(span - 1) / 2, hi = span / 2;
   // Whole line and its spans inside the clip: write without per-span checks.
+  const PixelRect& c = buf.clip;
   const int pad_x = steep ? std::max(-lo, hi) : 0, pad_y = steep ? 0 : std::max(-lo, hi);
   const bool inside = std::min(a.x, b.x) - pad_x >= c.left &&
                       std::max(a.x, b.x) + pad_x <= c.right &&

@@ -5,7 +5,6 @@
 #include <algorithm>
 #include <cmath>
 
-#include "common/text_format.h"
 #include "graph/ticks.h"
 
 namespace lumetra {
@@ -15,6 +14,11 @@ constexpr int kTickMark = 5;  // pixels of the short tick marks outside the fram
 
 QString Text(const std::string& s) {
   return QString::fromStdString(s);
+}
+
+// Readout values: six significant digits are all a float holds reliably.
+QString ReadoutValue(float v) {
+  return QString::number(static_cast<double>(v), 'g', 6);
 }
 
 Qt::PenStyle PenStyleOf(int32_t tick_style) {
@@ -205,12 +209,11 @@ void DrawReadout(QPainter& p, const GraphModel& m, const GraphLayout& l) {
     p.drawText(left, y, s);
     left += fm.horizontalAdvance(s) + fm.horizontalAdvance(' ') * 2;
   };
-  put("X=" + Text(FormatFloat(r.Values[0])), Qt::black);
+  put("X=" + ReadoutValue(r.Values[0]), Qt::black);
   for (int k = 1; k <= m.CurveCount(); ++k) {
     if (!m.Curves[k].Show) continue;
     const QString mark = k == r.NearestCurve ? "*" : "";
-    put(mark + QString::number(k) + "=" + Text(FormatFloat(r.Values[k])),
-        ToQColor(m.Curves[k].Color));
+    put(mark + QString::number(k) + "=" + ReadoutValue(r.Values[k]), ToQColor(m.Curves[k].Color));
   }
 }
 
