@@ -14,6 +14,11 @@ namespace {
 constexpr double kTicksWished = 6;  // as the analysis windows fit their axes
 constexpr double kPad = 0.05;       // of the value range, above and below
 
+// Curves 6 to 14 are black in a new graph; a table of many columns would be
+// unreadable, so the plot command gives them colours of their own.
+constexpr uint32_t kLaterColors[] = {0xFF00FF, 0x808000, 0x0080FF, 0x800080, 0x004080,
+                                     0x008080, 0x800000, 0x808080, 0x004000};
+
 bool SameName(std::string_view a, std::string_view b) {
   return a.size() == b.size() && std::equal(a.begin(), a.end(), b.begin(), [](char x, char y) {
            return std::tolower(static_cast<unsigned char>(x)) ==
@@ -94,6 +99,7 @@ std::optional<std::string> SetUpPlot(GraphModel& m, const PlotTable& t, const Pl
     GraphCurve& c = m.Curves[k];
     c.Show = true;
     c.Type = k - 1 < static_cast<int>(o.types.size()) ? o.types[k - 1] : kCurveLine;
+    if (k >= 6) c.Color = kLaterColors[k - 6];
     c.Width = o.width;
     c.Size = o.symbol;
     c.Y1 = std::find(o.right.begin(), o.right.end(), k) != o.right.end();

@@ -28,7 +28,8 @@ struct PlotOptions {
 std::optional<int> CurveTypeFromName(std::string_view name);
 
 // Points `model` at the table's matrix (which must outlive the model's use)
-// and sets curves, axes, titles, names and notes. A "Variation" curve takes
+// and sets curves, axes, titles, names and notes. Curves 1 to 5 keep the
+// graph's colours; 6 to 14 get colours of their own instead of black. A "Variation" curve takes
 // its spread from the next column, which is then not drawn itself. Returns
 // the text of the first problem with the options, or nothing.
 std::optional<std::string> SetUpPlot(GraphModel& model, const PlotTable& table,
