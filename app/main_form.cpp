@@ -3,6 +3,7 @@
 #include <QAction>
 #include <QFileDialog>
 #include <QFileInfo>
+#include <QInputDialog>
 #include <QLabel>
 #include <QMenuBar>
 #include <QPixmap>
@@ -45,6 +46,13 @@ TMainForm::TMainForm(QWidget* parent) : QMainWindow(parent), reporter_(this, nul
   setCentralWidget(central);
   connect(FrameTrackBar, &QSlider::valueChanged, this, &TMainForm::FrameTrackBarChange);
 
+  AskText = [this](const QString& title, const QString& prompt,
+                   const QString& text) -> std::optional<QString> {
+    bool ok = false;
+    const QString typed = QInputDialog::getText(this, title, prompt, QLineEdit::Normal, text, &ok);
+    if (!ok) return std::nullopt;
+    return typed;
+  };
   BuildMenus();
   resize(760, 680);
 }
@@ -60,6 +68,17 @@ void TMainForm::BuildMenus() {
                   &TMainForm::SaveAsClick);
   file->addSeparator();
   file->addAction(QStringLiteral("E&xit"), this, &QWidget::close);
+
+  QMenu* play = menuBar()->addMenu(QStringLiteral("&Play"));
+  UsePartOfRecord =
+      play->addAction(QStringLiteral("Use Part of Record"), this, &TMainForm::UsePartOfRecordClick);
+  UsePartOfRecord->setCheckable(true);
+  SelectPartOfRec = play->addMenu(QStringLiteral("Select Part of Record"));
+  SelectPartOfRec->addAction(QStringLiteral("Select First Frame"), this,
+                             &TMainForm::SelectFirstFrameClick);
+  SelectPartOfRec->addAction(QStringLiteral("Select Last Frame"), this,
+                             &TMainForm::SelectLastFrameClick);
+  SelectPartOfRec->setEnabled(false);
 
   QToolBar* bar = addToolBar(QStringLiteral("Frames"));
   bar->addAction(QStringLiteral("|<"), this, &TMainForm::FirstFrameClick)
@@ -126,6 +145,28 @@ void TMainForm::FrameTrackBarChange(int position) {
   if (moving_track_bar_ || !store_) return;
   store_->GoToFrame(position, reporter_);
   ShowFrame();
+}
+
+void TMainForm::UsePartOfRecordClick() {
+  store_->SetUsePartOfRecord(!store_->UsePartOfRecord());
+  UsePartOfRecord->setChecked(store_->UsePartOfRecord());
+  SelectPartOfRec->setEnabled(store_->UsePartOfRecord());
+}
+
+void TMainForm::SelectFirstFrameClick() {
+  const auto typed =
+      AskText(QString::fromUtf8(kSelectFirstFrameTitle.data(), kSelectFirstFrameTitle.size()),
+              QString::fromUtf8(kSelectFramePrompt.data(), kSelectFramePrompt.size()),
+              QString::number(store_->SelFirstFrame()));
+  if (typed) store_->SetSelFirstFrameText(typed->toStdString(), reporter_);
+}
+
+void TMainForm::SelectLastFrameClick() {
+  const auto typed =
+      AskText(QString::fromUtf8(kSelectLastFrameTitle.data(), kSelectLastFrameTitle.size()),
+              QString::fromUtf8(kSelectFramePrompt.data(), kSelectFramePrompt.size()),
+              QString::number(store_->SelLastFrame()));
+  if (typed) store_->SetSelLastFrameText(typed->toStdString(), reporter_);
 }
 
 QString TMainForm::FramePanelText() const {

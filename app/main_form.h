@@ -4,7 +4,9 @@
 
 #include <QImage>
 #include <QMainWindow>
+#include <functional>
 #include <memory>
+#include <optional>
 
 #include "app/qt_reporter.h"
 #include "record/record_store.h"
@@ -12,6 +14,8 @@
 class QLabel;
 class QSlider;
 class QScrollArea;
+class QAction;
+class QMenu;
 
 namespace lumetra {
 
@@ -31,6 +35,10 @@ class TMainForm : public QMainWindow {
   QString FramePanelText() const;
   QString TimePanelText() const;
 
+  // Every input box of the window goes through here (title, prompt, offered
+  // text -> typed text, or nothing when cancelled); tests script it.
+  std::function<std::optional<QString>(const QString&, const QString&, const QString&)> AskText;
+
  public slots:
   void OpenClick();
   void SaveAsClick();
@@ -38,6 +46,9 @@ class TMainForm : public QMainWindow {
   void PrevFrClick();
   void FirstFrameClick();
   void FrameTrackBarChange(int position);
+  void UsePartOfRecordClick();
+  void SelectFirstFrameClick();
+  void SelectLastFrameClick();
 
  private:
   void BuildMenus();
@@ -51,6 +62,8 @@ class TMainForm : public QMainWindow {
   QSlider* FrameTrackBar = nullptr;
   QLabel* frame_panel_ = nullptr;
   QLabel* time_panel_ = nullptr;
+  QAction* UsePartOfRecord = nullptr;
+  QMenu* SelectPartOfRec = nullptr;
   bool moving_track_bar_ = false;
 };
 

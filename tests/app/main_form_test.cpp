@@ -49,6 +49,31 @@ TEST(MainForm, OpensASimulatedRecordAndStepsThroughIt) {
   EXPECT_EQ(form.Store()->CurrentFrame(), 0);
   EXPECT_TRUE(modals.isEmpty());
 
+  // The selected part of the record through scripted input boxes.
+  QStringList answers = {"3", "abc", "2"};
+  QStringList titles;
+  form.AskText = [&](const QString& title, const QString&,
+                     const QString& offered) -> std::optional<QString> {
+    titles << title + ":" + offered;
+    if (answers.isEmpty()) return std::nullopt;
+    return answers.takeFirst();
+  };
+  form.UsePartOfRecordClick();
+  EXPECT_TRUE(form.Store()->UsePartOfRecord());
+  form.SelectFirstFrameClick();
+  form.SelectFirstFrameClick();
+  form.SelectLastFrameClick();
+  form.SelectLastFrameClick();  // cancelled: nothing changes
+  EXPECT_EQ(form.Store()->SelFirstFrame(), 3);
+  EXPECT_EQ(form.Store()->SelLastFrame(), 10);
+  EXPECT_EQ(titles, (QStringList{"Select First Frame for Play/Analysis:0",
+                                 "Select First Frame for Play/Analysis:3",
+                                 "Select Last Frame for Play/Analysis:10",
+                                 "Select Last Frame for Play/Analysis:10"}));
+  EXPECT_EQ(modals, (QStringList{"First Selected Frame is out of range (0-Last Selected Frame",
+                                 "Last Selected Frame is out of range (> First Selected Frame"}));
+  modals.clear();
+
   EXPECT_FALSE(form.OpenRecord(QString::fromStdString(testing::TempPath("missing.xkv"))));
   EXPECT_EQ(modals, QStringList{"File open ERROR"});
   EXPECT_EQ(form.Store()->FrameCount(), 5);
