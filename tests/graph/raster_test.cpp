@@ -2,6 +2,9 @@
 // "LineCircle" gaps in the geometry, and banded drawing giving the same pixels.
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <cmath>
+#include <cstdlib>
 #include <vector>
 
 #include "common/random.h"
@@ -46,6 +49,57 @@ TEST(PixelRaster, ThicknessIsMeasuredAcrossTheLine) {
     // A row of a 45-degree line crosses it at sqrt(2) times its thickness.
     const int expected = width == 1 ? 1 : static_cast<int>(width * 1.41421356 + 0.5);
     EXPECT_EQ(d.RowCount(100), expected);
+  }
+}
+
+// Textbook Bresenham with the same spans across the line, for comparison.
+void ReferenceLine(Canvas& c, PixelPoint a, PixelPoint b, int width) {
+  const int dx = std::abs(b.x - a.x), dy = std::abs(b.y - a.y);
+  const int sx = a.x < b.x ? 1 : -1, sy = a.y < b.y ? 1 : -1;
+  const bool steep = dy > dx;
+  int span = width;
+  if (width > 1 && (dx | dy) != 0)
+    span = static_cast<int>(
+        std::floor(width * std::sqrt(double(dx) * dx + double(dy) * dy) / (steep ? dy : dx) + 0.5));
+  const int lo = -(span - 1) / 2, hi = span / 2;
+  const int steps = steep ? dy : dx;
+  int err = steps / 2, x = a.x, y = a.y;
+  auto put = [&](int px, int py) {
+    const PixelRect& k = c.buf.clip;
+    if (px >= k.left && px <= k.right && py >= k.top && py <= k.bottom)
+      c.px[static_cast<size_t>(py) * c.w + px] = kInk;
+  };
+  for (int i = 0; i <= steps; ++i) {
+    for (int j = lo; j <= hi; ++j) steep ? put(x + j, y) : put(x, y + j);
+    if (steep) {
+      y += sy;
+      err -= dx;
+      if (err < 0) x += sx, err += dy;
+    } else {
+      x += sx;
+      err -= dy;
+      if (err < 0) y += sy, err += dx;
+    }
+  }
+}
+
+TEST(PixelRaster, LinesStepLikeTheTextbookWhetherClippedOrNot) {
+  Rng rng(21);
+  for (int i = 0; i < 400; ++i) {
+    const int width = 1 + i % 4;
+    const PixelPoint a{static_cast<int>(rng.Uniform() * 160) + 20,
+                       static_cast<int>(rng.Uniform() * 160) + 20};
+    // Both ends within the reach, so the line is stepped uncut.
+    const PixelPoint b{a.x + static_cast<int>(rng.Uniform() * 12) - 6,
+                       std::clamp(a.y + static_cast<int>(rng.Uniform() * 80) - 40, 0, 199)};
+    for (const PixelRect clip : {PixelRect{0, 0, 199, 199}, PixelRect{0, 0, a.x, 199}}) {
+      Canvas got(200, 200), want(200, 200);
+      got.buf.clip = want.buf.clip = clip;
+      DrawThickLine(got.buf, a, b, width, kInk);
+      ReferenceLine(want, a, b, width);
+      ASSERT_EQ(got.px, want.px) << i << ": (" << a.x << "," << a.y << ")-(" << b.x << "," << b.y
+                                 << ") width " << width << " clip right " << clip.right;
+    }
   }
 }
 
