@@ -46,6 +46,7 @@ const std::vector<Command>& Commands() {
        RunInfo},
       {"frame", "save one frame of a record as a one-frame XKV file", RunFrame},
       {"simulate", "write a simulated single-molecule record and its truth table", RunSimulate},
+      {"plot", "draw a table of curves as a graph and save it as PNG or BMP", RunPlot},
       {"render", "paint one frame of a record through a palette into a PNG image", RunRender},
       {"bench", "measure speed: bench read FILE.xkv", RunBench},
   };

@@ -45,6 +45,7 @@ int RunInfo(const std::vector<std::string>& args);
 int RunFrame(const std::vector<std::string>& args);
 int RunSimulate(const std::vector<std::string>& args);
 int RunBench(const std::vector<std::string>& args);
+int RunPlot(const std::vector<std::string>& args);
 int RunRender(const std::vector<std::string>& args);
 
 // bench display FILE.xkv (cli/bench_display.cpp).
