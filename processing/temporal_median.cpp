@@ -1,0 +1,138 @@
+#include "processing/temporal_median.h"
+
+#include <algorithm>
+#include <cstring>
+
+#include "common/parallel.h"
+#include "common/text_format.h"
+#include "processing/processing_messages.h"
+
+namespace lumetra {
+namespace {
+
+constexpr size_t kBlock = 64;  // pixels sorted side by side, so the compiler can vectorise
+
+// The exchange sort of the filter (for i ascending, for j from the top down
+// to i + 1: swap when v[i] > v[j]), run on kBlock pixels at once as min/max
+// pairs. Only i up to m / 2 is needed: after that pass v[m / 2] holds the median.
+template <int M>
+void MedianBlocks(const uint16_t* const* slots, uint16_t* out, size_t begin, size_t end) {
+  alignas(64) uint16_t v[M][kBlock];
+  for (size_t b = begin; b < end; b += kBlock) {
+    const size_t k = std::min(kBlock, end - b);
+    for (int s = 0; s < M; ++s) {
+      std::memcpy(v[s], slots[s] + b, k * sizeof(uint16_t));
+      if (k < kBlock) std::fill(v[s] + k, v[s] + kBlock, uint16_t{0});
+    }
+    for (int i = 0; i <= M / 2; ++i) {
+      for (int j = M - 1; j > i; --j) {
+        uint16_t* vi = v[i];
+        uint16_t* vj = v[j];
+        for (size_t x = 0; x < kBlock; ++x) {
+          const uint16_t lo = std::min(vi[x], vj[x]);
+          const uint16_t hi = std::max(vi[x], vj[x]);
+          vi[x] = lo;
+          vj[x] = hi;
+        }
+      }
+    }
+    std::memcpy(out + b, v[M / 2], k * sizeof(uint16_t));
+  }
+}
+
+// Three frames: the comparison chain a if c <= a <= b, else a if b <= a <= c,
+// else b if ..., else c always picks the middle value, which is what this gives.
+void Median3(const uint16_t* const* slots, uint16_t* out, size_t begin, size_t end) {
+  const uint16_t* a = slots[0];
+  const uint16_t* b = slots[1];
+  const uint16_t* c = slots[2];
+  for (size_t i = begin; i < end; ++i) {
+    const uint16_t lo = std::min(a[i], b[i]);
+    const uint16_t hi = std::max(a[i], b[i]);
+    out[i] = std::max(lo, std::min(hi, c[i]));
+  }
+}
+
+}  // namespace
+
+void MedianOfSlots(const uint16_t* const* slots, int m, uint16_t* out, size_t n) {
+  auto body = [&](int64_t begin, int64_t end) {
+    // Chunk edges on whole blocks keep every block inside one chunk.
+    const size_t b = static_cast<size_t>(begin) * kBlock;
+    const size_t e = std::min(n, static_cast<size_t>(end) * kBlock);
+    if (m == 3) Median3(slots, out, b, e);
+    if (m == 5) MedianBlocks<5>(slots, out, b, e);
+    if (m == 7) MedianBlocks<7>(slots, out, b, e);
+  };
+  const int64_t blocks = static_cast<int64_t>((n + kBlock - 1) / kBlock);
+  ParallelChunks(blocks, body, 1024);
+}
+
+TemporalMedian::TemporalMedian(Reporter& reporter, size_t buffer_pixels)
+    : reporter_(reporter), buffer_pixels_(buffer_pixels) {}
+
+void TemporalMedian::Restart() {
+  median_index_ = 0;
+  median_full_ = false;
+}
+
+void TemporalMedian::SetMedianFrames(int32_t m) {
+  median_frames_ = (m == 3 || m == 5 || m == 7) ? m : 0;
+}
+
+bool TemporalMedian::EnsureBuffer() {
+  if (buffer_) return true;
+  // calloc: zero-filled, and the pages are only touched as the slots are used.
+  uint16_t* p = nullptr;
+  if (buffer_pixels_ <= static_cast<size_t>(PTRDIFF_MAX) / sizeof(uint16_t))
+    p = static_cast<uint16_t*>(std::calloc(buffer_pixels_, sizeof(uint16_t)));
+  if (!p) {
+    reporter_.Modal(kCanNotAllocateMedianBuffers);
+    menu_enabled_ = false;
+    median_frames_ = 0;
+    return false;
+  }
+  buffer_.reset(p);
+  return true;
+}
+
+uint16_t* TemporalMedian::SlotPointer(int32_t k, size_t n) {
+  if (!buffer_ || k < 0 || (static_cast<size_t>(k) + 1) * n > buffer_pixels_) return nullptr;
+  return buffer_.get() + static_cast<size_t>(k) * n;
+}
+
+void TemporalMedian::Apply(FrameView& frame) {
+  const int32_t m = median_frames_;
+  if (m == 0 || !EnsureBuffer()) return;
+  const size_t n = static_cast<size_t>(frame.width) * static_cast<size_t>(frame.height);
+  // The menu may have shortened the ring since the last frame.
+  if (median_index_ >= m) median_index_ = 0;
+  uint16_t* slot = SlotPointer(median_index_, n);
+  if (!slot || !SlotPointer(m - 1, n)) return;
+  std::memcpy(slot, frame.pixels, n * sizeof(uint16_t));
+  if (++median_index_ > m - 1) {
+    median_full_ = true;
+    median_index_ = 0;
+  }
+  if (!median_full_) return;
+  const uint16_t* slots[7];
+  for (int32_t k = 0; k < m; ++k) slots[k] = SlotPointer(k, n);
+  MedianOfSlots(slots, m, frame.pixels, n);
+}
+
+std::optional<int32_t> ParseTemporalMedianFrames(std::string_view text) {
+  const auto v = ParseInteger(text);
+  if (!v || (*v != 3 && *v != 5 && *v != 7)) return std::nullopt;
+  return static_cast<int32_t>(*v);
+}
+
+void UseTemporalMedian(RecordStore& store, TemporalMedian& filter, int32_t frames) {
+  filter.SetMedianFrames(frames);
+  if (filter.MedianFrames() == 0) {
+    store.RemoveStep(&filter);
+    return;
+  }
+  store.AddStep(&filter);
+}
+
+}  // namespace lumetra
