@@ -45,5 +45,10 @@ int RunInfo(const std::vector<std::string>& args);
 int RunFrame(const std::vector<std::string>& args);
 int RunSimulate(const std::vector<std::string>& args);
 int RunBench(const std::vector<std::string>& args);
+int RunExport(const std::vector<std::string>& args);
+int RunFuse(const std::vector<std::string>& args);
+int RunImport(const std::vector<std::string>& args);
+// bench export: the record transforms and the temporal median (cmd_bench_export.cpp).
+int BenchExport(const std::string& path, int repeats, const std::string& out_dir);
 
 }  // namespace lumetra::cli

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <chrono>
 #include <cstdio>
+#include <filesystem>
 #include <iostream>
 #include <vector>
 
@@ -83,17 +84,22 @@ int RunBench(const std::vector<std::string>& args) {
   ArgParser p("bench",
               "Measures speed on a record and prints each figure beside a floor measured\n"
               "in the same run. KIND: read (open the record and read every frame through\n"
-              "the store, against a plain sequential read of the file).");
-  p.Positional("KIND", "what to measure: read")
+              "the store, against a plain sequential read of the file); export (the record\n"
+              "transforms and the temporal median, against reading through the store).");
+  p.Positional("KIND", "what to measure: read, export")
       .Positional("FILE.xkv", "the record (make one with 'lumetra-cli simulate')")
-      .Option("repeats", "N", "runs to take the median of", "5");
+      .Option("repeats", "N", "runs to take the median of", "5")
+      .Option("out-dir", "DIR", "export: where the outputs are written (and removed)",
+              std::filesystem::temp_directory_path().string());
   if (auto code = ParseOrExit(p, args)) return *code;
   std::string error;
   int64_t repeats = 5;
   if (!p.Int("repeats", repeats, error)) return Fail("bench", error, 2);
   repeats = std::clamp<int64_t>(repeats, 1, 100);
   if (p.Arg(0) == "read") return BenchRead(p.Arg(1), static_cast<int>(repeats));
-  return Fail("bench", "unknown KIND '" + p.Arg(0) + "' (read)", 2);
+  if (p.Arg(0) == "export")
+    return BenchExport(p.Arg(1), static_cast<int>(repeats), p.Value("out-dir"));
+  return Fail("bench", "unknown KIND '" + p.Arg(0) + "' (read, export)", 2);
 }
 
 }  // namespace lumetra::cli

@@ -8,20 +8,44 @@
 
 namespace lumetra {
 
-void BinFrame(const uint16_t* in, int32_t width, int32_t height, int32_t n, uint16_t* out) {
+namespace {
+
+// One output row: cell x is the sum of column sums x*N .. x*N + N-1, held to
+// the ceiling. N is fixed at compile time so the loop is unrolled and vectorised.
+template <int N>
+void SumCells(const uint32_t* col, uint16_t* dst, int32_t w) {
+  for (int32_t ox = 0; ox < w; ++ox) {
+    uint32_t sum = 0;
+    for (int dx = 0; dx < N; ++dx) sum += col[static_cast<size_t>(ox) * N + dx];
+    dst[ox] = static_cast<uint16_t>(std::min(sum, kBinCeiling));
+  }
+}
+
+}  // namespace
+
+void BinFrame(const uint16_t* in, int32_t width, int32_t height, int32_t n, uint16_t* out,
+              std::vector<uint32_t>& columns) {
   const int32_t w = width / n;
   const int32_t h = height / n;
+  const size_t used = static_cast<size_t>(w) * static_cast<size_t>(n);
+  if (columns.size() < used) columns.resize(used);
+  uint32_t* col = columns.data();
   for (int32_t oy = 0; oy < h; ++oy) {
+    // Column sums over the n rows first: contiguous, so they vectorise; then
+    // n neighbouring column sums make one cell. Integer sums stay integers.
+    const uint16_t* src = in + static_cast<size_t>(oy) * n * static_cast<size_t>(width);
+    for (size_t x = 0; x < used; ++x) col[x] = src[x];
+    for (int32_t dy = 1; dy < n; ++dy) {
+      src += width;
+      for (size_t x = 0; x < used; ++x) col[x] += src[x];
+    }
     uint16_t* dst = out + static_cast<size_t>(oy) * static_cast<size_t>(w);
-    const uint16_t* top = in + static_cast<size_t>(oy) * n * static_cast<size_t>(width);
-    for (int32_t ox = 0; ox < w; ++ox) {
-      // Integer sums stay integers: n x n 16-bit counts fit 32 bits.
-      uint32_t sum = 0;
-      for (int32_t dy = 0; dy < n; ++dy) {
-        const uint16_t* src = top + static_cast<size_t>(dy) * width + static_cast<size_t>(ox) * n;
-        for (int32_t dx = 0; dx < n; ++dx) sum += src[dx];
-      }
-      dst[ox] = static_cast<uint16_t>(std::min(sum, kBinCeiling));
+    if (n == 2) {
+      SumCells<2>(col, dst, w);
+    } else if (n == 3) {
+      SumCells<3>(col, dst, w);
+    } else {
+      SumCells<5>(col, dst, w);
     }
   }
 }
@@ -74,6 +98,7 @@ ExportResult ExportBinning(ExportJob& job, const std::string& out_path, int32_t 
     return {};
   }
   std::vector<uint16_t> out;
+  std::vector<uint32_t> columns;  // one row of column sums
   try {
     out.resize(static_cast<size_t>(n < 0 ? kMaxFramePixels : kMaxFramePixels / (k * k) + 100));
   } catch (const std::bad_alloc&) {
@@ -97,7 +122,7 @@ ExportResult ExportBinning(ExportJob& job, const std::string& out_path, int32_t 
       break;
     }
     if (n > 0)
-      BinFrame(store.FrameBuffer(), w, h, n, out.data());
+      BinFrame(store.FrameBuffer(), w, h, n, out.data(), columns);
     else
       ExpandFrame(store.FrameBuffer(), w, h, -n, out.data());
     s.Write(prm, out.data());

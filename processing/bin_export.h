@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <string>
+#include <vector>
 
 #include "processing/export_stream.h"
 
@@ -12,10 +13,11 @@ namespace lumetra {
 // Ceiling of binned and expanded output: 60000, not 65535.
 inline constexpr uint32_t kBinCeiling = 60000;
 
-// Bins one frame: out (width / n) x (height / n) cells, each the sum of its
+// Bins one frame (n = 2, 3 or 5): out (width / n) x (height / n) cells, each the sum of its
 // n x n pixels (the rightmost width mod n columns and bottom height mod n rows
-// are dropped), clamped to kBinCeiling.
-void BinFrame(const uint16_t* in, int32_t width, int32_t height, int32_t n, uint16_t* out);
+// are dropped), clamped to kBinCeiling. `columns` is scratch, grown as needed.
+void BinFrame(const uint16_t* in, int32_t width, int32_t height, int32_t n, uint16_t* out,
+              std::vector<uint32_t>& columns);
 // Expands one frame k times in each direction by pixel replication.
 void ExpandFrame(const uint16_t* in, int32_t width, int32_t height, int32_t k, uint16_t* out);
 

@@ -46,7 +46,8 @@ bool NextFrame(ExportJob& job, ExportResult& r, bool& ok) {
     ok = ok && st == FrameReadStatus::kEndOfRecord;
     return false;
   }
-  if (job.progress) job.progress(++r.frames_read);
+  ++r.frames_read;
+  if (job.progress) job.progress(r.frames_read);
   return true;
 }
 

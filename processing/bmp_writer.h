@@ -22,9 +22,9 @@ struct RgbImage {
 // How the image control shows the frame: screen pixel (sx, sy) of the control
 // shows frame pixel ((sx + scroll_x) / zoom, (sy + scroll_y) / zoom), truncated.
 struct ScreenView {
-  double zoom = 1.0;       // screen pixels per frame pixel
-  int32_t scroll_x = 0;    // screen pixels
-  int32_t scroll_y = 0;    // screen pixels
+  double zoom = 1.0;     // screen pixels per frame pixel
+  int32_t scroll_x = 0;  // screen pixels
+  int32_t scroll_y = 0;  // screen pixels
   int32_t control_width = 0;
   int32_t control_height = 0;
 };

@@ -25,8 +25,7 @@ bool RefuseRecordAsOutput(const RecordStore& store, const std::string& out, Repo
   return true;
 }
 
-std::string NumberedName(const std::string& chosen, int32_t number,
-                         const std::string& extension) {
+std::string NumberedName(const std::string& chosen, int32_t number, const std::string& extension) {
   const size_t slash = chosen.find_last_of('/');
   const size_t dot = chosen.find_last_of('.');
   const bool has_ext = dot != std::string::npos && (slash == std::string::npos || dot > slash);

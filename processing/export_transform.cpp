@@ -1,6 +1,5 @@
 #include "processing/export_transform.h"
 
-
 #include <algorithm>
 
 #include "common/text_format.h"
@@ -30,7 +29,9 @@ bool Numbers(std::string_view text, size_t count, std::vector<double>& out) {
   return out.size() == count;
 }
 
-bool Whole(double v) { return v == static_cast<double>(TruncToInt(v)); }
+bool Whole(double v) {
+  return v == static_cast<double>(TruncToInt(v));
+}
 
 }  // namespace
 

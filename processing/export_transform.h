@@ -34,9 +34,9 @@ enum class TransformKind {
 
 struct TransformSpec {
   TransformKind kind = TransformKind::kSum;
-  int32_t n = 0;      // sum length, binning factor, threshold
-  int32_t first = 0;  // part and thin out
-  int32_t second = 0; // last frame of a part, one-of-N of a thin out
+  int32_t n = 0;       // sum length, binning factor, threshold
+  int32_t first = 0;   // part and thin out
+  int32_t second = 0;  // last frame of a part, one-of-N of a thin out
   ProfileLine line;
 };
 

@@ -15,8 +15,7 @@ namespace lumetra {
 // [0, frame count); last in (first, frame count] (the frame count itself, one
 // past the last index, is accepted). False after "First Frame Out of Range"
 // or "Last Frame Out of Range".
-bool CheckPartFirst(std::string_view text, int32_t frame_count, int32_t& first,
-                    Reporter& reporter);
+bool CheckPartFirst(std::string_view text, int32_t frame_count, int32_t& first, Reporter& reporter);
 bool CheckPartLast(std::string_view text, int32_t first, int32_t frame_count, int32_t& last,
                    Reporter& reporter);
 

@@ -9,7 +9,9 @@
 
 namespace lumetra {
 
-int32_t ProfileLine::Length() const { return TruncToInt(std::hypot(x1 - x0, y1 - y0)); }
+int32_t ProfileLine::Length() const {
+  return TruncToInt(std::hypot(x1 - x0, y1 - y0));
+}
 
 void SampleProfileBand(const uint16_t* frame, int32_t frame_width, int32_t frame_height,
                        const ProfileLine& line, uint16_t* out) {

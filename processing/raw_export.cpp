@@ -36,7 +36,9 @@ bool WriteRawFrame(std::FILE* out, const RecordStore& store, const Region& roi, 
 
 }  // namespace
 
-int32_t RawBytesPerPixel(int32_t max_level) { return max_level < 257 ? 1 : 2; }
+int32_t RawBytesPerPixel(int32_t max_level) {
+  return max_level < 257 ? 1 : 2;
+}
 
 ExportResult ExportRaw(ExportJob& job, const std::string& out_path) {
   RecordStore& store = job.store;
@@ -60,7 +62,8 @@ ExportResult ExportRaw(ExportJob& job, const std::string& out_path) {
       ok = st == FrameReadStatus::kEndOfRecord;
       break;
     }
-    if (job.progress) job.progress(++r.frames_read);
+    ++r.frames_read;
+    if (job.progress) job.progress(r.frames_read);
     ok = WriteRawFrame(out.get(), store, job.roi, bytes);
     if (!ok) job.reporter.Modal(kExportWriteError);
     r.frames_written += ok ? 1 : 0;
@@ -91,7 +94,8 @@ ExportResult ExportRawSequence(ExportJob& job, const std::string& chosen_path) {
       ok = st == FrameReadStatus::kEndOfRecord;
       break;
     }
-    if (job.progress) job.progress(++r.frames_read);
+    ++r.frames_read;
+    if (job.progress) job.progress(r.frames_read);
     const std::string name = NumberedName(chosen_path, store.CurrentFrame(), ".raw");
     if (RefuseRecordAsOutput(store, name, job.reporter)) {
       ok = false;

@@ -16,20 +16,25 @@ bool IsSumLength(int32_t n) {
 
 ExportResult ExportSum(ExportJob& job, const std::string& out_path, int32_t n) {
   if (!IsSumLength(n)) return {};
-  // The accumulator: 32-bit counts, one per pixel, for the largest frame.
+  // The accumulator: 32-bit counts, one per pixel. Sized for the current
+  // frame and grown only when a larger frame comes (cells beyond the old size
+  // start at zero, as they would have been).
   std::vector<uint32_t> acc;
-  try {
-    acc.assign(static_cast<size_t>(kMaxFramePixels), 0);
-  } catch (const std::bad_alloc&) {
-    job.reporter.Modal(kCanNotAllocateTempArray);
-    return {};
-  }
   XkvExportStream s(job);
   if (!s.Open(out_path, 0)) return {};
   RecordStore& store = s.Store();
   while (s.Next()) {
     uint16_t* frame = store.FrameBuffer();
     const size_t count = static_cast<size_t>(store.Width()) * static_cast<size_t>(store.Height());
+    if (count > acc.size()) {
+      try {
+        acc.resize(count, 0);
+      } catch (const std::bad_alloc&) {
+        job.reporter.Modal(kCanNotAllocateTempArray);
+        s.Abandon();
+        break;
+      }
+    }
     for (size_t i = 0; i < count; ++i) acc[i] += frame[i];
     if (s.Counter() % n != 0) continue;
     for (size_t i = 0; i < count; ++i) {
@@ -38,7 +43,8 @@ ExportResult ExportSum(ExportJob& job, const std::string& out_path, int32_t n) {
     }
     PRM_INFO prm = store.Prm();
     // Wraps like the 32-bit field it is rather than overflowing.
-    prm.ExposureMs = static_cast<int32_t>(static_cast<uint32_t>(prm.ExposureMs) * static_cast<uint32_t>(n));
+    prm.ExposureMs =
+        static_cast<int32_t>(static_cast<uint32_t>(prm.ExposureMs) * static_cast<uint32_t>(n));
     s.Write(prm, frame);
   }
   return s.Finish();

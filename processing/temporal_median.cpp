@@ -10,33 +10,34 @@
 namespace lumetra {
 namespace {
 
-constexpr size_t kBlock = 64;  // pixels sorted side by side, so the compiler can vectorise
+constexpr size_t kBlock = 64;  // pixels per unit of work handed to a thread
 
 // The exchange sort of the filter (for i ascending, for j from the top down
-// to i + 1: swap when v[i] > v[j]), run on kBlock pixels at once as min/max
-// pairs. Only i up to m / 2 is needed: after that pass v[m / 2] holds the median.
+// to i + 1: swap when v[i] > v[j]) as min/max pairs, stopped after i = m / 2,
+// when v[m / 2] already holds the median. The loop over pixels runs on
+// registers only, so the compiler turns it into vector code; counts are
+// flipped by 0x8000 to compare as signed 16-bit values, which every x86-64
+// vector unit can do in one instruction.
 template <int M>
-void MedianBlocks(const uint16_t* const* slots, uint16_t* out, size_t begin, size_t end) {
-  alignas(64) uint16_t v[M][kBlock];
-  for (size_t b = begin; b < end; b += kBlock) {
-    const size_t k = std::min(kBlock, end - b);
-    for (int s = 0; s < M; ++s) {
-      std::memcpy(v[s], slots[s] + b, k * sizeof(uint16_t));
-      if (k < kBlock) std::fill(v[s] + k, v[s] + kBlock, uint16_t{0});
-    }
+void MedianBlocks(const uint16_t* const* slots, uint16_t* __restrict out, size_t begin,
+                  size_t end) {
+  const uint16_t* s[M];
+  for (int k = 0; k < M; ++k) s[k] = slots[k];
+  for (size_t x = begin; x < end; ++x) {
+    int16_t v[M];
+#pragma GCC unroll 8
+    for (int k = 0; k < M; ++k) v[k] = static_cast<int16_t>(s[k][x] ^ 0x8000u);
+#pragma GCC unroll 8
     for (int i = 0; i <= M / 2; ++i) {
+#pragma GCC unroll 8
       for (int j = M - 1; j > i; --j) {
-        uint16_t* vi = v[i];
-        uint16_t* vj = v[j];
-        for (size_t x = 0; x < kBlock; ++x) {
-          const uint16_t lo = std::min(vi[x], vj[x]);
-          const uint16_t hi = std::max(vi[x], vj[x]);
-          vi[x] = lo;
-          vj[x] = hi;
-        }
+        const int16_t lo = std::min(v[i], v[j]);
+        const int16_t hi = std::max(v[i], v[j]);
+        v[i] = lo;
+        v[j] = hi;
       }
     }
-    std::memcpy(out + b, v[M / 2], k * sizeof(uint16_t));
+    out[x] = static_cast<uint16_t>(static_cast<uint16_t>(v[M / 2]) ^ 0x8000u);
   }
 }
 

@@ -26,8 +26,7 @@ bool CheckThinOneOfN(std::string_view text, int32_t frame_count, ThinOutMemory& 
   return true;
 }
 
-ExportResult ExportThinOut(ExportJob& job, const std::string& out_path, int32_t first,
-                           int32_t n) {
+ExportResult ExportThinOut(ExportJob& job, const std::string& out_path, int32_t first, int32_t n) {
   if (n < 1) return {};
   XkvExportStream s(job);
   if (!s.Open(out_path, -1)) return {};

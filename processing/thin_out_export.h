@@ -29,7 +29,6 @@ bool CheckThinOneOfN(std::string_view text, int32_t frame_count, ThinOutMemory& 
 
 // Reads every frame to the end; writes frame i when i >= first and
 // (i - first) is a multiple of n.
-ExportResult ExportThinOut(ExportJob& job, const std::string& out_path, int32_t first,
-                           int32_t n);
+ExportResult ExportThinOut(ExportJob& job, const std::string& out_path, int32_t first, int32_t n);
 
 }  // namespace lumetra

@@ -105,9 +105,8 @@ PRM_INFO ImportHeader(const ImportSettings& s, const PRM_INFO& header_template) 
 std::string SequenceFileName(const std::string& first, int32_t k) {
   if (k == 0) return first;
   // The number is the last run of digits in the file name before its extension.
-  const size_t name_start = first.find_last_of('/') == std::string::npos
-                                ? 0
-                                : first.find_last_of('/') + 1;
+  const size_t name_start =
+      first.find_last_of('/') == std::string::npos ? 0 : first.find_last_of('/') + 1;
   size_t stem_end = first.find_last_of('.');
   if (stem_end == std::string::npos || stem_end < name_start) stem_end = first.size();
   size_t end = stem_end;
@@ -284,8 +283,8 @@ bool ImportSequence(const std::string& first, ImportSink& sink, std::vector<uint
 
 }  // namespace
 
-ImportResult RunImport(const ImportRun& run, const std::string& source,
-                       const std::string& out_path, Reporter& reporter) {
+ImportResult RunImport(const ImportRun& run, const std::string& source, const std::string& out_path,
+                       Reporter& reporter) {
   const ImportSettings& s = run.settings;
   // Settings that bypassed the field checks still must not size a frame wrongly.
   if (s.width < 5 || s.height < 5 || static_cast<int64_t>(s.width) * s.height > kMaxFramePixels) {

@@ -96,7 +96,7 @@ std::string SequenceFileName(const std::string& first, int32_t k);
 
 // Converts `source` (the raw file, or the first file of a sequence) into the
 // XKV record `out_path`. Progress goes to reporter.Status as "N frames written".
-ImportResult RunImport(const ImportRun& run, const std::string& source,
-                       const std::string& out_path, Reporter& reporter);
+ImportResult RunImport(const ImportRun& run, const std::string& source, const std::string& out_path,
+                       Reporter& reporter);
 
 }  // namespace lumetra

@@ -14,7 +14,9 @@ namespace {
 using test::ReadRecord;
 using test::TestFrame;
 
-std::vector<uint16_t> Flat(size_t n, uint16_t v) { return std::vector<uint16_t>(n, v); }
+std::vector<uint16_t> Flat(size_t n, uint16_t v) {
+  return std::vector<uint16_t>(n, v);
+}
 
 class Transforms : public ::testing::Test {
  protected:
@@ -98,8 +100,9 @@ TEST_F(Transforms, TwoByTwoBinningOfAFiveByFiveFrame) {
 }
 
 TEST_F(Transforms, BinnedAndExpandedCellsStopAt60000) {
-  Open(6, 3, {{20000, 20000, 20000, 14999, 15000, 15000, 20000, 20000, 1, 1, 1, 1, 65000, 0,
-               0, 0, 0, 0}});
+  Open(
+      6, 3,
+      {{20000, 20000, 20000, 14999, 15000, 15000, 20000, 20000, 1, 1, 1, 1, 65000, 0, 0, 0, 0, 0}});
   ASSERT_TRUE(Run("bin:3").ok);
   auto out = ReadRecord(out_);
   ASSERT_EQ(out.size(), 1u);
@@ -113,10 +116,10 @@ TEST_F(Transforms, BinnedAndExpandedCellsStopAt60000) {
   EXPECT_EQ(out[0].prm.Height, 9);
   EXPECT_FLOAT_EQ(out[0].prm.ScaleX, 100.0f / 3);
   EXPECT_EQ(out[0].pixels[0], 20000);
-  EXPECT_EQ(out[0].pixels[2 * 18 + 2], 20000);   // (2, 2) comes from (0, 0)
-  EXPECT_EQ(out[0].pixels[9], 14999);            // (9, 0) comes from (3, 0)
-  EXPECT_EQ(out[0].pixels[3 * 18 + 9], 1);       // (9, 3) comes from (3, 1)
-  EXPECT_EQ(out[0].pixels[8 * 18 + 0], 60000);   // 65000 held to 60000
+  EXPECT_EQ(out[0].pixels[2 * 18 + 2], 20000);  // (2, 2) comes from (0, 0)
+  EXPECT_EQ(out[0].pixels[9], 14999);           // (9, 0) comes from (3, 0)
+  EXPECT_EQ(out[0].pixels[3 * 18 + 9], 1);      // (9, 3) comes from (3, 1)
+  EXPECT_EQ(out[0].pixels[8 * 18 + 0], 60000);  // 65000 held to 60000
 }
 
 TEST_F(Transforms, MedianOfFiveUsesTheStaggeredGrouping) {
@@ -159,10 +162,9 @@ TEST_F(Transforms, PartOfTheRecordMeasuresTimeFromTheFrameBefore) {
   EXPECT_FALSE(Run("part:-1,4").ok);
   EXPECT_FALSE(Run("part:4,4").ok);
   EXPECT_FALSE(Run("part:4,9").ok);
-  EXPECT_EQ(Modals(), (std::vector<std::string>{"First Frame Out of Range",
-                                                "First Frame Out of Range",
-                                                "Last Frame Out of Range",
-                                                "Last Frame Out of Range"}));
+  EXPECT_EQ(Modals(),
+            (std::vector<std::string>{"First Frame Out of Range", "First Frame Out of Range",
+                                      "Last Frame Out of Range", "Last Frame Out of Range"}));
 }
 
 TEST_F(Transforms, ThinOutWritesOneOfNAndRemembersTheValues) {

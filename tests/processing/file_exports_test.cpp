@@ -51,6 +51,7 @@ TEST_F(FileExports, RawSequenceWritesOneNumberedFilePerFrame) {
   const ExportResult r = ExportRawSequence(*Job(), dir_.Path("seq.raw"));
   ASSERT_TRUE(r.ok);
   EXPECT_EQ(r.frames_written, 3);
+  EXPECT_EQ(r.frames_read, 3);
   EXPECT_EQ(test::FileBytes(dir_.Path("seq1.raw")), (std::vector<uint8_t>{1, 2, 3, 4}));
   EXPECT_EQ(test::FileBytes(dir_.Path("seq3.raw")), (std::vector<uint8_t>{9, 10, 11, 12}));
   EXPECT_EQ(reporter_.Texts(MessageKind::kNotice).back(),
@@ -78,7 +79,7 @@ TEST_F(FileExports, BmpSequencePaintsThroughThePaletteAndCutsToTheRegion) {
   roi_ = {1, 0, 3, 2, true};
   ASSERT_TRUE(ExportBmpSequence(*Job(), dir_.Path("img.bmp"), palette, view).ok);
   const auto b = test::FileBytes(dir_.Path("img2.bmp"));
-  ASSERT_EQ(b.size(), 54u + 2 * 8);  // 2 x 2 pixels, rows padded to 8 bytes
+  ASSERT_EQ(b.size(), 54u + 2 * 8);             // 2 x 2 pixels, rows padded to 8 bytes
   EXPECT_EQ(BmpPixel(b, 0, 0), 0x010203u * 4);  // frame 2, pixel (1, 0) = 4
   EXPECT_EQ(BmpPixel(b, 1, 0), 0x010203u * 3);
   EXPECT_EQ(BmpPixel(b, 1, 1), 0u);
@@ -88,9 +89,9 @@ TEST_F(FileExports, BmpSequencePaintsThroughThePaletteAndCutsToTheRegion) {
   EXPECT_FALSE(ExportBmpSequence(*Job(), dir_.Path("img.bmp"), palette, view).ok);
   roi_ = {4, 0, 6, 2, true};
   EXPECT_FALSE(ExportBmpSequence(*Job(), dir_.Path("img.bmp"), palette, view).ok);
-  EXPECT_EQ(reporter_.Texts(MessageKind::kModal),
-            (std::vector<std::string>{std::string(kPartOfRoiNonvisible),
-                                      std::string(kNonvisibleRoi)}));
+  EXPECT_EQ(
+      reporter_.Texts(MessageKind::kModal),
+      (std::vector<std::string>{std::string(kPartOfRoiNonvisible), std::string(kNonvisibleRoi)}));
 }
 
 TEST_F(FileExports, PageTilesFramesAndRefusesPagesBeyond2500Pixels) {
@@ -107,9 +108,9 @@ TEST_F(FileExports, PageTilesFramesAndRefusesPagesBeyond2500Pixels) {
   ASSERT_TRUE(ExportBmpPage(*Job(), dir_.Path("page.bmp"), grey, {1.0, 0, 0, 3, 2}).ok);
   const auto b = test::FileBytes(dir_.Path("page.bmp"));
   EXPECT_EQ(BmpPixel(b, 0, 0), kPageBackground);
-  EXPECT_EQ(BmpPixel(b, 4, 4), 0x000000u);                      // frame 0
-  EXPECT_EQ(BmpPixel(b, 4 + 7 * 7 + 2, 5), 0x777777u);          // frame 7, end of row 1
-  EXPECT_EQ(BmpPixel(b, 4, 4 + 6), 0x888888u);                  // frame 8 starts row 2
+  EXPECT_EQ(BmpPixel(b, 4, 4), 0x000000u);              // frame 0
+  EXPECT_EQ(BmpPixel(b, 4 + 7 * 7 + 2, 5), 0x777777u);  // frame 7, end of row 1
+  EXPECT_EQ(BmpPixel(b, 4, 4 + 6), 0x888888u);          // frame 8 starts row 2
 
   // A 300-row tile for 9 frames: (9 / 8 + 1) x 304 + 4 = 612 fits; 100 frames would not.
   frames.assign(100, std::vector<uint16_t>(3 * 300, 1));

@@ -1,9 +1,10 @@
 // The import window's core: field checks, and raw files, raw sequences and
 // bitmap sequences turned into XKV records.
+#include "record/raw_import.h"
+
 #include <gtest/gtest.h>
 
 #include "processing/bmp_writer.h"
-#include "record/raw_import.h"
 #include "tests/processing/test_records.h"
 
 namespace lumetra {
@@ -160,8 +161,8 @@ TEST(RawImport, RawAndBitmapSequences) {
     test::WriteBytes(dir.Path(std::string("f0").append(std::to_string(k)).append(".raw")),
                      std::vector<uint8_t>(25, static_cast<uint8_t>(k)));
   CollectingReporter r;
-  ImportResult res = RunImport(RunOf(ImportType::kRawSequence, 5, 5), dir.Path("f01.raw"),
-                               dir.Path("seq.xkv"), r);
+  ImportResult res =
+      RunImport(RunOf(ImportType::kRawSequence, 5, 5), dir.Path("f01.raw"), dir.Path("seq.xkv"), r);
   ASSERT_TRUE(res.ok);
   auto out = test::ReadRecord(dir.Path("seq.xkv"));
   ASSERT_EQ(out.size(), 3u);  // ends at the missing f04.raw
@@ -172,18 +173,16 @@ TEST(RawImport, RawAndBitmapSequences) {
     RgbImage img;
     img.Resize(5, 5, 0);
     img.At(1, 0) = 0x0A0A0A * static_cast<uint32_t>(k);  // grey 10 or 20
-    img.At(4, 4) = 0xFF0000;                              // pure red
+    img.At(4, 4) = 0xFF0000;                             // pure red
     ASSERT_TRUE(WriteBmp(dir.Path(std::string("g").append(std::to_string(k)).append(".bmp")), img));
   }
-  res = RunImport(RunOf(ImportType::kBmpSequence, 5, 5), dir.Path("g1.bmp"),
-                  dir.Path("g.xkv"), r);
+  res = RunImport(RunOf(ImportType::kBmpSequence, 5, 5), dir.Path("g1.bmp"), dir.Path("g.xkv"), r);
   ASSERT_TRUE(res.ok);
   out = test::ReadRecord(dir.Path("g.xkv"));
   ASSERT_EQ(out.size(), 2u);
   EXPECT_EQ(out[1].pixels[1], 20);   // row 0 at the top
   EXPECT_EQ(out[0].pixels[24], 76);  // 0.299 x 255, rounded
-  res = RunImport(RunOf(ImportType::kBmpSequence, 6, 5), dir.Path("g1.bmp"),
-                  dir.Path("g.xkv"), r);
+  res = RunImport(RunOf(ImportType::kBmpSequence, 6, 5), dir.Path("g1.bmp"), dir.Path("g.xkv"), r);
   EXPECT_FALSE(res.ok);
   EXPECT_EQ(r.Texts(MessageKind::kModal).back(), kBmpSizeDiffers);
 }

@@ -1,3 +1,5 @@
+#include "processing/temporal_median.h"
+
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -6,7 +8,6 @@
 #include "common/random.h"
 #include "processing/processing_messages.h"
 #include "processing/temp_filt_menu.h"
-#include "processing/temporal_median.h"
 #include "tests/processing/test_records.h"
 
 namespace lumetra {
@@ -28,8 +29,9 @@ TEST(TemporalMedian, KnownAnswers) {
     std::vector<uint16_t> values;
     uint16_t median;
   };
-  const Case cases[] = {{{5, 9, 7}, 7},       {{5, 5, 9}, 5},       {{9, 1, 8, 2, 7}, 7},
-                        {{3, 3, 3}, 3},       {{0, 65535, 1}, 1},   {{7, 1, 6, 2, 5, 3, 4}, 4},
+  const Case cases[] = {{{5, 9, 7}, 7},       {{5, 5, 9}, 5},
+                        {{9, 1, 8, 2, 7}, 7}, {{3, 3, 3}, 3},
+                        {{0, 65535, 1}, 1},   {{7, 1, 6, 2, 5, 3, 4}, 4},
                         {{9, 9, 1, 1, 9}, 9}, {{2, 2, 2, 1, 1, 1, 0}, 1}};
   for (const Case& c : cases) {
     SCOPED_TRACE(::testing::PrintToString(c.values));
@@ -96,8 +98,9 @@ TEST(TemporalMedian, StoreChainFiltersEveryFrameRead) {
     SCOPED_TRACE(k);
     for (size_t i = 0; i < frames[0].size(); ++i) {
       uint16_t want = frames[k][i];
-      if (k >= 4) want = BruteMedian({frames[k - 4][i], frames[k - 3][i], frames[k - 2][i],
-                                      frames[k - 1][i], frames[k][i]});
+      if (k >= 4)
+        want = BruteMedian(
+            {frames[k - 4][i], frames[k - 3][i], frames[k - 2][i], frames[k - 1][i], frames[k][i]});
       ASSERT_EQ(store->FrameBuffer()[i], want) << "pixel " << i;
     }
   }
@@ -137,9 +140,11 @@ TEST(TempFiltMenu, CaptionNamesEveryCheckedItemAndTheLongestMedianWins) {
       {{.by3frames = true, .by7frames = true}, "TempFilt(Med3)(Med7)", 7},
       {{.by3frames = true, .by5frames = true}, "TempFilt(Med3)(Med5)", 5},
       {{.by5frames = true, .running_sum = true, .running_buffer_size = 8},
-       "TempFilt(Med5)(Sum8)", 5},
+       "TempFilt(Med5)(Sum8)",
+       5},
       {{.running_average = true, .subtr_prev_frame = true, .running_buffer_size = 4},
-       "TempFilt(Aver4)(-PrevFr)", 0},
+       "TempFilt(Aver4)(-PrevFr)",
+       0},
   };
   for (const Case& c : cases) {
     const TempFiltMenu m = RebuildTempFiltMenu(c.checks);
