@@ -248,6 +248,18 @@ TEST_F(Transforms, AnOutputThatIsTheRecordIsRefused) {
                                                 std::string(kOutputIsOpenRecord)}));
 }
 
+TEST_F(Transforms, EscStopsTheStream) {
+  OpenFlat(2, 2, 6);
+  std::atomic<bool> stop{false};
+  ExportJob job{*store_, reporter_, {}, {}, &stop, [&](int32_t read) {
+                  if (read == 2) stop = true;
+                }};
+  const ExportResult r = ExportThinOut(job, out_, 0, 1);
+  EXPECT_TRUE(r.stopped);
+  EXPECT_EQ(r.frames_read, 2);
+  EXPECT_EQ(ReadRecord(out_).size(), 2u);
+}
+
 TEST(TransformSpec, RefusesMalformedTexts) {
   for (const char* bad : {"sum:3", "sum", "bin:4", "part:1", "thin:a,b", "invert:2", "blur",
                           "threshold:-1", "profile:1,2,3,4", "bin:2.5"}) {

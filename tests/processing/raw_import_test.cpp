@@ -187,6 +187,35 @@ TEST(RawImport, RawAndBitmapSequences) {
   EXPECT_EQ(r.Texts(MessageKind::kModal).back(), kBmpSizeDiffers);
 }
 
+// Damaged bitmaps are refused before anything is read past their end.
+TEST(RawImport, DamagedBitmapsAreRefused) {
+  test::ScratchDir dir;
+  RgbImage img;
+  img.Resize(5, 5, 0x808080);
+  ASSERT_TRUE(WriteBmp(dir.Path("h1.bmp"), img));
+  const std::vector<uint8_t> good = test::FileBytes(dir.Path("h1.bmp"));
+  auto put32 = [](std::vector<uint8_t>& b, size_t at, uint32_t v) {
+    for (int i = 0; i < 4; ++i) b[at + i] = static_cast<uint8_t>(v >> (8 * i));
+  };
+  std::vector<std::vector<uint8_t>> bad(5, good);
+  bad[0].resize(good.size() - 1);  // cut short
+  put32(bad[1], 18, 0x7FFFFFFF);   // absurd width
+  put32(bad[2], 10, 0xFFFFFFF0);   // pixel data beyond the file
+  bad[3][28] = 4;                  // 4 bits per pixel
+  put32(bad[4], 30, 1);            // run-length compressed
+  for (size_t k = 0; k < bad.size(); ++k) {
+    SCOPED_TRACE(k);
+    test::WriteBytes(dir.Path("h1.bmp"), bad[k]);
+    CollectingReporter r;
+    const ImportResult res =
+        RunImport(RunOf(ImportType::kBmpSequence, 5, 5), dir.Path("h1.bmp"), dir.Path("h.xkv"), r);
+    EXPECT_FALSE(res.ok);
+    EXPECT_EQ(res.frames_written, 0);
+    EXPECT_EQ(r.Texts(MessageKind::kModal),
+              std::vector<std::string>{std::string(kBmpNotSupported)});
+  }
+}
+
 TEST(RawImport, OpenFailuresAndTheSourceAsOutput) {
   test::ScratchDir dir;
   test::WriteBytes(dir.Path("a.raw"), std::vector<uint8_t>(25, 1));
