@@ -8,6 +8,7 @@
 #include "processing/invert_export.h"
 #include "processing/median5_export.h"
 #include "processing/part_export.h"
+#include "processing/processing_messages.h"
 #include "processing/raw_export.h"
 #include "processing/sum_export.h"
 #include "processing/threshold_export.h"
@@ -88,6 +89,36 @@ std::optional<TransformSpec> ParseTransformSpec(std::string_view text, std::stri
     return s;
   }
   return fail("unknown transform (" + std::string(kTransformNames) + ")");
+}
+
+SaveDialogSetup SaveDialogFor(TransformKind kind) {
+  switch (kind) {
+    case TransformKind::kSum:
+      return {kSumTitle, kXkvFilter, kXkvDefaultExt};
+    case TransformKind::kMedian5:
+      return {kMedian5Title, kXkvFilter, kXkvDefaultExt};
+    case TransformKind::kPart:
+      return {kPartTitle, kXkvFilter, kXkvDefaultExt};
+    case TransformKind::kThinOut:
+      return {kThinOutTitle, kXkvFilter, kXkvDefaultExt};
+    case TransformKind::kBinning:
+      return {kBinningTitle, kXkvFilter, kXkvDefaultExt};
+    case TransformKind::kThreshold:
+      return {kThresholdTitle, kXkvFilter, kXkvDefaultExt};
+    case TransformKind::kInverse:
+      return {kInverseTitle, kXkvFilter, kXkvDefaultExt};
+    case TransformKind::kRaw:
+      return {kRawTitle, kRawFilter, kRawDefaultExt};
+    case TransformKind::kRawSeq:
+      return {kRawSeqTitle, kRawSeqFilter, kRawDefaultExt};
+    case TransformKind::kBmpSeq:
+      return {kBmpSeqTitle, {}, {}};
+    case TransformKind::kPage:
+      return {kPageTitle, {}, {}};
+    case TransformKind::kProfile:
+      return {kProfileTitle, kXkvFilter, kXkvDefaultExt};
+  }
+  return {};
 }
 
 ExportResult RunTransform(ExportJob& job, const TransformSpec& spec, const std::string& out_path,

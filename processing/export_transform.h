@@ -40,6 +40,17 @@ struct TransformSpec {
   ProfileLine line;
 };
 
+// What the shared save dialog shows for a transform. The RAW exports set
+// their own filter and default extension; afterwards the window sets the
+// dialog back to kXkvFilter and kXkvDefaultExt. The BMP exports set only the
+// title (empty filter: the dialog keeps the one it has).
+struct SaveDialogSetup {
+  std::string_view title;
+  std::string_view filter;
+  std::string_view default_ext;
+};
+SaveDialogSetup SaveDialogFor(TransformKind kind);
+
 // The transforms' short names, for help texts.
 inline constexpr std::string_view kTransformNames =
     "sum:N (N = 2, 5, 10, 20, 50, 100, 150, 200), median5, part:FIRST,LAST, thin:FIRST,N, "
