@@ -46,11 +46,12 @@ const std::vector<Command>& Commands() {
        RunInfo},
       {"frame", "save one frame of a record as a one-frame XKV file", RunFrame},
       {"simulate", "write a simulated single-molecule record and its truth table", RunSimulate},
+      {"render", "paint one frame of a record through a palette into a PNG image", RunRender},
       {"export", "save a record summed, binned, cut, thinned, filtered, as RAW or BMP files",
        RunExport},
       {"fuse", "join several XKV files into one record", RunFuse},
       {"import", "convert raw camera data or bitmaps into an XKV record", RunImport},
-      {"bench", "measure speed: bench read|export FILE.xkv", RunBench},
+      {"bench", "measure speed: bench read|display|export FILE.xkv", RunBench},
   };
   return commands;
 }

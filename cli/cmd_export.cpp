@@ -5,6 +5,7 @@
 #include <iostream>
 
 #include "cli/cli_common.h"
+#include "display/palette.h"
 #include "processing/export_transform.h"
 #include "processing/temporal_median.h"
 #include "record/record_store.h"
@@ -17,18 +18,6 @@ std::atomic<bool> g_stop{false};
 // Ctrl+C plays the part of Esc: the export stops after the frame in hand.
 extern "C" void StopOnSignal(int) {
   g_stop.store(true);
-}
-
-// The grey palette (black to white over the record's range): count i gets
-// v = trunc(i x 256 / n) in red, green and blue.
-std::vector<uint32_t> GreyPalette(int32_t n) {
-  std::vector<uint32_t> p(static_cast<size_t>(std::max(n, 1)));
-  const float k2 = 256.0f / static_cast<float>(p.size());
-  for (size_t i = 0; i < p.size(); ++i) {
-    const auto v = static_cast<uint32_t>(static_cast<float>(i) * k2);
-    p[i] = v * 0x10000u + v * 0x100u + v;
-  }
-  return p;
 }
 
 bool ParseRegion(const ArgParser& p, Region& region, std::string& error) {
@@ -57,7 +46,7 @@ int RunExport(const std::vector<std::string>& args) {
               "the user's rectangle (right and bottom exclusive): RAW and BMP exports cut to it")
       .Flag("region-only", "save only the region (the frame writer crops every XKV frame)")
       .Option("temporal-median", "3|5|7", "switch the temporal median on while streaming")
-      .Option("palette", "NAME", "bmp-seq and page: the display palette", "grey")
+      .Option("palette", "NAME", "bmp-seq and page: ryw, bgyr, grey, green, blue or red", "ryw")
       .Flag("2bytes", "store 2 bytes per pixel even when 1 would do (\"Save XKV 2bytes/pix\")");
   if (auto code = ParseOrExit(p, args)) return *code;
   if (!p.Has("out")) return Fail("export", "--out OUT is required", 2);
@@ -75,8 +64,11 @@ int RunExport(const std::vector<std::string>& args) {
     if (!m) return Fail("export", "--temporal-median must be 3, 5 or 7", 2);
     median_frames = *m;
   }
-  if (p.Value("palette") != "grey")
-    return Fail("export", "--palette: only grey is available in this build", 2);
+  const auto palette_type = PaletteTypeFromName(p.Value("palette"));
+  if (!palette_type)
+    return Fail(
+        "export",
+        "unknown --palette '" + p.Value("palette") + "' (ryw, bgyr, grey, green, blue, red)", 2);
 
   ConsoleReporter console;
   auto store = RecordStore::Create(console);
@@ -97,7 +89,7 @@ int RunExport(const std::vector<std::string>& args) {
   job.write.save_2bytes = p.Has("2bytes");
   TransformContext context;
   context.median = &filter;
-  context.palette = GreyPalette(store->MaxLevel());
+  if (!BuildPalette(context.palette, store->MaxLevel(), *palette_type, console)) return 1;
   // The command line has no window: the "screen" is the frame at zoom 1.
   context.view = {1.0, 0, 0, store->Width(), store->Height()};
 

@@ -61,6 +61,25 @@ TEST(CliExport, WritesTheTransformAndRefusesBadRequests) {
       Call(cli::RunExport, {dir.Path("none.xkv"), "--out", "x", "--transform", "invert"}).code, 1);
 }
 
+// The BMP exports paint through the display's own palette table.
+TEST(CliExport, BitmapsUseTheDisplayPalette) {
+  test::ScratchDir dir;
+  const std::string rec = dir.Path("r.xkv");
+  test::WriteRecord(rec, 3, 2, {{0, 100, 200, 255, 7, 8}});
+  CliRun r = Call(cli::RunExport,
+                  {rec, "--out", dir.Path("g.bmp"), "--transform", "bmp-seq", "--palette", "grey"});
+  ASSERT_EQ(r.code, 0) << r.err;
+  const std::vector<uint8_t> b = test::FileBytes(dir.Path("g1.bmp"));
+  ASSERT_EQ(b.size(), 54u + 2 * 12);
+  // Row 0 is stored last (bottom-up): pixel (1, 0) = 100 is grey 100 in an
+  // 8-bit record, blue, green, red.
+  EXPECT_EQ(std::vector<uint8_t>(b.begin() + 54 + 12 + 3, b.begin() + 54 + 12 + 6),
+            (std::vector<uint8_t>{100, 100, 100}));
+  r = Call(cli::RunExport,
+           {rec, "--out", dir.Path("g.bmp"), "--transform", "page", "--palette", "purple"});
+  EXPECT_EQ(r.code, 2);
+}
+
 TEST(CliFuseAndImport, PrintTheirResults) {
   test::ScratchDir dir;
   test::WriteRecord(dir.Path("a.xkv"), 2, 2, {{1, 2, 3, 4}});
