@@ -34,61 +34,66 @@ bool Whole(double v) {
   return v == static_cast<double>(TruncToInt(v));
 }
 
-}  // namespace
-
-std::optional<TransformSpec> ParseTransformSpec(std::string_view text, std::string& error) {
-  const size_t colon = text.find(':');
-  const std::string_view name = text.substr(0, colon);
-  const std::string_view args = colon == std::string_view::npos ? "" : text.substr(colon + 1);
-  TransformSpec s;
+// The transforms that take numbers after the colon. Returns why `args` does
+// not fit `name` (empty when it does), with `s` filled.
+std::string ParseValues(std::string_view name, std::string_view args, TransformSpec& s) {
   std::vector<double> v;
-  auto fail = [&](const std::string& why) -> std::optional<TransformSpec> {
-    error = "--transform " + std::string(text) + ": " + why;
-    return std::nullopt;
-  };
-  auto simple = [&](TransformKind k, int32_t n = 0) -> std::optional<TransformSpec> {
-    if (colon != std::string_view::npos) return fail("takes no value");
-    s.kind = k;
-    s.n = n;
-    return s;
-  };
-  if (name == "median5") return simple(TransformKind::kMedian5);
-  if (name == "expand3") return simple(TransformKind::kBinning, -3);
-  if (name == "invert") return simple(TransformKind::kInverse);
-  if (name == "raw") return simple(TransformKind::kRaw);
-  if (name == "raw-seq") return simple(TransformKind::kRawSeq);
-  if (name == "bmp-seq") return simple(TransformKind::kBmpSeq);
-  if (name == "page") return simple(TransformKind::kPage);
   if (name == "sum" || name == "bin" || name == "threshold") {
-    if (!Numbers(args, 1, v) || !Whole(v[0])) return fail("expects one whole number");
+    if (!Numbers(args, 1, v) || !Whole(v[0])) return "expects one whole number";
     s.n = TruncToInt(v[0]);
     if (name == "sum") {
       s.kind = TransformKind::kSum;
-      if (!IsSumLength(s.n)) return fail("N must be 2, 5, 10, 20, 50, 100, 150 or 200");
-    } else if (name == "bin") {
-      s.kind = TransformKind::kBinning;
-      if (s.n != 2 && s.n != 3 && s.n != 5) return fail("binning must be 2, 3 or 5");
-    } else {
-      s.kind = TransformKind::kThreshold;
-      if (s.n < 0) return fail("the threshold is a count of 0 or more");
+      return IsSumLength(s.n) ? "" : "N must be 2, 5, 10, 20, 50, 100, 150 or 200";
     }
-    return s;
+    if (name == "bin") {
+      s.kind = TransformKind::kBinning;
+      return s.n == 2 || s.n == 3 || s.n == 5 ? "" : "binning must be 2, 3 or 5";
+    }
+    s.kind = TransformKind::kThreshold;
+    return s.n >= 0 ? "" : "the threshold is a count of 0 or more";
   }
   if (name == "part" || name == "thin") {
-    if (!Numbers(args, 2, v) || !Whole(v[0]) || !Whole(v[1]))
-      return fail("expects two whole numbers");
+    if (!Numbers(args, 2, v) || !Whole(v[0]) || !Whole(v[1])) return "expects two whole numbers";
     s.kind = name == "part" ? TransformKind::kPart : TransformKind::kThinOut;
     s.first = TruncToInt(v[0]);
     s.second = TruncToInt(v[1]);
-    return s;
+    return "";
   }
-  if (name == "profile") {
-    if (!Numbers(args, 5, v) || !Whole(v[4])) return fail("expects X0,Y0,X1,Y1,WIDTH");
-    s.kind = TransformKind::kProfile;
-    s.line = {v[0], v[1], v[2], v[3], TruncToInt(v[4])};
-    return s;
+  if (!Numbers(args, 5, v) || !Whole(v[4])) return "expects X0,Y0,X1,Y1,WIDTH";
+  s.kind = TransformKind::kProfile;
+  s.line = {v[0], v[1], v[2], v[3], TruncToInt(v[4])};
+  return "";
+}
+
+}  // namespace
+
+std::optional<TransformSpec> ParseTransformSpec(std::string_view text, std::string& error) {
+  struct Plain {
+    std::string_view name;
+    TransformKind kind;
+    int32_t n;
+  };
+  static constexpr Plain kPlain[] = {
+      {"median5", TransformKind::kMedian5, 0}, {"expand3", TransformKind::kBinning, -3},
+      {"invert", TransformKind::kInverse, 0},  {"raw", TransformKind::kRaw, 0},
+      {"raw-seq", TransformKind::kRawSeq, 0},  {"bmp-seq", TransformKind::kBmpSeq, 0},
+      {"page", TransformKind::kPage, 0}};
+  const size_t colon = text.find(':');
+  const std::string_view name = text.substr(0, colon);
+  TransformSpec s;
+  std::string why = "unknown transform (" + std::string(kTransformNames) + ")";
+  for (const Plain& p : kPlain) {
+    if (name != p.name) continue;
+    s.kind = p.kind;
+    s.n = p.n;
+    why = colon == std::string_view::npos ? "" : "takes no value";
   }
-  return fail("unknown transform (" + std::string(kTransformNames) + ")");
+  for (std::string_view valued : {"sum", "bin", "threshold", "part", "thin", "profile"})
+    if (name == valued)
+      why = ParseValues(name, colon == std::string_view::npos ? "" : text.substr(colon + 1), s);
+  if (why.empty()) return s;
+  error = "--transform " + std::string(text) + ": " + why;
+  return std::nullopt;
 }
 
 SaveDialogSetup SaveDialogFor(TransformKind kind) {

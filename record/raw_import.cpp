@@ -136,17 +136,29 @@ uint16_t Grey(uint8_t r, uint8_t g, uint8_t b) {
 
 // Reads an uncompressed 8-bit (palette), 24-bit or 32-bit bitmap as grey
 // counts 0..255, row 0 at the top, into `grey` (width x height).
-BmpRead ReadBmpGrey(const std::string& path, int32_t& width, int32_t& height,
-                    std::vector<uint16_t>& grey) {
+// The whole file, up to `limit` bytes; false when it cannot be opened or is longer.
+bool ReadWholeFile(const std::string& path, size_t limit, std::vector<uint8_t>& b,
+                   bool& open_failed) {
   FileHandle f = OpenFile(path, "rb");
-  if (!f) return BmpRead::kOpenFailed;
-  std::vector<uint8_t> b;
+  open_failed = !f;
+  if (!f) return false;
   std::array<uint8_t, 65536> chunk;
   size_t got;
+  b.clear();
   while ((got = std::fread(chunk.data(), 1, chunk.size(), f.get())) > 0) {
     b.insert(b.end(), chunk.begin(), chunk.begin() + got);
-    if (b.size() > 64u * kMaxFramePixels) return BmpRead::kUnsupported;
+    if (b.size() > limit) return false;
   }
+  return true;
+}
+
+BmpRead ReadBmpGrey(const std::string& path, int32_t& width, int32_t& height,
+                    std::vector<uint16_t>& grey) {
+  std::vector<uint8_t> b;
+  bool open_failed = false;
+  // The largest bitmap of a 4-Mpix frame: 32 bits per pixel plus headers.
+  if (!ReadWholeFile(path, 4u * kMaxFramePixels + 2048, b, open_failed))
+    return open_failed ? BmpRead::kOpenFailed : BmpRead::kUnsupported;
   if (b.size() < 54 || b[0] != 'B' || b[1] != 'M') return BmpRead::kUnsupported;
   const uint32_t data = Le32(b, 10), info = Le32(b, 14);
   const auto w = static_cast<int32_t>(Le32(b, 18)), h = static_cast<int32_t>(Le32(b, 22));
