@@ -3,6 +3,7 @@
 #include <atomic>
 #include <csignal>
 #include <iostream>
+#include <optional>
 
 #include "cli/cli_common.h"
 #include "display/palette.h"
@@ -29,6 +30,39 @@ bool ParseRegion(const ArgParser& p, Region& region, std::string& error) {
   return true;
 }
 
+// What the options ask for, checked before the record is opened.
+struct ExportRequest {
+  TransformSpec spec;
+  Region region;
+  int32_t median_frames = 0;
+  int32_t palette_type = 0;
+};
+
+// Nothing when the options are good, else the exit code after the message.
+std::optional<int> ReadRequest(const ArgParser& p, ExportRequest& q) {
+  if (!p.Has("out")) return Fail("export", "--out OUT is required", 2);
+  if (!p.Has("transform")) return Fail("export", "--transform T is required", 2);
+  std::string error;
+  const auto spec = ParseTransformSpec(p.Value("transform"), error);
+  if (!spec) return Fail("export", error, 2);
+  q.spec = *spec;
+  if (!ParseRegion(p, q.region, error)) return Fail("export", error, 2);
+  if (p.Has("region-only") && !q.region.active)
+    return Fail("export", "--region-only needs --region L,T,R,B", 2);
+  if (p.Has("temporal-median")) {
+    const auto m = ParseTemporalMedianFrames(p.Value("temporal-median"));
+    if (!m) return Fail("export", "--temporal-median must be 3, 5 or 7", 2);
+    q.median_frames = *m;
+  }
+  const auto type = PaletteTypeFromName(p.Value("palette"));
+  if (!type)
+    return Fail(
+        "export",
+        "unknown --palette '" + p.Value("palette") + "' (ryw, bgyr, grey, green, blue, red)", 2);
+  q.palette_type = *type;
+  return std::nullopt;
+}
+
 }  // namespace
 
 int RunExport(const std::vector<std::string>& args) {
@@ -49,33 +83,16 @@ int RunExport(const std::vector<std::string>& args) {
       .Option("palette", "NAME", "bmp-seq and page: ryw, bgyr, grey, green, blue or red", "ryw")
       .Flag("2bytes", "store 2 bytes per pixel even when 1 would do (\"Save XKV 2bytes/pix\")");
   if (auto code = ParseOrExit(p, args)) return *code;
-  if (!p.Has("out")) return Fail("export", "--out OUT is required", 2);
-  if (!p.Has("transform")) return Fail("export", "--transform T is required", 2);
-  std::string error;
-  const auto spec = ParseTransformSpec(p.Value("transform"), error);
-  if (!spec) return Fail("export", error, 2);
-  Region region;
-  if (!ParseRegion(p, region, error)) return Fail("export", error, 2);
-  if (p.Has("region-only") && !region.active)
-    return Fail("export", "--region-only needs --region L,T,R,B", 2);
-  int32_t median_frames = 0;
-  if (p.Has("temporal-median")) {
-    const auto m = ParseTemporalMedianFrames(p.Value("temporal-median"));
-    if (!m) return Fail("export", "--temporal-median must be 3, 5 or 7", 2);
-    median_frames = *m;
-  }
-  const auto palette_type = PaletteTypeFromName(p.Value("palette"));
-  if (!palette_type)
-    return Fail(
-        "export",
-        "unknown --palette '" + p.Value("palette") + "' (ryw, bgyr, grey, green, blue, red)", 2);
+  ExportRequest q;
+  if (auto code = ReadRequest(p, q)) return *code;
+  const Region& region = q.region;
 
   ConsoleReporter console;
   auto store = RecordStore::Create(console);
   if (!store) return 1;
   TemporalMedian filter(console);
   // In the chain before the record opens, so the ring starts with the record.
-  if (median_frames > 0) UseTemporalMedian(*store, filter, median_frames);
+  if (q.median_frames > 0) UseTemporalMedian(*store, filter, q.median_frames);
   if (!store->Open(p.Arg(0), console)) return 1;
   if (store->FrameCount() == 0) return Fail("export", "the record holds no frame");
   if (region.active && !region.FitsIn(store->Width(), store->Height()))
@@ -89,13 +106,13 @@ int RunExport(const std::vector<std::string>& args) {
   job.write.save_2bytes = p.Has("2bytes");
   TransformContext context;
   context.median = &filter;
-  if (!BuildPalette(context.palette, store->MaxLevel(), *palette_type, console)) return 1;
+  if (!BuildPalette(context.palette, store->MaxLevel(), q.palette_type, console)) return 1;
   // The command line has no window: the "screen" is the frame at zoom 1.
   context.view = {1.0, 0, 0, store->Width(), store->Height()};
 
   g_stop.store(false);
   auto old_handler = std::signal(SIGINT, StopOnSignal);
-  const ExportResult r = RunTransform(job, *spec, p.Value("out"), context);
+  const ExportResult r = RunTransform(job, q.spec, p.Value("out"), context);
   std::signal(SIGINT, old_handler);
   if (r.stopped) std::cerr << "stopped after " << r.frames_read << " frames\n";
   if (!r.ok || r.stopped) return 1;
