@@ -48,7 +48,11 @@ const std::vector<Command>& Commands() {
       {"simulate", "write a simulated single-molecule record and its truth table", RunSimulate},
       {"plot", "draw a table of curves as a graph and save it as PNG or BMP", RunPlot},
       {"render", "paint one frame of a record through a palette into a PNG image", RunRender},
-      {"bench", "measure speed: bench read FILE.xkv", RunBench},
+      {"export", "save a record summed, binned, cut, thinned, filtered, as RAW or BMP files",
+       RunExport},
+      {"fuse", "join several XKV files into one record", RunFuse},
+      {"import", "convert raw camera data or bitmaps into an XKV record", RunImport},
+      {"bench", "measure speed: bench read|display|export FILE.xkv", RunBench},
   };
   return commands;
 }

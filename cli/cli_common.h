@@ -50,5 +50,10 @@ int RunRender(const std::vector<std::string>& args);
 
 // bench display FILE.xkv (cli/bench_display.cpp).
 int BenchDisplay(const std::string& path, int repeats);
+int RunExport(const std::vector<std::string>& args);
+int RunFuse(const std::vector<std::string>& args);
+int RunImport(const std::vector<std::string>& args);
+// bench export: the record transforms and the temporal median (cli/bench_export.cpp).
+int BenchExport(const std::string& path, int repeats, const std::string& out_dir);
 
 }  // namespace lumetra::cli

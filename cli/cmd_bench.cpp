@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <chrono>
 #include <cstdio>
+#include <filesystem>
 #include <iostream>
 #include <vector>
 
@@ -84,10 +85,14 @@ int RunBench(const std::vector<std::string>& args) {
               "Measures speed on a record and prints each figure beside a floor measured\n"
               "in the same run. KIND: read (open the record and read every frame through\n"
               "the store, against a plain sequential read of the file); display (palette\n"
-              "lookup of 512 x 512 and 2048 x 2048 frames into an image, against copying it).");
-  p.Positional("KIND", "what to measure: read or display")
+              "lookup of 512 x 512 and 2048 x 2048 frames into an image, against copying it);\n"
+              "export (the record transforms and the temporal median, against reading\n"
+              "through the store and against writing every frame unchanged).");
+  p.Positional("KIND", "what to measure: read, display or export")
       .Positional("FILE.xkv", "the record (make one with 'lumetra-cli simulate')")
-      .Option("repeats", "N", "runs to take the median of", "5");
+      .Option("repeats", "N", "runs to take the median of", "5")
+      .Option("out-dir", "DIR", "export: where the outputs are written (and removed)",
+              std::filesystem::temp_directory_path().string());
   if (auto code = ParseOrExit(p, args)) return *code;
   std::string error;
   int64_t repeats = 5;
@@ -95,7 +100,9 @@ int RunBench(const std::vector<std::string>& args) {
   repeats = std::clamp<int64_t>(repeats, 1, 100);
   if (p.Arg(0) == "read") return BenchRead(p.Arg(1), static_cast<int>(repeats));
   if (p.Arg(0) == "display") return BenchDisplay(p.Arg(1), static_cast<int>(repeats));
-  return Fail("bench", "unknown KIND '" + p.Arg(0) + "' (read, display)", 2);
+  if (p.Arg(0) == "export")
+    return BenchExport(p.Arg(1), static_cast<int>(repeats), p.Value("out-dir"));
+  return Fail("bench", "unknown KIND '" + p.Arg(0) + "' (read, display, export)", 2);
 }
 
 }  // namespace lumetra::cli
