@@ -99,19 +99,19 @@ std::optional<TransformSpec> ParseTransformSpec(std::string_view text, std::stri
 SaveDialogSetup SaveDialogFor(TransformKind kind) {
   switch (kind) {
     case TransformKind::kSum:
-      return {kSumTitle, kXkvFilter, kXkvDefaultExt};
+      return {kSumTitle, kXkvExportFilter, kXkvExportDefaultExt};
     case TransformKind::kMedian5:
-      return {kMedian5Title, kXkvFilter, kXkvDefaultExt};
+      return {kMedian5Title, kXkvExportFilter, kXkvExportDefaultExt};
     case TransformKind::kPart:
-      return {kPartTitle, kXkvFilter, kXkvDefaultExt};
+      return {kPartTitle, kXkvExportFilter, kXkvExportDefaultExt};
     case TransformKind::kThinOut:
-      return {kThinOutTitle, kXkvFilter, kXkvDefaultExt};
+      return {kThinOutTitle, kXkvExportFilter, kXkvExportDefaultExt};
     case TransformKind::kBinning:
-      return {kBinningTitle, kXkvFilter, kXkvDefaultExt};
+      return {kBinningTitle, kXkvExportFilter, kXkvExportDefaultExt};
     case TransformKind::kThreshold:
-      return {kThresholdTitle, kXkvFilter, kXkvDefaultExt};
+      return {kThresholdTitle, kXkvExportFilter, kXkvExportDefaultExt};
     case TransformKind::kInverse:
-      return {kInverseTitle, kXkvFilter, kXkvDefaultExt};
+      return {kInverseTitle, kXkvExportFilter, kXkvExportDefaultExt};
     case TransformKind::kRaw:
       return {kRawTitle, kRawFilter, kRawDefaultExt};
     case TransformKind::kRawSeq:
@@ -121,7 +121,7 @@ SaveDialogSetup SaveDialogFor(TransformKind kind) {
     case TransformKind::kPage:
       return {kPageTitle, {}, {}};
     case TransformKind::kProfile:
-      return {kProfileTitle, kXkvFilter, kXkvDefaultExt};
+      return {kProfileTitle, kXkvExportFilter, kXkvExportDefaultExt};
   }
   return {};
 }

@@ -37,12 +37,12 @@ struct TransformSpec {
   int32_t n = 0;       // sum length, binning factor, threshold
   int32_t first = 0;   // part and thin out
   int32_t second = 0;  // last frame of a part, one-of-N of a thin out
-  ProfileLine line;
+  ProfileBand line;
 };
 
 // What the shared save dialog shows for a transform. The RAW exports set
 // their own filter and default extension; afterwards the window sets the
-// dialog back to kXkvFilter and kXkvDefaultExt. The BMP exports set only the
+// dialog back to kXkvExportFilter and kXkvExportDefaultExt. The BMP exports set only the
 // title (empty filter: the dialog keeps the one it has).
 struct SaveDialogSetup {
   std::string_view title;

@@ -9,7 +9,7 @@ bool CheckPartFirst(std::string_view text, int32_t frame_count, int32_t& first,
                     Reporter& reporter) {
   const int32_t v = IntegerOr(text, 0);
   if (v < 0 || v >= frame_count) {
-    reporter.Modal(kFirstFrameOutOfRange);
+    reporter.Modal(kPartFirstOutOfRange);
     return false;
   }
   first = v;
@@ -20,7 +20,7 @@ bool CheckPartLast(std::string_view text, int32_t first, int32_t frame_count, in
                    Reporter& reporter) {
   const int32_t v = IntegerOr(text, 0);
   if (v <= first || v > frame_count) {
-    reporter.Modal(kLastFrameOutOfRange);
+    reporter.Modal(kPartLastOutOfRange);
     return false;
   }
   last = v;

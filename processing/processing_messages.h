@@ -26,8 +26,8 @@ inline constexpr std::string_view kNoRecordOpen = "File is not open";
 inline constexpr std::string_view kSavePartTitle = "Save Part of Record";
 inline constexpr std::string_view kSaveFromFramePrompt = "Save From Frame N=";
 inline constexpr std::string_view kSaveToFramePrompt = "Save To Frame N=";
-inline constexpr std::string_view kFirstFrameOutOfRange = "First Frame Out of Range";
-inline constexpr std::string_view kLastFrameOutOfRange = "Last Frame Out of Range";
+inline constexpr std::string_view kPartFirstOutOfRange = "First Frame Out of Range";
+inline constexpr std::string_view kPartLastOutOfRange = "Last Frame Out of Range";
 
 // Thin Out Record.
 inline constexpr std::string_view kSaveThinOutTitle = "Save Thin Out Record";
@@ -94,7 +94,7 @@ inline constexpr std::string_view kFuseOpenTitle =
     "Select group of ''XKV'' files to save as one XKV file";
 inline constexpr std::string_view kFuseSaveTitle = "Save selected files as one XKV Data File";
 // What the save dialog returns to after a RAW export.
-inline constexpr std::string_view kXkvFilter = "Data as 'XKV' 1-2 byte/pixel|*.xkv";
-inline constexpr std::string_view kXkvDefaultExt = "*.xkv";
+inline constexpr std::string_view kXkvExportFilter = "Data as 'XKV' 1-2 byte/pixel|*.xkv";
+inline constexpr std::string_view kXkvExportDefaultExt = "*.xkv";
 
 }  // namespace lumetra

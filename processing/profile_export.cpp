@@ -9,12 +9,12 @@
 
 namespace lumetra {
 
-int32_t ProfileLine::Length() const {
+int32_t ProfileBand::Length() const {
   return TruncToInt(std::hypot(x1 - x0, y1 - y0));
 }
 
 void SampleProfileBand(const uint16_t* frame, int32_t frame_width, int32_t frame_height,
-                       const ProfileLine& line, uint16_t* out) {
+                       const ProfileBand& line, uint16_t* out) {
   const int32_t length = line.Length();
   if (length <= 0) return;
   const double len = std::hypot(line.x1 - line.x0, line.y1 - line.y0);
@@ -36,7 +36,7 @@ void SampleProfileBand(const uint16_t* frame, int32_t frame_width, int32_t frame
   }
 }
 
-ExportResult ExportProfile(ExportJob& job, const std::string& out_path, const ProfileLine& line) {
+ExportResult ExportProfile(ExportJob& job, const std::string& out_path, const ProfileBand& line) {
   const int32_t length = line.Length();
   if (length < 5) {
     job.reporter.Modal(kDrawProfileFirst);

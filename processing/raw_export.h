@@ -15,7 +15,7 @@ int32_t RawBytesPerPixel(int32_t max_level);
 
 // One file, frames back to back. Closing notice: "RAW file was written in 1
 // byte/pixel format" (or 2). The window sets its save dialog back to the XKV
-// filter afterwards (kXkvFilter, kXkvDefaultExt).
+// filter afterwards (kXkvExportFilter, kXkvExportDefaultExt).
 ExportResult ExportRaw(ExportJob& job, const std::string& out_path);
 
 // One file per frame, NumberedName(chosen, frame number from 1, ".raw").
