@@ -1,10 +1,12 @@
 // lumetra-cli render FILE.xkv --index N --palette ryw --out FRAME.png [--zoom Z]
+//   [--temporal-median 3|5|7]
 #include <iostream>
 
 #include "cli/cli_common.h"
 #include "display/frame_painter.h"
 #include "display/palette.h"
 #include "display/png_writer.h"
+#include "processing/temporal_median.h"
 #include "record/record_store.h"
 
 namespace lumetra::cli {
@@ -39,7 +41,9 @@ int RunRender(const std::vector<std::string>& args) {
       .Option("index", "N", "0-based number of the frame", "0")
       .Option("palette", "NAME", "ryw, bgyr, grey, green, blue or red", "ryw")
       .Option("zoom", "Z", "screen pixels per frame pixel, 1 to 30", "1")
-      .Option("out", "FRAME.png", "the image to write");
+      .Option("out", "FRAME.png", "the image to write")
+      .Option("temporal-median", "3|5|7",
+              "filter every frame read on the way to N, as the window's TempFilt does");
   if (auto code = ParseOrExit(p, args)) return *code;
   std::string error;
   int64_t index = 0, zoom = 1;
@@ -52,10 +56,20 @@ int RunRender(const std::vector<std::string>& args) {
         "unknown --palette '" + p.Value("palette") + "' (ryw, bgyr, grey, green, blue, red)", 2);
   if (zoom < kMinZoom || zoom > kMaxZoom)
     return Fail("render", "--zoom must be 1 to 30, not " + std::to_string(zoom), 2);
+  int32_t median_frames = 0;
+  if (p.Has("temporal-median")) {
+    const auto m = ParseTemporalMedianFrames(p.Value("temporal-median"));
+    if (!m) return Fail("render", "--temporal-median must be 3, 5 or 7", 2);
+    median_frames = *m;
+  }
 
   ConsoleReporter console;
   auto store = RecordStore::Create(console);
-  if (!store || !store->Open(p.Arg(0), console)) return 1;
+  if (!store) return 1;
+  TemporalMedian filter(console);
+  // In the chain before the record opens, so the ring starts with the record.
+  if (median_frames > 0) UseTemporalMedian(*store, filter, median_frames);
+  if (!store->Open(p.Arg(0), console)) return 1;
   if (index < 0 || index >= store->FrameCount())
     return Fail("render", "--index " + std::to_string(index) + " is outside the record (0-" +
                               std::to_string(store->FrameCount() - 1) + ")");

@@ -1,6 +1,7 @@
 // lumetra-cli render, run in-process on a simulated record and read back.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <filesystem>
 
 #include "cli/cli_common.h"
@@ -59,6 +60,38 @@ TEST_F(RenderCommand, WritesTheFrameAsTheWindowPaintsIt) {
   }
 }
 
+// Frame 2 through the 3-frame temporal median: each pixel the middle of its
+// values in frames 0, 1 and 2, read without the filter.
+TEST_F(RenderCommand, TemporalMedianFiltersTheFramesOnTheWay) {
+  const std::string png = (dir_ / "m.png").string();
+  ASSERT_EQ(cli::RunRender({record_, "--index", "2", "--palette", "grey", "--temporal-median", "3",
+                            "--out", png}),
+            0);
+  const Decoded d = DecodePng(png);
+  ASSERT_EQ(d.width, 40u);
+
+  NullReporter quiet;
+  auto store = RecordStore::Create(quiet);
+  ASSERT_TRUE(store->Open(record_, quiet));
+  std::vector<std::vector<uint16_t>> frames;
+  for (int f = 0; f < 3; ++f) {
+    if (f > 0) {
+      ASSERT_TRUE(store->NextFrame(quiet));
+    }
+    frames.emplace_back(store->FrameBuffer(), store->FrameBuffer() + 40 * 30);
+  }
+  std::vector<uint32_t> pal;
+  ASSERT_TRUE(BuildPalette(pal, store->MaxLevel(), kPaletteGrey, quiet));
+  int differs_from_frame2 = 0;
+  for (size_t i = 0; i < 40 * 30; ++i) {
+    uint16_t v[3] = {frames[0][i], frames[1][i], frames[2][i]};
+    std::sort(v, v + 3);
+    ASSERT_EQ(d.pixels[i], pal[std::min<size_t>(v[1], pal.size() - 1)]) << i;
+    differs_from_frame2 += v[1] != frames[2][i];
+  }
+  EXPECT_GT(differs_from_frame2, 0);  // the filter did something
+}
+
 TEST_F(RenderCommand, RefusesBadArguments) {
   const std::string png = (dir_ / "bad.png").string();
   EXPECT_EQ(cli::RunRender({record_, "--palette", "pink", "--out", png}), 2);
@@ -68,6 +101,8 @@ TEST_F(RenderCommand, RefusesBadArguments) {
   EXPECT_EQ(cli::RunRender({record_, "--index", "4", "--out", png}), 1);
   EXPECT_EQ(cli::RunRender({record_, "--index", "-1", "--out", png}), 1);
   EXPECT_EQ(cli::RunRender({(dir_ / "none.xkv").string(), "--out", png}), 1);
+  for (const char* m : {"0", "4", "9", "three"})
+    EXPECT_EQ(cli::RunRender({record_, "--temporal-median", m, "--out", png}), 2) << m;
   EXPECT_FALSE(fs::exists(png));
 }
 
