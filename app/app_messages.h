@@ -24,4 +24,17 @@ inline constexpr std::string_view kKeysHelp =
     "corner.\n\n"
     "Frames: '.' next, ',' previous, Home first, P play, Esc stop.";
 
+// Record processing in the main window.
+inline constexpr std::string_view kSavingRecordProgress =
+    "Saving Record: frame %1 of %2 (Esc stops)";
+inline constexpr std::string_view kFusingRecords = "Fusing records...";
+inline constexpr std::string_view kExportWritten = "%1 frames written to %2";
+inline constexpr std::string_view kExportStopped = "Stopped after %1 frames: %2 is incomplete";
+inline constexpr std::string_view kFuseWritten = "%1 frames from %2 files written to %3";
+inline constexpr std::string_view kBmpSaveFilter = "Bitmap files (*.bmp)";
+// No LUT editor sets the threshold yet: the command asks for it, offering the last one.
+inline constexpr std::string_view kThreshInputTitle = "Rec with Thresh. subtr.";
+inline constexpr std::string_view kThreshInputPrompt = "Threshold (counts)=";
+inline constexpr std::string_view kThreshOutOfScope = "Threshold is out of scope (0-65535)";
+
 }  // namespace lumetra

@@ -19,6 +19,8 @@
 #include "display/frame_painter.h"
 #include "display/key_commands.h"
 #include "display/palette.h"
+#include "processing/temporal_median.h"
+#include "processing/thin_out_export.h"
 #include "record/playback.h"
 #include "record/record_store.h"
 #include "settings/settings_model.h"
@@ -32,6 +34,8 @@ class QMenu;
 namespace lumetra {
 
 class ImageView;
+class TComForm;
+struct TransformSpec;
 
 class TMainForm : public QMainWindow {
   Q_OBJECT
@@ -84,6 +88,16 @@ class TMainForm : public QMainWindow {
   std::function<QString(const QString& title, const QString& filter)> AskOpenFile;
   std::function<QString(const QString& title, const QString& filter, const QString& suffix)>
       AskSaveFile;
+  // The open dialog with multiple selection ("Fuse Records"); empty when cancelled.
+  std::function<QStringList(const QString& title, const QString& filter)> AskOpenFiles;
+
+  // The temporal filter in the record's processing chain.
+  TemporalMedian& Median() { return median_; }
+  // The threshold that "Rec with Thresh. subtr." offers (counts); the LUT editor sets it.
+  int32_t LutThreshold() const { return lut_threshold_; }
+  void SetLutThreshold(int32_t counts) { lut_threshold_ = counts; }
+  // The import window, made when first asked for.
+  TComForm* ComForm();
 
  signals:
   // A frame was read and shown (also every frame of a playback).
@@ -129,6 +143,35 @@ class TMainForm : public QMainWindow {
   void Shift68Click();
   void ReadSettingsFileClick();
   void SaveSettingsClick();
+  // Processing: the temporal filter, "Save Record As", "Fuse Records", import.
+  void By3framesClick();
+  void By5framesClick();
+  void By7framesClick();
+  void N2frClick();
+  void N5frClick();
+  void N10frClick();
+  void N20frClick();
+  void N50framesClick();
+  void N100framesClick();
+  void N150framesClick();
+  void N200framesClick();
+  void SaveSeqMed5Click();
+  void SavePartOfSeqClick();
+  void bin2X2Click();
+  void bin3X3Click();
+  void bin5X5Click();
+  void Rev3x3binClick();
+  void SaveSeqThreshClick();
+  void RecInverseIntensClick();
+  void ThinOutRecClick();
+  void SaveAsRAWClick();
+  void SaveAsRAWseqClick();
+  void SaveAsBMPSeqClick();
+  void SeqOnPageClick();
+  void SaveProfileFileClick();
+  void FuseRecordsClick();
+  void AddBlankFrameClick();
+  void ImportDataClick();
   // The key handler of the window and its track bar; Qt key codes. True when
   // the key was one of the window's own (arrows, keypad plus and minus, Esc...).
   bool FormKeyDown(int qt_key, Qt::KeyboardModifiers modifiers);
@@ -150,6 +193,12 @@ class TMainForm : public QMainWindow {
   void BuildViewMenu();
   void BuildPaletteMenu();
   void BuildSettingsMenu();
+  void BuildSaveRecordMenu(QMenu* file);
+  void BuildTempFiltMenu();
+  void AddProcessingSettings(QMenu* settings);
+  void RebuildTempFilt();
+  void SaveRecordAs(const TransformSpec& spec);
+  bool BmpRectVisible(bool page);
   void ShowFrame();
   void RefreshMenus();
   void RebuildPalette();
@@ -202,6 +251,12 @@ class TMainForm : public QMainWindow {
   std::map<QString, QAction*> items_;  // menu items by control name
   std::vector<QAction*> need_frame_;   // items usable only once a frame is shown
   bool moving_track_bar_ = false;
+  TemporalMedian median_{reporter_};
+  ThinOutMemory thin_out_;  // for the program's run, not saved in the settings file
+  int32_t lut_threshold_ = 0;
+  QMenu* TempFilt = nullptr;
+  QAction* AddBlankFrame = nullptr;
+  TComForm* com_form_ = nullptr;
 };
 
 }  // namespace lumetra

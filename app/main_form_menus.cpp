@@ -22,6 +22,7 @@ void TMainForm::BuildMenus() {
   BuildFileMenu();
   BuildPlayMenu();
   BuildViewMenu();
+  BuildTempFiltMenu();
   BuildPaletteMenu();
   BuildSettingsMenu();
   QMenu* help = menuBar()->addMenu(QStringLiteral("&Help"));
@@ -62,6 +63,7 @@ void TMainForm::BuildFileMenu() {
   SaveXKV_2bytes = file->addAction(QStringLiteral("Save XKV 2bytes/pix"));
   SaveXKV_2bytes->setCheckable(true);
   items_[QStringLiteral("SaveXKV_2bytes")] = SaveXKV_2bytes;
+  BuildSaveRecordMenu(file);
   file->addSeparator();
   file->addAction(QStringLiteral("E&xit"), QKeySequence(Qt::CTRL | Qt::Key_Q), this,
                   &QWidget::close);
@@ -185,6 +187,7 @@ void TMainForm::BuildSettingsMenu() {
       menu->addAction(Q(kReadSettingsCaption), this, &TMainForm::ReadSettingsFileClick);
   items_[QStringLiteral("SaveSettings")] =
       menu->addAction(Q(kSaveSettingsCaption), this, &TMainForm::SaveSettingsClick);
+  AddProcessingSettings(menu);
 }
 
 }  // namespace lumetra
