@@ -7,7 +7,9 @@
 #include <QFileDialog>
 #include <QMenu>
 #include <QMenuBar>
+#include <QSlider>
 #include <QStatusBar>
+#include <QToolBar>
 
 #include "app/app_messages.h"
 #include "app/image_view.h"
@@ -37,6 +39,15 @@ TransformSpec Spec(TransformKind kind, int32_t n = 0) {
 QString Suffix(std::string_view default_ext) {
   QString s = Q(default_ext);
   return s.startsWith(QStringLiteral("*.")) ? s.mid(2) : s;
+}
+
+// While a record streams the input is held back anyway; the menus, tool bar
+// and track bar say so by looking disabled.
+void HoldControls(QMainWindow* window, bool busy) {
+  window->menuBar()->setEnabled(!busy);
+  for (QToolBar* bar : window->findChildren<QToolBar*>()) bar->setEnabled(!busy);
+  if (auto* track = window->findChild<QSlider*>(QStringLiteral("FrameTrackBar")))
+    track->setEnabled(!busy);
 }
 
 }  // namespace
@@ -174,7 +185,7 @@ void TMainForm::SaveRecordAs(const TransformSpec& spec) {
   ExportResult r;
   {
     RecordBusy busy(stop_);
-    menuBar()->setEnabled(false);
+    HoldControls(this, true);
     ExportJob job{*store_, reporter_, region_, {}, &stop_, {}};
     if (region_.active) job.write.region = region_;
     job.write.save_2bytes = SaveXKV_2bytes->isChecked();
@@ -192,7 +203,7 @@ void TMainForm::SaveRecordAs(const TransformSpec& spec) {
                     std::min(v.client_width, store_->Width() * v.zoom - v.scroll_x),
                     std::min(v.client_height, store_->Height() * v.zoom - v.scroll_y)};
     r = RunTransform(job, spec, S(out), context);
-    menuBar()->setEnabled(true);
+    HoldControls(this, false);
   }
   store_->FirstFrame(reporter_);
   if (shown > 0) store_->GoToFrame(shown, reporter_);
@@ -361,11 +372,11 @@ void TMainForm::FuseRecordsClick() {
   FusionResult r;
   {
     RecordBusy busy(stop_);
-    menuBar()->setEnabled(false);  // the File menu above all
+    HoldControls(this, true);  // the File menu above all
     statusBar()->showMessage(Q(kFusingRecords));
     r = FuseRecords(files, S(out), AddBlankFrame->isChecked(), open_record, write, reporter_,
                     &stop_);
-    menuBar()->setEnabled(true);
+    HoldControls(this, false);
   }
   if (r.frames_written > 0)
     statusBar()->showMessage(Q(kFuseWritten).arg(r.frames_written).arg(r.files_fused).arg(out));

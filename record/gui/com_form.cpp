@@ -108,11 +108,11 @@ void TComForm::BuildLayout() {
     ++row;
   };
   add(kImportFromLabel, TypeComBox);
-  add(kImportWidthLabel, WidthEdit);
-  add(kImportHeightLabel, HeightEdit);
-  add(kImportIntervalLabel, TmIntEdit);
-  add(kImportScaleXLabel, ScaleXEdit);
-  add(kImportScaleYLabel, ScaleYEdit);
+  add(kImportWidthLabel, WidthEdit, kImportPixelsUnit);
+  add(kImportHeightLabel, HeightEdit, kImportPixelsUnit);
+  add(kImportIntervalLabel, TmIntEdit, kImportIntervalUnit);
+  add(kImportScaleXLabel, ScaleXEdit, kImportScaleUnit);
+  add(kImportScaleYLabel, ScaleYEdit, kImportScaleUnit);
   grid->addWidget(BytesChBox, row++, 1, 1, 2);
   grid->addWidget(LEorderBox, row++, 1, 1, 2);
   add(kImportOffsetLabel, OffsetEdit, kImportBytesUnit);

@@ -7,12 +7,14 @@
 namespace lumetra {
 
 inline constexpr std::string_view kImportFromLabel = "Import data from";
-inline constexpr std::string_view kImportWidthLabel = "Width (in pixels)";
+inline constexpr std::string_view kImportWidthLabel = "Width";
 inline constexpr std::string_view kImportHeightLabel = "Height";
-inline constexpr std::string_view kImportIntervalLabel =
-    "Time Interval between frames (milliseconds)";
-inline constexpr std::string_view kImportScaleXLabel = "X scale (nm/pixel)";
+inline constexpr std::string_view kImportPixelsUnit = "(in pixels)";
+inline constexpr std::string_view kImportIntervalLabel = "Time Interval between frames";
+inline constexpr std::string_view kImportIntervalUnit = "(milliseconds)";
+inline constexpr std::string_view kImportScaleXLabel = "X scale";
 inline constexpr std::string_view kImportScaleYLabel = "Y scale";
+inline constexpr std::string_view kImportScaleUnit = "(nm/pixel)";
 inline constexpr std::string_view kImportTwoBytesLabel = "2 bytes per pixel";
 inline constexpr std::string_view kImportLittleEndianLabel = "Little-Endian byte order";
 inline constexpr std::string_view kImportOffsetLabel = "Offset ";

@@ -138,5 +138,22 @@ TEST_F(ComFormTest, ConvertsOneRawFileAndOffersItToTheMainWindow) {
   EXPECT_EQ(testing::ReadBytes(out_.toStdString()), before);
 }
 
+// The little-endian import keeps writing the last data up to the frame limit,
+// as it always has; the window says where the source ended.
+TEST_F(ComFormTest, LittleEndianImportSaysWhereTheSourceEnded) {
+  source_ = QString::fromStdString(testing::TempPath("com_form_le.raw"));
+  out_ = QString::fromStdString(testing::TempPath("com_form_le.xkv"));
+  testing::XkvBuilder::SaveBytes(source_.toStdString(), std::vector<uint8_t>(2 * 5 * 5 * 2, 3));
+  Type(form_->WidthEdit, "5");
+  Type(form_->HeightEdit, "5");
+  form_->BytesChBox->setChecked(true);
+  ASSERT_TRUE(form_->LEorderBox->isChecked());
+  form_->GoBtClick();
+  EXPECT_EQ(form_->ProgressText(),
+            "9999 frames written; the source ended at frame 3, its last data were written again");
+  EXPECT_FALSE(form_->Running());
+  EXPECT_TRUE(form_->GoBt->isEnabled());
+}
+
 }  // namespace
 }  // namespace lumetra
