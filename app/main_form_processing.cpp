@@ -50,6 +50,14 @@ void HoldControls(QMainWindow* window, bool busy) {
     track->setEnabled(!busy);
 }
 
+// The part of the image control that shows the frame: the BMP exports' "whole
+// image" when no region is in use.
+ScreenView ShownView(const KeyView& v, int32_t frame_width, int32_t frame_height) {
+  return {static_cast<double>(v.zoom), v.scroll_x, v.scroll_y,
+          std::min(v.client_width, frame_width * v.zoom - v.scroll_x),
+          std::min(v.client_height, frame_height * v.zoom - v.scroll_y)};
+}
+
 }  // namespace
 
 void TMainForm::BuildTempFiltMenu() {
@@ -82,21 +90,19 @@ void TMainForm::RebuildTempFilt() {
   TempFilt->setEnabled(median_.MenuEnabled());
 }
 
+// The named handlers toggle their own check mark, as a click does.
 void TMainForm::By3framesClick() {
-  QAction* a = MenuItem(QStringLiteral("By3frames"));
-  a->setChecked(!a->isChecked());
+  MenuItem(QStringLiteral("By3frames"))->toggle();
   RebuildTempFilt();
 }
 
 void TMainForm::By5framesClick() {
-  QAction* a = MenuItem(QStringLiteral("By5frames"));
-  a->setChecked(!a->isChecked());
+  MenuItem(QStringLiteral("By5frames"))->toggle();
   RebuildTempFilt();
 }
 
 void TMainForm::By7framesClick() {
-  QAction* a = MenuItem(QStringLiteral("By7frames"));
-  a->setChecked(!a->isChecked());
+  MenuItem(QStringLiteral("By7frames"))->toggle();
   RebuildTempFilt();
 }
 
@@ -164,7 +170,7 @@ void TMainForm::AddProcessingSettings(QMenu* settings) {
 }
 
 void TMainForm::AddBlankFrameClick() {
-  AddBlankFrame->setChecked(!AddBlankFrame->isChecked());
+  AddBlankFrame->toggle();
 }
 
 // The skeleton of every "Save Record As" item once its values are known: the
@@ -197,11 +203,7 @@ void TMainForm::SaveRecordAs(const TransformSpec& spec) {
     context.median = &median_;
     context.thin_out = &thin_out_;
     context.palette = palette_;
-    const KeyView v = view_->View();
-    // The whole image is the part of the control that shows the frame.
-    context.view = {static_cast<double>(v.zoom), v.scroll_x, v.scroll_y,
-                    std::min(v.client_width, store_->Width() * v.zoom - v.scroll_x),
-                    std::min(v.client_height, store_->Height() * v.zoom - v.scroll_y)};
+    context.view = ShownView(view_->View(), store_->Width(), store_->Height());
     r = RunTransform(job, spec, S(out), context);
     HoldControls(this, false);
   }
@@ -210,7 +212,7 @@ void TMainForm::SaveRecordAs(const TransformSpec& spec) {
   ShowFrame();
   if (r.stopped)
     statusBar()->showMessage(Q(kExportStopped).arg(r.frames_read).arg(out));
-  else if (r.ok && !bmp && spec.kind != TransformKind::kRaw && spec.kind != TransformKind::kRawSeq)
+  else if (r.ok && spec.kind != TransformKind::kRaw && spec.kind != TransformKind::kRawSeq)
     statusBar()->showMessage(Q(kExportWritten).arg(r.frames_written).arg(out));
 }
 
@@ -325,11 +327,8 @@ void TMainForm::SaveAsBMPSeqClick() {
 
 void TMainForm::SeqOnPageClick() {
   if (!store_ || !store_->RecordLoaded() || !BmpRectVisible(true)) return;
-  const KeyView v = view_->View();
-  const ScreenRect r = SavedScreenRect(
-      region_, ScreenView{static_cast<double>(v.zoom), v.scroll_x, v.scroll_y,
-                          std::min(v.client_width, store_->Width() * v.zoom - v.scroll_x),
-                          std::min(v.client_height, store_->Height() * v.zoom - v.scroll_y)});
+  const ScreenRect r =
+      SavedScreenRect(region_, ShownView(view_->View(), store_->Width(), store_->Height()));
   int32_t page_width = 0, page_height = 0;
   PageSize(r.Width(), r.Height(), store_->FrameCount(), page_width, page_height);
   if (page_width > kMaxPageSide || page_height > kMaxPageSide) {

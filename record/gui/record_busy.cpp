@@ -24,6 +24,9 @@ void RecordBusy::Tick() {
 }
 
 bool RecordBusy::eventFilter(QObject* watched, QEvent* event) {
+  // A message box raised during the run must be answerable; it blocks the
+  // other windows itself.
+  if (QApplication::activeModalWidget()) return QObject::eventFilter(watched, event);
   switch (event->type()) {
     case QEvent::KeyPress:
       if (static_cast<QKeyEvent*>(event)->key() == Qt::Key_Escape) stop_ = true;

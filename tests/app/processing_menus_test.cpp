@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <QAction>
+#include <QDialog>
 #include <QKeyEvent>
 #include <QMenu>
 #include <QMouseEvent>
@@ -277,6 +278,19 @@ TEST(RecordBusyState, EscStopsAndClicksAreHeldBack) {
     QApplication::sendEvent(&target, &esc);
     EXPECT_TRUE(stop);
     EXPECT_EQ(QApplication::overrideCursor()->shape(), Qt::WaitCursor);
+    // A message box raised during the run still takes its clicks and keys.
+    QDialog box;
+    box.setModal(true);
+    box.show();
+    ASSERT_EQ(QApplication::activeModalWidget(), &box);
+    stop = false;
+    QApplication::sendEvent(&target, &press);
+    QKeyEvent esc2(QEvent::KeyPress, Qt::Key_Escape, Qt::NoModifier);
+    QApplication::sendEvent(&target, &esc2);
+    EXPECT_EQ(clicks, 1);
+    EXPECT_FALSE(stop);
+    box.hide();
+    clicks = 0;
   }
   EXPECT_EQ(QApplication::overrideCursor(), nullptr);
   QApplication::sendEvent(&target, &press);
