@@ -46,7 +46,9 @@ const std::vector<Command>& Commands() {
        RunInfo},
       {"frame", "save one frame of a record as a one-frame XKV file", RunFrame},
       {"simulate", "write a simulated single-molecule record and its truth table", RunSimulate},
-      {"bench", "measure speed: bench read FILE.xkv", RunBench},
+      {"bench", "measure speed: bench read|track FILE.xkv", RunBench},
+      {"track", "find and track single particles, write XKI and tidy track tables", RunTrack},
+      {"eval", "score a track table against a simulator truth table", RunEval},
   };
   return commands;
 }

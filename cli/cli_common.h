@@ -45,5 +45,7 @@ int RunInfo(const std::vector<std::string>& args);
 int RunFrame(const std::vector<std::string>& args);
 int RunSimulate(const std::vector<std::string>& args);
 int RunBench(const std::vector<std::string>& args);
+int RunTrack(const std::vector<std::string>& args);
+int RunEval(const std::vector<std::string>& args);
 
 }  // namespace lumetra::cli

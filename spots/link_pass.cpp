@@ -1,0 +1,87 @@
+#include "spots/link_pass.h"
+
+#include <cmath>
+
+#include "common/text_format.h"
+#include "spots/spot_template.h"
+#include "spots/spots_messages.h"
+#include "spots/subpixel_fit.h"
+
+namespace lumetra {
+namespace {
+
+void Drop(TrackStore& store, TrackRec& t) {
+  t.completed = 0;
+  --store.completed_count;
+}
+
+// The jump rules, applied from a track's second point on.
+void CheckJump(TrackStore& store, TrackRec& t, int32_t f, double limit_um,
+               const TrackingParams& params) {
+  const double dx = t.x[f] - t.x[f - 1], dy = t.y[f] - t.y[f - 1];
+  if (std::sqrt(dx * dx + dy * dy) <= limit_um) return;
+  if (f > t.first_frame + params.min_track) {
+    // Cut after f: the point the jump lands on stays the last one.
+    t.point_count = f - t.first_frame;
+    ++store.truncated;
+  } else if (f < t.first_frame + t.point_count - params.min_track) {
+    t.point_count -= f - t.first_frame;
+    t.first_frame = f;
+    ++store.truncated;
+  } else {
+    Drop(store, t);
+    ++store.too_big_radius;
+  }
+}
+
+}  // namespace
+
+double SigmaPixels(double fwhm_nm, double nm_per_pixel) {
+  return fwhm_nm / (2.0 * std::sqrt(2.0 * std::log(2.0)) * nm_per_pixel);
+}
+
+void RefineFrame(TrackStore& store, const LinkPassFrame& frame, const TrackingParams& params) {
+  const int32_t f = frame.f;
+  if (f < 0 || f >= store.Frames()) return;
+  const double sx = SigmaPixels(params.fwhm_nm, frame.nm_per_pixel_x);
+  const double sy = SigmaPixels(params.fwhm_nm, frame.nm_per_pixel_y);
+  const double limit_um = params.max_radius * frame.nm_per_pixel_x * 0.001;
+  float block[kFitBox * kFitBox];
+  uint8_t valid[kFitBox * kFitBox];
+  for (int32_t ti = 0; ti < store.track_count; ++ti) {
+    TrackRec& t = store.Slot(ti);
+    if (!t.completed || !store.HasSeries(ti)) continue;
+    if (f < t.first_frame || f > t.first_frame + t.point_count) continue;
+    const int32_t x = TruncToInt(t.x[f]), y = TruncToInt(t.y[f]);
+    if (x < 5 || y < 5 || x > frame.width - 7 || y > frame.height - 7) {
+      Drop(store, t);
+      continue;
+    }
+    t.intensity[f] = SpotIntensity(frame.pixels, frame.width, x, y, params.subtract_background);
+    if (t.intensity[f] > params.cluster_threshold) {
+      Drop(store, t);
+      ++store.too_bright;
+      continue;
+    }
+    CopyFitBlock(frame.pixels, frame.width, frame.height, x, y, block, valid);
+    const SubpixelFit fit = FitSpotCentre(block, valid, sx, sy);
+    const double off_x = fit.cx - 6.0, off_y = fit.cy - 6.0;
+    t.x[f] = static_cast<float>((x - t.X + off_x) * frame.nm_per_pixel_x * 0.001);
+    t.y[f] = static_cast<float>((y - t.Y + off_y) * frame.nm_per_pixel_y * 0.001);
+    if (f > t.first_frame) CheckJump(store, t, f, limit_um, params);
+  }
+}
+
+std::string LinkPassReadOut(const TrackStore& store) {
+  std::string s = std::to_string(store.completed_count);
+  s += kCompletedTracksOpen;
+  s += std::to_string(store.too_bright);
+  s += kTooBrightPart;
+  s += std::to_string(store.too_big_radius);
+  s += kTooBigRadiusPart;
+  s += std::to_string(store.truncated);
+  s += kTruncatedPart;
+  return s;
+}
+
+}  // namespace lumetra

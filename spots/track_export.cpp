@@ -1,0 +1,65 @@
+#include "spots/track_export.h"
+
+#include <cstdio>
+
+#include "common/file_handle.h"
+#include "common/text_format.h"
+#include "spots/spots_messages.h"
+
+namespace lumetra {
+
+std::string CurrentSpotsText(const std::vector<SpotRec>& spots) {
+  std::string s(kCurSpotsHeader);
+  for (const SpotRec& o : spots) {
+    s += FormatGeneral(o.intensity);
+    s += '\t';
+    s += std::to_string(o.X);
+    s += '\t';
+    s += std::to_string(o.Y);
+    s += '\n';
+  }
+  return s;
+}
+
+std::string TidyTracksText(const TrackStore& store, double nm_per_pixel_x, double nm_per_pixel_y) {
+  std::string s(kTidyTracksHeader);
+  const double kx = nm_per_pixel_x * 0.001, ky = nm_per_pixel_y * 0.001;
+  int32_t number = 0;
+  char line[160];
+  for (int32_t ti = 0; ti < store.track_count; ++ti) {
+    const TrackRec& t = store.Slot(ti);
+    if (!t.completed || !t.good || !store.HasSeries(ti)) continue;
+    const int32_t last = std::min(t.first_frame + t.point_count, store.Frames() - 1);
+    for (int32_t f = std::max(t.first_frame, 0); f <= last; ++f) {
+      const float xv = t.x[f], yv = t.y[f], iv = t.intensity[f];
+      if (xv == 0.0f && yv == 0.0f && iv == 0.0f) continue;
+      const double x = store.refined ? t.X + xv / kx : xv;
+      const double y = store.refined ? t.Y + yv / ky : yv;
+      const double time = static_cast<size_t>(f) < store.frame_times.size()
+                              ? store.frame_times[static_cast<size_t>(f)]
+                              : 0.0;
+      std::snprintf(line, sizeof line, "%d\t%d\t%.3f\t%.4f\t%.4f\t%.2f\n", number, f, time, x, y,
+                    static_cast<double>(iv));
+      s += line;
+    }
+    ++number;
+  }
+  return s;
+}
+
+bool WriteTextFile(const std::string& path, const std::string& text, std::string_view open_error,
+                   Reporter& reporter) {
+  FileHandle f = OpenFile(path, "wb");
+  if (!f) {
+    reporter.Modal(open_error);
+    return false;
+  }
+  if (std::fwrite(text.data(), 1, text.size(), f.get()) != text.size() ||
+      std::fflush(f.get()) != 0) {
+    reporter.Modal(kFileWritingError);
+    return false;
+  }
+  return true;
+}
+
+}  // namespace lumetra
