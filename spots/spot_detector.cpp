@@ -1,5 +1,7 @@
 #include "spots/spot_detector.h"
 
+#include <algorithm>
+#include <climits>
 #include <cmath>
 #include <cstring>
 
@@ -23,80 +25,133 @@ constexpr int32_t kPeakMargin = 8;
 // Residual of the normalised block against the template over zones 1 to 4, in
 // row-major order. The sum is truncated after every addition and divided by
 // 89, not by the 73 pixels summed: results must match the files and read-outs
-// of earlier versions.
-int32_t Residual(const float* block, const SpotTemplate& tmpl) {
+// of earlier versions. The running sum never falls, so once it reaches
+// `stop_at` the result can only be larger: -1 is returned then.
+int32_t Residual(const float* e, int n, int64_t stop_at) {
+  // sum = truncate(sum + d) with sum whole and d >= 0 equals sum + floor(d)
+  // unless rounding the double sum carries it to the next whole number, which
+  // needs the fraction of d within one ulp of 1: such steps (and huge sums)
+  // take the double addition itself, so the result is the same in every case.
+  constexpr int64_t kExactAbove = int64_t{1} << 45;  // ulp there is 2^-7
+  constexpr double kNearOne = 1.0 - 1.0 / 64;
   int64_t sum = 0;
-  for (int i = 0; i < kSpotBox * kSpotBox; ++i) {
-    if (kZoneMask[i] == 0) continue;
-    const float e = static_cast<float>(tmpl[i]) - block[i];
-    sum = static_cast<int64_t>(static_cast<double>(sum) + static_cast<double>(e) * e);
+  for (int k = 0; k < n; ++k) {
+    const double d = static_cast<double>(e[k]) * e[k];  // exact: 24-bit mantissas
+    const double whole = std::floor(d);
+    const int64_t next = sum + static_cast<int64_t>(whole);
+    if (d - whole > kNearOne || next >= kExactAbove)
+      sum = static_cast<int64_t>(static_cast<double>(sum) + d);
+    else
+      sum = next;
+    if (sum >= stop_at) return -1;
   }
   return TruncToInt(0.1 * std::sqrt(static_cast<double>(sum) / 89.0));
+}
+
+// Integer zone sums and the pre-test of one row of centres. A pixel is flagged
+// when "peak - background >= 3" and "truncate(m - b) >= q" may hold in float
+// arithmetic (a candidate needs A / r >= q with r >= 1, so A >= q).
+#if defined(__GNUC__) && defined(__x86_64__) && !defined(__clang__)
+__attribute__((target_clones("avx2", "default")))
+#endif
+void FlagRow(const int32_t* __restrict r0, const int32_t* __restrict p1,
+             const int32_t* __restrict p2, const int32_t* __restrict p3,
+             const int32_t* __restrict p4, const int32_t* __restrict p5, int32_t xs, int32_t xe,
+             int32_t amp_limit, int32_t peak_limit, uint8_t* __restrict flag) {
+  for (int32_t x = xs; x < xe; ++x) {
+    const int32_t ring = r0[x - 5] + r0[x + 5] + p1[x - 5] + p1[x + 5] + p2[x - 4] + p2[x + 4] +
+                         p3[x - 4] + p3[x - 3] + p3[x + 3] + p3[x + 4] + p4[x - 3] + p4[x - 2] +
+                         p4[x + 2] + p4[x + 3] + p5[x - 1] + p5[x] + p5[x + 1];
+    const int32_t cross = r0[x - 1] + r0[x] + r0[x + 1] + p1[x];
+    const int32_t disc = cross + r0[x - 2] + r0[x + 2] + p1[x - 2] + p1[x - 1] + p1[x + 1] +
+                         p1[x + 2] + p2[x - 1] + p2[x] + p2[x + 1];
+    flag[x] = static_cast<uint8_t>((32 * disc - 21 * ring >= amp_limit) &
+                                   (32 * cross - 5 * ring >= peak_limit));
+  }
+}
+
+// The centre row and the sums of the row pairs 1 to 5 above and below it.
+#if defined(__GNUC__) && defined(__x86_64__) && !defined(__clang__)
+__attribute__((target_clones("avx2", "default")))
+#endif
+void LoadRows(const uint16_t* __restrict c, int32_t w, int32_t x0, int32_t x1,
+              int32_t* __restrict rows) {
+  for (int32_t x = x0; x < x1; ++x) rows[x] = c[x];
+  for (int d = 1; d <= kSpotHalf; ++d) {
+    const uint16_t* __restrict up = c - static_cast<int64_t>(d) * w;
+    const uint16_t* __restrict dn = c + static_cast<int64_t>(d) * w;
+    int32_t* __restrict p = rows + static_cast<int64_t>(d) * w;
+    for (int32_t x = x0; x < x1; ++x) p[x] = up[x] + dn[x];
+  }
 }
 
 }  // namespace
 
 PixelFit FitPixel(const uint16_t* pixels, int32_t width, int32_t x, int32_t y,
                   const SpotTemplate& tmpl, int32_t q) {
-  float block[kSpotBox * kSpotBox];
-  for (int r = 0; r < kSpotBox; ++r) {
-    const uint16_t* row = pixels + static_cast<int64_t>(y - kSpotHalf + r) * width + x - kSpotHalf;
-    for (int c = 0; c < kSpotBox; ++c) block[r * kSpotBox + c] = row[c];
-  }
-  const ZoneSums z = SumZones(pixels, width, x, y);
+  const ZoneOffsets zo(width);
+  const uint16_t* corner = pixels + static_cast<int64_t>(y - kSpotHalf) * width + x - kSpotHalf;
+  return FitNeighbourhood(corner, zo, SumZones(corner, zo), tmpl, q, false);
+}
+
+PixelFit FitNeighbourhood(const uint16_t* corner, const ZoneOffsets& zo, const ZoneSums& z,
+                          const SpotTemplate& tmpl, int32_t q, bool stop_early) {
   const float b = static_cast<float>(z.ring) / 32.0f;
   const float p = static_cast<float>(0.2 * z.cross);
   const float m = static_cast<float>(z.disc) / 21.0f;
   PixelFit fit;
   const float span = p - b;
   if (span < 3.0f) return fit;
-  for (float& v : block) v = ((v - b) * 100.0f) / span;
   fit.amplitude = m - b;
   fit.A = TruncToInt(fit.amplitude);
   if (fit.A < q / 2.0) return fit;
-  fit.r = Residual(block, tmpl);
+  // Template minus the normalised block value ((v - b) x 100 / (p - b)), for
+  // the zone 1-4 pixels in row-major order; the zone 0 values are never used.
+  float e[kMaskPixels];
+  for (int k = 0; k < kMaskPixels; ++k)
+    e[k] =
+        static_cast<float>(tmpl[static_cast<size_t>(zo.mask_index[static_cast<size_t>(k)])]) -
+        ((static_cast<float>(corner[zo.mask_offset[static_cast<size_t>(k)]]) - b) * 100.0f) / span;
+  // A candidate needs 1 <= r <= A / q; a running sum of 8900 (A / q + 2)^2
+  // already gives r > A / q whatever follows.
+  int64_t stop_at = INT64_MAX;
+  if (stop_early && q > 0) {
+    const int64_t over = fit.A / q + 2;
+    stop_at = 8900 * over * over;
+  }
+  fit.r = Residual(e, kMaskPixels, stop_at);
+  if (fit.r < 0) fit.r = fit.A / std::max(q, 1) + 1;
   return fit;
 }
 
 void SpotDetector::ScanRows(Chunk& chunk, int32_t y0, int32_t y1) const {
-  const int32_t w = width_;
-  const int32_t xs = left_ + kSpotHalf, xe = right_ - kSpotHalf - 1;  // x < right - 6
+  const int32_t w = width_, left = left_, right = right_, q = q_;
+  const int32_t xs = left + kSpotHalf, xe = right - kSpotHalf - 1;  // x < right - 6
   chunk.rows.resize(static_cast<size_t>(w) * 6);
   chunk.flags.assign(static_cast<size_t>(w), 0);
   chunk.found.clear();
-  int32_t* r0 = chunk.rows.data();
-  int32_t* pr[6] = {r0, r0 + w, r0 + 2 * w, r0 + 3 * w, r0 + 4 * w, r0 + 5 * w};
-  // Integer form of "peak - background >= 3" and "truncate(m - b) >= q / 2".
-  const int32_t half_q = static_cast<int32_t>(std::ceil(q_ / 2.0));
-  const bool test_all = q_ <= 0;
-  const int32_t amp_limit = 672 * half_q - kAmplitudeMargin;
+  int32_t* rows = chunk.rows.data();
+  uint8_t* flag = chunk.flags.data();
+  const bool test_all = q <= 0;
+  const ZoneOffsets zo(w);
+  const int32_t amp_limit = 672 * std::min(q, 65536) - kAmplitudeMargin;
   const int32_t peak_limit = 480 - kPeakMargin;
   for (int32_t y = y0; y < y1; ++y) {
     const uint16_t* c = pixels_ + static_cast<int64_t>(y) * w;
-    for (int32_t x = left_; x < right_; ++x) r0[x] = c[x];
-    for (int d = 1; d <= kSpotHalf; ++d) {
-      const uint16_t* up = c - static_cast<int64_t>(d) * w;
-      const uint16_t* dn = c + static_cast<int64_t>(d) * w;
-      int32_t* p = pr[d];
-      for (int32_t x = left_; x < right_; ++x) p[x] = up[x] + dn[x];
-    }
-    const int32_t *p1 = pr[1], *p2 = pr[2], *p3 = pr[3], *p4 = pr[4], *p5 = pr[5];
-    uint8_t* flag = chunk.flags.data();
+    LoadRows(c, w, left, right, rows);
+    FlagRow(rows, rows + w, rows + 2 * w, rows + 3 * w, rows + 4 * w, rows + 5 * w, xs, xe,
+            amp_limit, peak_limit, flag);
     for (int32_t x = xs; x < xe; ++x) {
-      const int32_t ring = r0[x - 5] + r0[x + 5] + p1[x - 5] + p1[x + 5] + p2[x - 4] + p2[x + 4] +
-                           p3[x - 4] + p3[x - 3] + p3[x + 3] + p3[x + 4] + p4[x - 3] + p4[x - 2] +
-                           p4[x + 2] + p4[x + 3] + p5[x - 1] + p5[x] + p5[x + 1];
-      const int32_t cross = r0[x - 1] + r0[x] + r0[x + 1] + p1[x];
-      const int32_t disc = cross + r0[x - 2] + r0[x + 2] + p1[x - 2] + p1[x - 1] + p1[x + 1] +
-                           p1[x + 2] + p2[x - 1] + p2[x] + p2[x + 1];
-      flag[x] = static_cast<uint8_t>((32 * disc - 21 * ring >= amp_limit) &
-                                     (32 * cross - 5 * ring >= peak_limit));
-    }
-    for (int32_t x = xs; x < xe; ++x) {
-      if (!flag[x] && !test_all) continue;
-      const PixelFit fit = FitPixel(pixels_, w, x, y, *tmpl_, q_);
-      if (fit.A < q_ / 2.0 || fit.r == 0) continue;
-      if (static_cast<int64_t>(fit.A) < static_cast<int64_t>(q_) * fit.r) continue;
+      if (!test_all && !flag[x]) {
+        // Most pixels fail the pre-test: skip eight zero flags at a time.
+        uint64_t word;
+        while (x + 8 <= xe && (std::memcpy(&word, flag + x, 8), word == 0)) x += 8;
+        if (x >= xe || !flag[x]) continue;
+      }
+      const uint16_t* corner = c - static_cast<int64_t>(kSpotHalf) * w + x - kSpotHalf;
+      const PixelFit fit = FitNeighbourhood(corner, zo, SumZones(corner, zo), *tmpl_, q, true);
+      if (fit.A < q / 2.0 || fit.r == 0) continue;
+      if (static_cast<int64_t>(fit.A) < static_cast<int64_t>(q) * fit.r) continue;
       Candidate cand;
       cand.X = x;
       cand.Y = y;

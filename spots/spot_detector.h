@@ -38,6 +38,11 @@ struct PixelFit {
 // only computed when A reaches q / 2. (x, y) must lie 5 pixels inside the frame.
 PixelFit FitPixel(const uint16_t* pixels, int32_t width, int32_t x, int32_t y,
                   const SpotTemplate& tmpl, int32_t q);
+// The same for the neighbourhood whose top-left corner is `corner`, with its
+// zone sums known. With `stop_early` the residual stops as soon as the pixel
+// can no longer be a candidate; r is then only known to exceed A / q.
+PixelFit FitNeighbourhood(const uint16_t* corner, const ZoneOffsets& offsets, const ZoneSums& sums,
+                          const SpotTemplate& tmpl, int32_t q, bool stop_early);
 
 class SpotDetector {
  public:

@@ -11,6 +11,7 @@ void SpotFinder::Prepare(int32_t width, int32_t height) {
   width_ = width;
   height_ = height;
   label_map_.assign(static_cast<size_t>(width) * static_cast<size_t>(height), kNoSpot);
+  index_map_.assign(label_map_.size(), -1);
   written_.clear();
   objects_.clear();
 }
@@ -32,7 +33,7 @@ int32_t SpotFinder::DetectFrame(const uint16_t* pixels, int32_t width, int32_t h
   double sum = 0;
   for (const Candidate& c : cands) sum += c.amplitude;
   if (!cands.empty()) mean_amplitude_ = sum / static_cast<double>(cands.size());
-  const int32_t count = ClusterCandidates(cands);
+  const int32_t count = ClusterCandidates(cands, &index_map_, width);
   DetectCenters(cands, count, pixels, width, params.subtract_background, nm_per_pixel, objects_,
                 label_map_, written_);
   return candidate_count_;

@@ -46,6 +46,7 @@ class SpotFinder {
   std::vector<SpotRec> objects_;
   std::vector<uint16_t> label_map_;
   std::vector<int32_t> written_;
+  std::vector<int32_t> index_map_;  // clustering scratch, -1 between frames
   int32_t width_ = 0, height_ = 0;
   int32_t candidate_count_ = 0;
   double mean_amplitude_ = 0;

@@ -11,8 +11,18 @@
 namespace lumetra {
 namespace {
 
+struct Lookup {
+  const std::vector<Candidate>& c;
+  const int32_t* map;  // candidate index per pixel, or null
+  int32_t width;
+};
+
 // Index of the candidate at (x, y) in the row-major list, or -1.
-int32_t FindCandidate(const std::vector<Candidate>& c, int32_t x, int32_t y) {
+int32_t FindCandidate(const Lookup& look, int32_t x, int32_t y) {
+  if (look.map)
+    return x < 0 || y < 0 || x >= look.width ? -1
+                                             : look.map[static_cast<int64_t>(y) * look.width + x];
+  const std::vector<Candidate>& c = look.c;
   auto it = std::lower_bound(c.begin(), c.end(), std::pair<int32_t, int32_t>(y, x),
                              [](const Candidate& a, const std::pair<int32_t, int32_t>& k) {
                                return a.Y < k.first || (a.Y == k.first && a.X < k.second);
@@ -24,7 +34,7 @@ int32_t FindCandidate(const std::vector<Candidate>& c, int32_t x, int32_t y) {
 // One sweep of label `label` from `seed`. Candidates are visited in list
 // order; a heap of the pending indices gives the same visits as walking the
 // whole list, since every index pushed lies after the one being visited.
-void SweepLabel(std::vector<Candidate>& c, int32_t seed, int32_t label,
+void SweepLabel(std::vector<Candidate>& c, const Lookup& look, int32_t seed, int32_t label,
                 std::vector<int32_t>& heap_store) {
   heap_store.clear();
   std::priority_queue<int32_t, std::vector<int32_t>, std::greater<>> pending(std::greater<>{},
@@ -37,7 +47,7 @@ void SweepLabel(std::vector<Candidate>& c, int32_t seed, int32_t label,
     for (int32_t dy = -1; dy <= 1; ++dy) {
       for (int32_t dx = -1; dx <= 1; ++dx) {
         if (dx == 0 && dy == 0) continue;
-        const int32_t j = FindCandidate(c, x + dx, y + dy);
+        const int32_t j = FindCandidate(look, x + dx, y + dy);
         if (j < 0 || c[static_cast<size_t>(j)].label != -1) continue;
         c[static_cast<size_t>(j)].label = label;
         if (j > i) pending.push(j);
@@ -48,19 +58,29 @@ void SweepLabel(std::vector<Candidate>& c, int32_t seed, int32_t label,
 
 }  // namespace
 
-int32_t ClusterCandidates(std::vector<Candidate>& candidates) {
+int32_t ClusterCandidates(std::vector<Candidate>& candidates, std::vector<int32_t>* index_map,
+                          int32_t width) {
   if (candidates.empty()) return 0;
   for (Candidate& c : candidates) c.label = -1;
+  Lookup look{candidates, nullptr, width};
+  if (index_map && width > 0) {
+    for (size_t i = 0; i < candidates.size(); ++i)
+      (*index_map)[static_cast<size_t>(candidates[i].Y) * width + candidates[i].X] =
+          static_cast<int32_t>(i);
+    look.map = index_map->data();
+  }
   std::vector<int32_t> heap_store;
   int32_t label = 0;
   size_t seed = 0;
   candidates[0].label = 0;
   for (;;) {
-    SweepLabel(candidates, static_cast<int32_t>(seed), label, heap_store);
+    SweepLabel(candidates, look, static_cast<int32_t>(seed), label, heap_store);
     while (seed < candidates.size() && candidates[seed].label != -1) ++seed;
     if (seed == candidates.size() || label + 1 >= kMaxObjects) break;
     candidates[seed].label = ++label;
   }
+  if (look.map)
+    for (const Candidate& c : candidates) (*index_map)[static_cast<size_t>(c.Y) * width + c.X] = -1;
   return label == 0 ? 0 : label + 1;
 }
 

@@ -28,7 +28,11 @@ struct SpotRec {
 // the last label + 1, except that a last label of 0 reports 0 objects (a frame
 // with one cluster or none): later steps rely on that. At most 10000 labels are
 // given; candidates beyond stay unlabelled (-1).
-int32_t ClusterCandidates(std::vector<Candidate>& candidates);
+// `index_map` (optional) is a frame-sized scratch map, `width` pixels wide,
+// holding -1 everywhere on entry and on return; it makes the neighbour look-up
+// direct instead of a search of the list.
+int32_t ClusterCandidates(std::vector<Candidate>& candidates,
+                          std::vector<int32_t>* index_map = nullptr, int32_t width = 0);
 
 // DetectCenters: centres (truncated means of each label's candidates),
 // intensities, numbers, cleared selection flags and nearest-neighbour

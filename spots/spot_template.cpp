@@ -47,6 +47,31 @@ ZoneSums SumZones(const uint16_t* pixels, int32_t width, int32_t x, int32_t y) {
   return z;
 }
 
+ZoneOffsets::ZoneOffsets(int32_t width) {
+  int m = 0, r1 = 0, r4 = 0, r34 = 0;
+  for (int r = 0; r < kSpotBox; ++r) {
+    for (int c = 0; c < kSpotBox; ++c) {
+      const int i = r * kSpotBox + c;
+      const int32_t off = r * width + c;
+      const uint8_t zone = kZoneMask[static_cast<size_t>(i)];
+      if (zone == 0) continue;
+      mask_offset[static_cast<size_t>(m)] = off;
+      mask_index[static_cast<size_t>(m++)] = i;
+      if (zone == 1) ring[static_cast<size_t>(r1++)] = off;
+      if (zone >= 3) disc[static_cast<size_t>(r34++)] = off;
+      if (zone == 4) cross[static_cast<size_t>(r4++)] = off;
+    }
+  }
+}
+
+ZoneSums SumZones(const uint16_t* corner, const ZoneOffsets& o) {
+  ZoneSums z;
+  for (int32_t off : o.ring) z.ring += corner[off];
+  for (int32_t off : o.cross) z.cross += corner[off];
+  for (int32_t off : o.disc) z.disc += corner[off];
+  return z;
+}
+
 float SpotIntensity(const uint16_t* pixels, int32_t width, int32_t x, int32_t y,
                     bool subtract_background) {
   const ZoneSums z = SumZones(pixels, width, x, y);

@@ -32,6 +32,20 @@ struct ZoneSums {
 };
 ZoneSums SumZones(const uint16_t* pixels, int32_t width, int32_t x, int32_t y);
 
+inline constexpr int kMaskPixels = 73;  // pixels of zones 1 to 4
+
+// Offsets of the zone pixels from the neighbourhood's top-left corner in a
+// frame `width` pixels wide, so that a scan reads them without testing the mask.
+struct ZoneOffsets {
+  explicit ZoneOffsets(int32_t width);
+  std::array<int32_t, kMaskPixels> mask_offset{};  // zones 1-4, row-major
+  std::array<int32_t, kMaskPixels> mask_index{};   // their place in the 11 x 11 table
+  std::array<int32_t, 32> ring{};
+  std::array<int32_t, 5> cross{};
+  std::array<int32_t, 21> disc{};
+};
+ZoneSums SumZones(const uint16_t* corner, const ZoneOffsets& offsets);
+
 // Intensity of a spot centred on (x, y) in counts/pixel: the disc mean, or the
 // disc mean above the ring mean (never below 0) when the background is subtracted.
 float SpotIntensity(const uint16_t* pixels, int32_t width, int32_t x, int32_t y,
