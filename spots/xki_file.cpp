@@ -1,5 +1,6 @@
 #include "spots/xki_file.h"
 
+#include <cmath>
 #include <cstdio>
 #include <cstring>
 
@@ -112,7 +113,9 @@ int32_t DecodeXki(const std::vector<uint8_t>& bytes, TrackStore& store, int32_t 
     for (size_t i = 0; i < header; ++i) h[i] = in.Next();
     const float* p = older ? h : h + 3;
     const int32_t n = TruncToInt(p[2]) - (older ? 1 : 0), first = TruncToInt(p[3]);
-    if (!StartTrack(store, count, n, first, reporter)) break;
+    // A count or frame that is no number cannot be placed in the record either.
+    const bool numbers = std::isfinite(p[2]) && std::isfinite(p[3]);
+    if (!StartTrack(store, count, numbers ? n : -1, first, reporter)) break;
     if (in.Left() < static_cast<size_t>(n) * 3) break;  // the file ends inside the track
     TrackRec& t = store.Use(count);
     t.X = TruncToInt(p[0]);
