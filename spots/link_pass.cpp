@@ -64,7 +64,13 @@ void RefineFrame(TrackStore& store, const LinkPassFrame& frame, const TrackingPa
       continue;
     }
     CopyFitBlock(frame.pixels, frame.width, frame.height, x, y, block, valid);
-    const SubpixelFit fit = FitSpotCentre(block, valid, sx, sy);
+    // Beside another spot, keep to the one this track followed in the frame before.
+    double prefer_x = 6, prefer_y = 6;
+    if (f > t.first_frame) {
+      prefer_x = t.X + t.x[f - 1] / (frame.nm_per_pixel_x * 0.001) - (x - 6);
+      prefer_y = t.Y + t.y[f - 1] / (frame.nm_per_pixel_y * 0.001) - (y - 6);
+    }
+    const SubpixelFit fit = FitSpotCentre(block, valid, sx, sy, prefer_x, prefer_y);
     const double off_x = fit.cx - 6.0, off_y = fit.cy - 6.0;
     t.x[f] = static_cast<float>((x - t.X + off_x) * frame.nm_per_pixel_x * 0.001);
     t.y[f] = static_cast<float>((y - t.Y + off_y) * frame.nm_per_pixel_y * 0.001);

@@ -1,8 +1,9 @@
 // Sub-pixel centre of one spot: maximum-likelihood fit of a pixel-integrated
 // 2D Gaussian of known width on a constant background to a 13 x 13 block of
 // counts under Poisson noise (Levenberg-Marquardt steps on the Fisher
-// information, started from the centroid). When the fit does not converge or
-// wanders off the block, the centroid is returned instead.
+// information, started from the centroid), with further spots added where
+// the residual demands them. When the fit fails or its spot lies more than 3
+// pixels from the block centre, the centroid is returned instead.
 #pragma once
 
 #include <cstdint>
@@ -19,8 +20,11 @@ struct SubpixelFit {
 };
 
 // `block` holds 13 x 13 counts, row-major; `valid` marks the pixels inside the
-// frame (null: all). Sigmas of the spot in pixels along x and y.
-SubpixelFit FitSpotCentre(const float* block, const uint8_t* valid, double sigma_x, double sigma_y);
+// frame (null: all). Sigmas of the spot in pixels along x and y. Where the
+// residual shows further spots in the block, they are fitted too (up to three
+// in all), and the one nearest to (prefer_x, prefer_y) is returned.
+SubpixelFit FitSpotCentre(const float* block, const uint8_t* valid, double sigma_x,
+                          double sigma_y, double prefer_x = 6, double prefer_y = 6);
 
 // Block around (x, y) of a row-major frame, with the pixels outside the frame
 // marked invalid. Returns the number of valid pixels.
