@@ -4,6 +4,7 @@
 #include <climits>
 #include <cmath>
 #include <cstring>
+#include <functional>
 
 #include "common/parallel.h"
 #include "common/text_format.h"
@@ -28,24 +29,57 @@ constexpr int32_t kPeakMargin = 8;
 // of earlier versions. The running sum never falls, so once it reaches
 // `stop_at` the result can only be larger: -1 is returned then.
 int32_t Residual(const float* e, int n, int64_t stop_at) {
-  // sum = truncate(sum + d) with sum whole and d >= 0 equals sum + floor(d)
+  // sum = truncate(sum + d) with sum whole and d >= 0 equals sum + whole(d)
   // unless rounding the double sum carries it to the next whole number, which
   // needs the fraction of d within one ulp of 1: such steps (and huge sums)
   // take the double addition itself, so the result is the same in every case.
-  constexpr int64_t kExactAbove = int64_t{1} << 45;  // ulp there is 2^-7
+  constexpr double kExactAbove = 0x1p45;  // ulp there is 2^-7
   constexpr double kNearOne = 1.0 - 1.0 / 64;
   int64_t sum = 0;
   for (int k = 0; k < n; ++k) {
     const double d = static_cast<double>(e[k]) * e[k];  // exact: 24-bit mantissas
-    const double whole = std::floor(d);
-    const int64_t next = sum + static_cast<int64_t>(whole);
-    if (d - whole > kNearOne || next >= kExactAbove)
-      sum = static_cast<int64_t>(static_cast<double>(sum) + d);
-    else
-      sum = next;
+    if (d < kExactAbove) {
+      const int64_t whole = static_cast<int64_t>(d);
+      if (d - static_cast<double>(whole) <= kNearOne) {
+        sum += whole;
+        if (sum >= stop_at) return -1;
+        continue;
+      }
+    }
+    sum = static_cast<int64_t>(static_cast<double>(sum) + d);
     if (sum >= stop_at) return -1;
   }
   return TruncToInt(0.1 * std::sqrt(static_cast<double>(sum) / 89.0));
+}
+
+// Template minus the normalised block value, (v - b) x 100 / (p - b), for the
+// zone 1-4 pixels in row-major order.
+#if defined(__GNUC__) && defined(__x86_64__) && !defined(__clang__)
+__attribute__((target_clones("avx2", "default")))
+#endif
+void Deviations(const float* __restrict tmpl, const float* __restrict v, float b, float span,
+                float* __restrict e) {
+  for (int k = 0; k < kMaskPixels; ++k) e[k] = tmpl[k] - ((v[k] - b) * 100.0f) / span;
+}
+
+// A lower bound of the residual from the zone sums alone, to spare the full
+// fit for pixels that cannot pass. Over the cross the normalised values sum to
+// 500 and over zone 3 to 100 (S3 - 16 b) / (p - b), so by Cauchy-Schwarz the
+// squared deviations there are at least (sum T - sum v)^2 / n. Each truncated
+// addition loses less than 1. Float rounding is covered by a 1% slack on the
+// sums, far above what single precision can do to them.
+bool ResidualTooLarge(const ZoneSums& z, double t_cross, double t_zone3, int32_t q) {
+  const float b = static_cast<float>(z.ring) / 32.0f;
+  const float p = static_cast<float>(0.2 * z.cross);
+  const double span = static_cast<double>(p - b);
+  const int32_t A = TruncToInt(static_cast<float>(z.disc) / 21.0f - b);
+  if (!(span >= 3.0) || q <= 0) return false;
+  const double s3 = 100.0 * (z.disc - z.cross - 16.0 * b) / span;
+  const double dc = std::max(0.0, std::fabs(t_cross - 500.0) - 6.0);
+  const double d3 = std::max(0.0, std::fabs(t_zone3 - s3) - 0.01 * std::fabs(s3) - 1.0);
+  const double lower = dc * dc / 5.0 + d3 * d3 / 16.0 - 80.0;
+  const double over = A / q + 2;
+  return lower >= 8900.0 * over * over;
 }
 
 // Integer zone sums and the pre-test of one row of centres. A pixel is flagged
@@ -91,11 +125,11 @@ PixelFit FitPixel(const uint16_t* pixels, int32_t width, int32_t x, int32_t y,
                   const SpotTemplate& tmpl, int32_t q) {
   const ZoneOffsets zo(width);
   const uint16_t* corner = pixels + static_cast<int64_t>(y - kSpotHalf) * width + x - kSpotHalf;
-  return FitNeighbourhood(corner, zo, SumZones(corner, zo), tmpl, q, false);
+  return FitNeighbourhood(corner, zo, SumZones(corner, zo), MaskTemplate(tmpl, zo), q, false);
 }
 
 PixelFit FitNeighbourhood(const uint16_t* corner, const ZoneOffsets& zo, const ZoneSums& z,
-                          const SpotTemplate& tmpl, int32_t q, bool stop_early) {
+                          const MaskedTemplate& tmpl, int32_t q, bool stop_early) {
   const float b = static_cast<float>(z.ring) / 32.0f;
   const float p = static_cast<float>(0.2 * z.cross);
   const float m = static_cast<float>(z.disc) / 21.0f;
@@ -105,13 +139,11 @@ PixelFit FitNeighbourhood(const uint16_t* corner, const ZoneOffsets& zo, const Z
   fit.amplitude = m - b;
   fit.A = TruncToInt(fit.amplitude);
   if (fit.A < q / 2.0) return fit;
-  // Template minus the normalised block value ((v - b) x 100 / (p - b)), for
-  // the zone 1-4 pixels in row-major order; the zone 0 values are never used.
-  float e[kMaskPixels];
+  // The zone 0 values are never used: only the 73 mask pixels are normalised.
+  float v[kMaskPixels], e[kMaskPixels];
   for (int k = 0; k < kMaskPixels; ++k)
-    e[k] =
-        static_cast<float>(tmpl[static_cast<size_t>(zo.mask_index[static_cast<size_t>(k)])]) -
-        ((static_cast<float>(corner[zo.mask_offset[static_cast<size_t>(k)]]) - b) * 100.0f) / span;
+    v[k] = static_cast<float>(corner[zo.mask_offset[static_cast<size_t>(k)]]);
+  Deviations(tmpl.data(), v, b, span, e);
   // A candidate needs 1 <= r <= A / q; a running sum of 8900 (A / q + 2)^2
   // already gives r > A / q whatever follows.
   int64_t stop_at = INT64_MAX;
@@ -134,6 +166,12 @@ void SpotDetector::ScanRows(Chunk& chunk, int32_t y0, int32_t y1) const {
   uint8_t* flag = chunk.flags.data();
   const bool test_all = q <= 0;
   const ZoneOffsets zo(w);
+  const MaskedTemplate tm = MaskTemplate(*tmpl_, zo);
+  double t_cross = 0, t_zone3 = 0;
+  for (size_t i = 0; i < kZoneMask.size(); ++i) {
+    if (kZoneMask[i] == 4) t_cross += (*tmpl_)[i];
+    if (kZoneMask[i] == 3) t_zone3 += (*tmpl_)[i];
+  }
   const int32_t amp_limit = 672 * std::min(q, 65536) - kAmplitudeMargin;
   const int32_t peak_limit = 480 - kPeakMargin;
   for (int32_t y = y0; y < y1; ++y) {
@@ -149,7 +187,9 @@ void SpotDetector::ScanRows(Chunk& chunk, int32_t y0, int32_t y1) const {
         if (x >= xe || !flag[x]) continue;
       }
       const uint16_t* corner = c - static_cast<int64_t>(kSpotHalf) * w + x - kSpotHalf;
-      const PixelFit fit = FitNeighbourhood(corner, zo, SumZones(corner, zo), *tmpl_, q, true);
+      const ZoneSums z = SumZones(corner, zo);
+      if (ResidualTooLarge(z, t_cross, t_zone3, q)) continue;
+      const PixelFit fit = FitNeighbourhood(corner, zo, z, tm, q, true);
       if (fit.A < q / 2.0 || fit.r == 0) continue;
       if (static_cast<int64_t>(fit.A) < static_cast<int64_t>(q) * fit.r) continue;
       Candidate cand;
@@ -184,14 +224,18 @@ int32_t SpotDetector::Detect(const uint16_t* pixels, int32_t width, int32_t left
   const int n = static_cast<int>(std::max<int64_t>(
       1, std::min<int64_t>(workers_ > 0 ? workers_ : WorkerCount(), rows / kMinRowsPerChunk)));
   if (chunks_.size() < static_cast<size_t>(n)) chunks_.resize(static_cast<size_t>(n));
-  ParallelChunks(
-      n,
-      [&](int64_t b, int64_t e) {
-        for (int64_t i = b; i < e; ++i)
-          ScanRows(chunks_[static_cast<size_t>(i)], static_cast<int32_t>(ys + rows * i / n),
-                   static_cast<int32_t>(ys + rows * (i + 1) / n));
-      },
-      1, n);
+  if (n > 1 && (!pool_ || pool_threads_ != n - 1)) {
+    pool_ = std::make_unique<WorkerPool>(n - 1);
+    pool_threads_ = n - 1;
+  }
+  const std::function<void(int)> scan = [&](int i) {
+    ScanRows(chunks_[static_cast<size_t>(i)], static_cast<int32_t>(ys + rows * i / n),
+             static_cast<int32_t>(ys + rows * (i + 1) / n));
+  };
+  if (n > 1)
+    pool_->Run(n, scan);
+  else
+    scan(0);
   // Join the chunks in row order. Once the count exceeds the cap, the scan
   // reports at the next pixel of that row and at the first pixel of every row after.
   for (int i = 0; i < n; ++i) {

@@ -7,10 +7,12 @@
 #pragma once
 
 #include <cstdint>
+#include <memory>
 #include <vector>
 
 #include "common/report.h"
 #include "spots/spot_template.h"
+#include "spots/worker_pool.h"
 
 namespace lumetra {
 
@@ -42,7 +44,7 @@ PixelFit FitPixel(const uint16_t* pixels, int32_t width, int32_t x, int32_t y,
 // zone sums known. With `stop_early` the residual stops as soon as the pixel
 // can no longer be a candidate; r is then only known to exceed A / q.
 PixelFit FitNeighbourhood(const uint16_t* corner, const ZoneOffsets& offsets, const ZoneSums& sums,
-                          const SpotTemplate& tmpl, int32_t q, bool stop_early);
+                          const MaskedTemplate& tmpl, int32_t q, bool stop_early);
 
 class SpotDetector {
  public:
@@ -73,6 +75,8 @@ class SpotDetector {
   const SpotTemplate* tmpl_ = nullptr;
   int32_t q_ = 0;
   std::vector<Chunk> chunks_;
+  std::unique_ptr<WorkerPool> pool_;
+  int pool_threads_ = 0;
   std::vector<Candidate> candidates_;
 };
 

@@ -72,6 +72,13 @@ ZoneSums SumZones(const uint16_t* corner, const ZoneOffsets& o) {
   return z;
 }
 
+MaskedTemplate MaskTemplate(const SpotTemplate& tmpl, const ZoneOffsets& offsets) {
+  MaskedTemplate m{};
+  for (size_t k = 0; k < m.size(); ++k)
+    m[k] = static_cast<float>(tmpl[static_cast<size_t>(offsets.mask_index[k])]);
+  return m;
+}
+
 float SpotIntensity(const uint16_t* pixels, int32_t width, int32_t x, int32_t y,
                     bool subtract_background) {
   const ZoneSums z = SumZones(pixels, width, x, y);

@@ -46,6 +46,10 @@ struct ZoneOffsets {
 };
 ZoneSums SumZones(const uint16_t* corner, const ZoneOffsets& offsets);
 
+// The template's values at the mask pixels (zones 1-4, row-major), as floats.
+using MaskedTemplate = std::array<float, kMaskPixels>;
+MaskedTemplate MaskTemplate(const SpotTemplate& tmpl, const ZoneOffsets& offsets);
+
 // Intensity of a spot centred on (x, y) in counts/pixel: the disc mean, or the
 // disc mean above the ring mean (never below 0) when the background is subtracted.
 float SpotIntensity(const uint16_t* pixels, int32_t width, int32_t x, int32_t y,

@@ -23,8 +23,8 @@ struct SubpixelFit {
 // frame (null: all). Sigmas of the spot in pixels along x and y. Where the
 // residual shows further spots in the block, they are fitted too (up to three
 // in all), and the one nearest to (prefer_x, prefer_y) is returned.
-SubpixelFit FitSpotCentre(const float* block, const uint8_t* valid, double sigma_x,
-                          double sigma_y, double prefer_x = 6, double prefer_y = 6);
+SubpixelFit FitSpotCentre(const float* block, const uint8_t* valid, double sigma_x, double sigma_y,
+                          double prefer_x = 6, double prefer_y = 6);
 
 // Block around (x, y) of a row-major frame, with the pixels outside the frame
 // marked invalid. Returns the number of valid pixels.

@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <atomic>
 
 #include "spots/spot_params.h"
 #include "spots/spots_messages.h"
@@ -174,6 +175,14 @@ TEST(SpotDetector, CandidateCapTruncatesRowsAndReportsEachRow) {
   const auto texts = rep.Texts(MessageKind::kWarning);
   EXPECT_EQ(static_cast<int>(texts.size()), reports);
   for (const std::string& t : texts) EXPECT_EQ(t, kPixelLimit);
+}
+
+TEST(WorkerPool, EveryTaskRunsOnceAcrossManyRounds) {
+  WorkerPool pool(2);
+  std::vector<std::atomic<int>> hits(37);
+  for (int round = 0; round < 200; ++round) pool.Run(37, [&](int i) { ++hits[i]; });
+  for (const auto& h : hits) EXPECT_EQ(h.load(), 200);
+  pool.Run(0, [](int) { FAIL(); });
 }
 
 }  // namespace
