@@ -46,7 +46,8 @@ const std::vector<Command>& Commands() {
        RunInfo},
       {"frame", "save one frame of a record as a one-frame XKV file", RunFrame},
       {"simulate", "write a simulated single-molecule record and its truth table", RunSimulate},
-      {"bench", "measure speed: bench read|track FILE.xkv", RunBench},
+      {"render", "paint one frame of a record through a palette into a PNG image", RunRender},
+      {"bench", "measure speed: bench read|display|track FILE.xkv", RunBench},
       {"track", "find and track single particles, write XKI and tidy track tables", RunTrack},
       {"eval", "score a track table against a simulator truth table", RunEval},
   };

@@ -199,9 +199,11 @@ int RunBench(const std::vector<std::string>& args) {
   ArgParser p("bench",
               "Measures speed on a record and prints each figure beside a floor measured\n"
               "in the same run. KIND: read (open the record and read every frame through\n"
-              "the store, against a plain sequential read of the file); track (spot detection,\n"
-              "linking and the second pass, against an 11 x 11 box sum over every pixel).");
-  p.Positional("KIND", "what to measure: read or track")
+              "the store, against a plain sequential read of the file); display (palette\n"
+              "lookup of 512 x 512 and 2048 x 2048 frames into an image, against copying it);\n"
+              "track (spot detection, linking and the second pass, against an 11 x 11 box sum\n"
+              "over every pixel).");
+  p.Positional("KIND", "what to measure: read, display or track")
       .Positional("FILE.xkv", "the record (make one with 'lumetra-cli simulate')")
       .Option("repeats", "N", "runs to take the median of", "5");
   if (auto code = ParseOrExit(p, args)) return *code;
@@ -210,8 +212,9 @@ int RunBench(const std::vector<std::string>& args) {
   if (!p.Int("repeats", repeats, error)) return Fail("bench", error, 2);
   repeats = std::clamp<int64_t>(repeats, 1, 100);
   if (p.Arg(0) == "read") return BenchRead(p.Arg(1), static_cast<int>(repeats));
+  if (p.Arg(0) == "display") return BenchDisplay(p.Arg(1), static_cast<int>(repeats));
   if (p.Arg(0) == "track") return BenchTrack(p.Arg(1), static_cast<int>(repeats));
-  return Fail("bench", "unknown KIND '" + p.Arg(0) + "' (read, track)", 2);
+  return Fail("bench", "unknown KIND '" + p.Arg(0) + "' (read, display, track)", 2);
 }
 
 }  // namespace lumetra::cli

@@ -8,10 +8,12 @@
 #include "common/text_format.h"
 #include "record/playback.h"
 #include "record/record_store.h"
+#include "settings/ini_file.h"
 #include "spots/spot_params.h"
 #include "spots/spots_messages.h"
 #include "spots/track_export.h"
 #include "spots/tracking_passes.h"
+#include "spots/tracking_settings.h"
 #include "spots/xki_file.h"
 
 namespace lumetra::cli {
@@ -52,16 +54,28 @@ std::optional<std::string> CheckParams(const TrackingParams& p) {
   return std::nullopt;
 }
 
-bool ReadParams(const ArgParser& p, TrackingParams& params, std::string& error) {
-  int64_t length = params.min_track, q = params.q_threshold, cluster = params.cluster_threshold;
-  if (!p.Real("fwhm-nm", params.fwhm_nm, error) || !p.Real("radius", params.max_radius, error) ||
-      !p.Int("min-length", length, error) || !p.Int("q", q, error) ||
-      !p.Int("cluster", cluster, error))
+// The settings file first (with its own ranges), then the options given.
+bool ReadParams(const ArgParser& p, TrackingParams& params, Reporter& reporter,
+                std::string& error) {
+  if (p.Has("ini")) {
+    Settings settings;
+    if (!ReadIniFile(p.Value("ini"), settings, reporter)) {
+      error = "--ini " + p.Value("ini") + ": the settings file can not be read";
+      return false;
+    }
+    params = TrackingParamsFrom(settings, params);
+  }
+  auto whole = [&](const char* name, int32_t& out) {
+    int64_t v = out;
+    if (p.Has(name) && !p.Int(name, v, error)) return false;
+    out = static_cast<int32_t>(std::clamp<int64_t>(v, -1, 1 << 30));
+    return true;
+  };
+  if ((p.Has("fwhm-nm") && !p.Real("fwhm-nm", params.fwhm_nm, error)) ||
+      (p.Has("radius") && !p.Real("radius", params.max_radius, error)) ||
+      !whole("min-length", params.min_track) || !whole("q", params.q_threshold) ||
+      !whole("cluster", params.cluster_threshold))
     return false;
-  auto narrow = [](int64_t v) { return static_cast<int32_t>(std::clamp<int64_t>(v, -1, 1 << 30)); };
-  params.min_track = narrow(length);
-  params.q_threshold = narrow(q);
-  params.cluster_threshold = narrow(cluster);
   params.subtract_background = p.Has("subtract-background");
   return true;
 }
@@ -78,23 +92,25 @@ int RunTrack(const std::vector<std::string>& args) {
   p.Positional("FILE.xkv", "the record")
       .Option("out", "TRACKS.xki", "the XKI file to write (required)")
       .Option("tsv", "TRACKS.tsv", "also write the tidy table of track points")
-      .Option("fwhm-nm", "NM", "FWHM of the spots", "250")
-      .Option("radius", "PIXELS", "R: largest move between frames (0-30)", "5")
-      .Option("min-length", "STEPS", "L: a track needs more steps than this (3-100)", "10")
-      .Option("q", "Q", "sensitivity threshold (2-10000)", "8")
-      .Option("cluster", "COUNTS", "C: brightest track intensity, counts/pixel (3-65000)", "500")
+      .Option("fwhm-nm", "NM", "FWHM of the spots (default 250)")
+      .Option("radius", "PIXELS", "R: largest move between frames, 0-30 (default 5)")
+      .Option("min-length", "STEPS", "L: a track needs more steps than this, 3-100 (default 10)")
+      .Option("q", "Q", "sensitivity threshold, 2-10000 (default 8)")
+      .Option("cluster", "COUNTS",
+              "C: brightest track intensity, counts/pixel, 3-65000 (default 500)")
+      .Option("ini", "Lumetra.ini", "read R, L, Q, C and the FWHM from a settings file first")
       .Flag("subtract-background", "intensities above the local background ring")
       .Flag("no-link-pass", "skip Link Tracks (positions stay whole pixels)")
       .Flag("verbose", "print the read-out of every frame on stderr");
   if (auto code = ParseOrExit(p, args)) return *code;
   if (!p.Has("out")) return Fail("track", "--out TRACKS.xki is required", 2);
-  TrackingParams params;
-  std::string error;
-  if (!ReadParams(p, params, error)) return Fail("track", error, 2);
-  if (auto why = CheckParams(params)) return Fail("track", *why, 2);
-
   ConsoleReporter console(p.Has("verbose"));
   CollapsingReporter reporter(console);
+  TrackingParams params;
+  std::string error;
+  if (!ReadParams(p, params, reporter, error)) return Fail("track", error, 2);
+  if (auto why = CheckParams(params)) return Fail("track", *why, 2);
+
   auto record = RecordStore::Create(reporter);
   if (!record || !record->Open(p.Arg(0), reporter)) return 1;
   auto store = std::make_unique<TrackStore>();

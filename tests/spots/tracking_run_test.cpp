@@ -120,7 +120,17 @@ TEST_F(TrackingRun, TrackAndEvalCommands) {
   testing::internal::CaptureStdout();
   EXPECT_EQ(cli::RunEval({tsv, TruthPathFor(record_)}), 0);
   EXPECT_NE(testing::internal::GetCapturedStdout().find("RMSE / limit: "), std::string::npos);
+  // The settings file's Q of 999 finds nothing; --q given after it wins.
+  const std::string ini = (dir_ / "t.ini").string();
+  std::ofstream(ini) << "Q_threshold 999\nMinTrackLength 5\n";
+  testing::internal::CaptureStdout();
+  EXPECT_EQ(cli::RunTrack({record_, "--out", xki, "--ini", ini}), 0);
+  EXPECT_NE(testing::internal::GetCapturedStdout().find("tracks: 0\n"), std::string::npos);
+  testing::internal::CaptureStdout();
+  EXPECT_EQ(cli::RunTrack({record_, "--out", xki, "--ini", ini, "--q", "8"}), 0);
+  EXPECT_EQ(testing::internal::GetCapturedStdout().find("tracks: 0\n"), std::string::npos);
   testing::internal::CaptureStderr();
+  EXPECT_EQ(cli::RunTrack({record_, "--out", xki, "--ini", (dir_ / "none.ini").string()}), 2);
   EXPECT_EQ(cli::RunTrack({record_, "--out", xki, "--q", "1"}), 2);
   EXPECT_EQ(cli::RunTrack({record_}), 2);
   EXPECT_EQ(cli::RunEval({tsv, (dir_ / "missing.tsv").string()}), 1);

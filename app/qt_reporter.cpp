@@ -1,0 +1,29 @@
+#include "app/qt_reporter.h"
+
+#include <QMessageBox>
+#include <QStatusBar>
+
+namespace lumetra {
+
+void QtReporter::Report(MessageKind kind, std::string_view text) {
+  const QString t = QString::fromUtf8(text.data(), static_cast<qsizetype>(text.size()));
+  switch (kind) {
+    case MessageKind::kModal:
+      if (show_modal)
+        show_modal(t);
+      else
+        QMessageBox::information(parent_, QStringLiteral("Lumetra32"), t);
+      break;
+    case MessageKind::kWarning:
+      if (status_) status_->showMessage(t);
+      break;
+    case MessageKind::kNotice:
+      if (status_) status_->showMessage(t, 3000);
+      break;
+    case MessageKind::kStatus:
+      if (status_) status_->showMessage(t, 2000);
+      break;
+  }
+}
+
+}  // namespace lumetra

@@ -1,0 +1,29 @@
+// The desktop program's side of the core's reporting interface: message
+// boxes for modal texts, the status bar for warnings and status, a short
+// notice for completions.
+#pragma once
+
+#include <QString>
+#include <functional>
+
+#include "common/report.h"
+
+class QWidget;
+class QStatusBar;
+
+namespace lumetra {
+
+class QtReporter final : public Reporter {
+ public:
+  QtReporter(QWidget* parent, QStatusBar* status) : parent_(parent), status_(status) {}
+  void Report(MessageKind kind, std::string_view text) override;
+
+  // Tests replace the message box with a collector.
+  std::function<void(const QString&)> show_modal;
+
+ private:
+  QWidget* parent_;
+  QStatusBar* status_;
+};
+
+}  // namespace lumetra

@@ -1,0 +1,175 @@
+// Damaged and hostile files: every header that would make the reader divide
+// by zero, overflow or read past a buffer is refused with a message, and the
+// record stays usable up to that frame. A mutation loop over valid files
+// catches what the hand-written cases miss (run it under the sanitizers).
+#include <gtest/gtest.h>
+
+#include <climits>
+
+#include "common/random.h"
+#include "record/record_messages.h"
+#include "record/record_store.h"
+#include "tests/support/xkv_builder.h"
+
+namespace lumetra {
+namespace {
+
+using testing::TempPath;
+using testing::TestHeader;
+using testing::XkvBuilder;
+
+struct HostileCase {
+  const char* name;
+  void (*spoil)(PRM_INFO&);
+  std::string_view message;  // start of the expected message
+  bool scan_stops;           // the index ends before the hostile frame
+};
+
+const HostileCase kCases[] = {
+    {"binning 0 in the old size form",
+     [](PRM_INFO& p) {
+       p.Flags = 0;
+       p.Binning = 0;
+     },
+     kBrokenFrameHeader, false},
+    {"old form edges reversed",
+     [](PRM_INFO& p) {
+       p.Flags = 0;
+       p.Binning = 1;
+       p.X0 = 100;
+       p.Width = 50;
+     },
+     kBrokenFrameHeader, false},
+    {"old form edges overflow int32",
+     [](PRM_INFO& p) {
+       p.Flags = 0;
+       p.Binning = 1;
+       p.X0 = INT_MIN;
+       p.Width = INT_MAX;
+     },
+     kBrokenFrameHeader, false},
+    {"zero width", [](PRM_INFO& p) { p.Width = 0; }, kBrokenFrameHeader, false},
+    {"negative height", [](PRM_INFO& p) { p.Height = -3; }, kBrokenFrameHeader, false},
+    {"both negative", [](PRM_INFO& p) { p.Width = p.Height = -4; }, kBrokenFrameHeader, false},
+    {"product beyond int32", [](PRM_INFO& p) { p.Width = p.Height = 70000; }, kTooLargeFrameSize,
+     false},
+    {"pixel count below width x height", [](PRM_INFO& p) { p.PixelCount = 6; }, kBrokenFrameHeader,
+     false},
+    {"pixel count above the frame buffer", [](PRM_INFO& p) { p.PixelCount = kMaxFramePixels + 1; },
+     kBrokenFrameHeader, false},
+    {"negative pixel count", [](PRM_INFO& p) { p.PixelCount = -12; }, kBrokenFrameHeader, true},
+    {"17 bits per pixel", [](PRM_INFO& p) { p.BitsPerPixel = 17; }, kBrokenFrameHeader, true},
+};
+
+TEST(HostileFiles, RefusedWithAMessageAndUsableUpToThatFrame) {
+  CollectingReporter messages;
+  auto store = RecordStore::Create(messages);
+  for (const HostileCase& c : kCases) {
+    SCOPED_TRACE(c.name);
+    messages.Clear();
+    PRM_INFO bad = TestHeader(4, 3, 8, 50);
+    c.spoil(bad);
+    const std::string path = TempPath("hostile.xkv");
+    XkvBuilder b;
+    b.Flat(TestHeader(4, 3, 8, 0), 1);
+    const PrmBytes hb = EncodePrmInfo(bad);
+    b.Raw(std::vector<uint8_t>(hb.begin(), hb.end())).Raw(std::vector<uint8_t>(12, 7));
+    b.Flat(TestHeader(4, 3, 8, 100), 3).Save(path);
+
+    ASSERT_TRUE(store->Open(path, messages));
+    EXPECT_EQ(store->CurrentFrame(), 0);
+    EXPECT_EQ(store->FrameBuffer()[0], 1);
+    if (c.scan_stops) {
+      EXPECT_EQ(store->FrameCount(), 1);
+      ASSERT_EQ(store->OpenWarnings().size(), 1u);
+      EXPECT_EQ(store->OpenWarnings()[0].rfind(c.message, 0), 0u) << store->OpenWarnings()[0];
+      continue;
+    }
+    EXPECT_GE(store->FrameCount(), 2);
+    EXPECT_FALSE(store->GoToFrame(1, messages));
+    ASSERT_EQ(messages.Texts(MessageKind::kModal).size(), 1u);
+    EXPECT_EQ(messages.Texts(MessageKind::kModal)[0].rfind(c.message, 0), 0u)
+        << messages.Texts(MessageKind::kModal)[0];
+    // The refused header never became the current one.
+    EXPECT_EQ(store->Width(), 4);
+    EXPECT_EQ(store->Height(), 3);
+    EXPECT_EQ(store->CurrentFrame(), 0);
+    EXPECT_TRUE(store->NextFrame(messages));
+    EXPECT_EQ(store->FrameBuffer()[0], 1);
+  }
+}
+
+// A valid record with every kind of frame: ADD_INFO, 2-byte data, old size form.
+std::vector<uint8_t> SeedRecord() {
+  XkvBuilder b;
+  ADD_INFO add;
+  add.StageX = 5;
+  b.Flat(TestHeader(6, 5, 8, 0), 10, &add);
+  b.Flat(TestHeader(6, 5, 12, 40), 3000);
+  PRM_INFO old = TestHeader(6, 5, 8, 80);
+  old.Flags = 0;
+  old.Binning = 2;
+  old.X0 = 4;
+  old.Y0 = 2;
+  old.Width = 4 + 12;
+  old.Height = 2 + 10;
+  b.Flat(old, 20);
+  return b.bytes();
+}
+
+void Mutate(std::vector<uint8_t>& bytes, Rng& rng) {
+  static const int32_t kExtremes[] = {
+      0, -1, 1, INT_MIN, INT_MAX, kMaxFramePixels, kMaxFramePixels + 1, 65536, 2001};
+  const int count = 1 + static_cast<int>(rng.Next() % 4);
+  for (int m = 0; m < count && !bytes.empty(); ++m) {
+    const size_t at = rng.Next() % bytes.size();
+    switch (rng.Next() % 4) {
+      case 0:
+        bytes[at] = static_cast<uint8_t>(rng.Next());
+        break;
+      case 1: {  // an extreme 32-bit value over any aligned field
+        const int32_t v = kExtremes[rng.Next() % std::size(kExtremes)];
+        const size_t p = at & ~size_t{3};
+        for (size_t k = 0; k < 4 && p + k < bytes.size(); ++k)
+          bytes[p + k] = static_cast<uint8_t>(v >> (8 * k));
+        break;
+      }
+      case 2:
+        bytes.resize(at);
+        break;
+      default:  // flip the size form or the ADD_INFO flag of some header
+        bytes[at] ^= (rng.Next() & 1) ? 0x80 : 0x01;
+        break;
+    }
+  }
+}
+
+TEST(HostileFiles, MutatedRecordsNeverCrashOrHang) {
+  NullReporter quiet;
+  auto store = RecordStore::Create(quiet);
+  const std::vector<uint8_t> seed = SeedRecord();
+  const std::string path = TempPath("mutant.xkv");
+  Rng rng(2024);
+  for (int i = 0; i < 3000; ++i) {
+    std::vector<uint8_t> bytes = seed;
+    Mutate(bytes, rng);
+    XkvBuilder::SaveBytes(path, bytes);
+    ASSERT_TRUE(store->Open(path, quiet));
+    const int32_t n = store->FrameCount();
+    ASSERT_LE(n, 3 + static_cast<int32_t>(bytes.size() / kPrmInfoBytes));
+    for (int step = 0; step < n + 2; ++step) {
+      store->NextFrame(quiet);
+      ASSERT_GT(store->Width(), 0);
+      ASSERT_GT(store->Height(), 0);
+      ASSERT_LE(static_cast<int64_t>(store->Width()) * store->Height(), kMaxFramePixels);
+      ASSERT_LT(store->CurrentFrame(), std::max(n, 1));
+    }
+    store->GoToFrame(static_cast<int32_t>(rng.Next() % 4), quiet);
+    store->PrevFrame(quiet);
+    store->FirstFrame(quiet);
+    ASSERT_LT(store->CurrentFrame(), std::max(n, 1));
+  }
+}
+
+}  // namespace
+}  // namespace lumetra
