@@ -24,6 +24,22 @@ std::string CurrentSpotsText(const std::vector<SpotRec>& spots);
 // no point. `nm_per_pixel_*` turn refined positions (um) back into pixels.
 std::string TidyTracksText(const TrackStore& store, double nm_per_pixel_x, double nm_per_pixel_y);
 
+// The column export (SaveXYIntColumnsClick): one group of columns per
+// completed, good track ("Intens(AU)\t", "Obj-X(um)\tobj-Y(um)\t" or
+// "Obj-X(pix)\tobj-Y(pix)\t"), "Time(s)" first when asked. One row per frame
+// from the earliest first point to the latest last point; a track's cells are
+// empty where it has no point. At most 252 tracks ("Too many objects (>252)
+// -> Data will be truncated") and 10000 rows ("Tracks are too long -> Data
+// will be truncated").
+struct ColumnExportOptions {
+  bool intensity = true;           // SaveIntAsTXT / SaveIntXYasTXT
+  bool positions = true;           // SaveXYasTXT / SaveIntXYasTXT
+  bool pixel_coordinates = false;  // SavePixelCoordinates: absolute pixels instead of um
+  bool include_time = false;       // IncludeTime
+};
+std::string TrackColumnsText(const TrackStore& store, const ColumnExportOptions& options,
+                             double nm_per_pixel_x, double nm_per_pixel_y, Reporter& reporter);
+
 // Writes a text export. False after `open_error` (or "File Writing Error").
 bool WriteTextFile(const std::string& path, const std::string& text, std::string_view open_error,
                    Reporter& reporter);
