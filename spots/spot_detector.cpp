@@ -221,12 +221,15 @@ int32_t SpotDetector::Detect(const uint16_t* pixels, int32_t width, int32_t left
   q_ = q;
   const int32_t ys = top + kSpotHalf, ye = bottom - kSpotHalf - 1;  // y < bottom - 6
   const int64_t rows = ye - ys;
+  // Several chunks a thread: when another program holds a core for a while,
+  // the other thread takes over the chunks left.
+  const int threads = workers_ > 0 ? workers_ : WorkerCount();
   const int n = static_cast<int>(std::max<int64_t>(
-      1, std::min<int64_t>(workers_ > 0 ? workers_ : WorkerCount(), rows / kMinRowsPerChunk)));
+      1, std::min<int64_t>(threads > 1 ? 4 * threads : 1, rows / kMinRowsPerChunk)));
   if (chunks_.size() < static_cast<size_t>(n)) chunks_.resize(static_cast<size_t>(n));
-  if (n > 1 && (!pool_ || pool_threads_ != n - 1)) {
-    pool_ = std::make_unique<WorkerPool>(n - 1);
-    pool_threads_ = n - 1;
+  if (n > 1 && (!pool_ || pool_threads_ != threads - 1)) {
+    pool_ = std::make_unique<WorkerPool>(threads - 1);
+    pool_threads_ = threads - 1;
   }
   const std::function<void(int)> scan = [&](int i) {
     ScanRows(chunks_[static_cast<size_t>(i)], static_cast<int32_t>(ys + rows * i / n),
