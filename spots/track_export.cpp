@@ -10,6 +10,17 @@
 
 namespace lumetra {
 
+bool TrackPointAt(const TrackStore& store, int32_t t, int32_t f, double nm_per_pixel_x,
+                  double nm_per_pixel_y, double& x, double& y) {
+  if (t < 0 || t >= kMaxTracks || !store.HasSeries(t) || f < 0 || f >= store.Frames()) return false;
+  const TrackRec& r = store.Slot(t);
+  const float xv = r.x[f], yv = r.y[f], iv = r.intensity[f];
+  if (xv == 0.0f && yv == 0.0f && iv == 0.0f) return false;
+  x = store.refined ? r.X + xv / (nm_per_pixel_x * 0.001) : xv;
+  y = store.refined ? r.Y + yv / (nm_per_pixel_y * 0.001) : yv;
+  return true;
+}
+
 std::string CurrentSpotsText(const std::vector<SpotRec>& spots) {
   std::string s(kCurSpotsHeader);
   for (const SpotRec& o : spots) {
@@ -25,7 +36,6 @@ std::string CurrentSpotsText(const std::vector<SpotRec>& spots) {
 
 std::string TidyTracksText(const TrackStore& store, double nm_per_pixel_x, double nm_per_pixel_y) {
   std::string s(kTidyTracksHeader);
-  const double kx = nm_per_pixel_x * 0.001, ky = nm_per_pixel_y * 0.001;
   int32_t number = 0;
   char line[160];
   for (int32_t ti = 0; ti < store.track_count; ++ti) {
@@ -33,10 +43,9 @@ std::string TidyTracksText(const TrackStore& store, double nm_per_pixel_x, doubl
     if (!t.completed || !t.good || !store.HasSeries(ti)) continue;
     const int32_t last = std::min(t.first_frame + t.point_count, store.Frames() - 1);
     for (int32_t f = std::max(t.first_frame, 0); f <= last; ++f) {
-      const float xv = t.x[f], yv = t.y[f], iv = t.intensity[f];
-      if (xv == 0.0f && yv == 0.0f && iv == 0.0f) continue;
-      const double x = store.refined ? t.X + xv / kx : xv;
-      const double y = store.refined ? t.Y + yv / ky : yv;
+      double x, y;
+      if (!TrackPointAt(store, ti, f, nm_per_pixel_x, nm_per_pixel_y, x, y)) continue;
+      const float iv = t.intensity[f];
       const double time = static_cast<size_t>(f) < store.frame_times.size()
                               ? store.frame_times[static_cast<size_t>(f)]
                               : 0.0;

@@ -12,6 +12,12 @@
 
 namespace lumetra {
 
+// Absolute position (pixels, x = column) of track slot `t` at frame `f`, from
+// whole pixels while linking or from the refined um after the second pass.
+// False when the track has no point there.
+bool TrackPointAt(const TrackStore& store, int32_t t, int32_t f, double nm_per_pixel_x,
+                  double nm_per_pixel_y, double& x, double& y);
+
 // SaveCurSpotsClick: "Intensity\tX-coor\tY-coor" and one row per object
 // (counts/pixel, whole pixels).
 std::string CurrentSpotsText(const std::vector<SpotRec>& spots);

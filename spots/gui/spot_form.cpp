@@ -1,0 +1,339 @@
+#include "spots/gui/spot_form.h"
+
+#include <QActionGroup>
+#include <QFileDialog>
+#include <QInputDialog>
+#include <QLabel>
+#include <QMenuBar>
+#include <QMessageBox>
+#include <QStatusBar>
+#include <QTimer>
+
+#include "spots/gui/spot_view.h"
+#include "spots/spots_messages.h"
+#include "spots/track_export.h"
+#include "spots/xki_file.h"
+
+namespace lumetra {
+namespace {
+
+QString Q(std::string_view s) {
+  return QString::fromUtf8(s.data(), static_cast<qsizetype>(s.size()));
+}
+
+}  // namespace
+
+void SpotFormReporter::Report(MessageKind kind, std::string_view text) {
+  const QString t = Q(text);
+  if (kind == MessageKind::kModal) {
+    if (show_modal)
+      show_modal(t);
+    else
+      QMessageBox::information(parent, Q(kSpotFormCaption), t);
+    return;
+  }
+  if (status) status->setText(t);
+}
+
+// Redraws the view after each frame the playback hands on.
+class TSpotForm::ViewRefresh final : public FrameConsumer {
+ public:
+  explicit ViewRefresh(SpotView* view) : view_(view) {}
+  void OnFrame(const RecordStore&) override { view_->Refresh(); }
+
+ private:
+  SpotView* view_;
+};
+
+TSpotForm::TSpotForm(RecordStore& record, QWidget* parent)
+    : QMainWindow(parent), record_(record), tracks_(std::make_unique<TrackStore>()) {
+  setWindowTitle(Q(kSpotFormCaption));
+  status_ = new QLabel(this);
+  statusBar()->addWidget(status_, 1);
+  reporter_.parent = this;
+  reporter_.status = status_;
+  view_ = new SpotView(record_, *tracks_, this);
+  setCentralWidget(view_);
+  refresh_ = std::make_unique<ViewRefresh>(view_);
+  timer_ = new QTimer(this);
+  timer_->setInterval(0);
+  connect(timer_, &QTimer::timeout, this, &TSpotForm::Tick);
+  AskText = [this](const QString& title, const QString& prompt,
+                   const QString& text) -> std::optional<QString> {
+    bool ok = false;
+    const QString typed = QInputDialog::getText(this, title, prompt, QLineEdit::Normal, text, &ok);
+    if (!ok) return std::nullopt;
+    return typed;
+  };
+  AskOpenFile = [this](const QString& title, const QString& filter) {
+    return QFileDialog::getOpenFileName(this, title, QString(), filter);
+  };
+  AskSaveFile = [this](const QString& title, const QString& filter) {
+    return QFileDialog::getSaveFileName(this, title, QString(), filter);
+  };
+  BuildMenus();
+  SetTrackCommandsEnabled(false);
+  view_->Refresh();
+  resize(600, 640);
+}
+
+TSpotForm::~TSpotForm() {
+  timer_->stop();
+  if (playback_) playback_->Finish();
+}
+
+void TSpotForm::BuildMenus() {
+  QMenu* file = menuBar()->addMenu(QStringLiteral("&File"));
+  SaveXKIfile = file->addAction(QStringLiteral("Save X-Y-Int Data (XKI)"), this,
+                                &TSpotForm::SaveXKIfileClick);
+  file->addAction(QStringLiteral("Read X-Y-Int Data (XKI)"), this, &TSpotForm::ReadXKIfileClick);
+  SelectedOnly = file->addAction(QStringLiteral("Selected Only"));
+  SelectedOnly->setCheckable(true);
+  SaveZpos = file->addAction(QStringLiteral("Save Z-position"));
+  SaveZpos->setCheckable(true);
+  file->addSeparator();
+  file->addAction(QStringLiteral("Save Current Spots (TXT)"), this, &TSpotForm::SaveCurSpotsClick);
+  QMenu* columns = file->addMenu(QStringLiteral("Save Tracks as Columns (TXT)"));
+  auto* what = new QActionGroup(this);
+  SaveIntXYasTXT = columns->addAction(QStringLiteral("Intensity, X and Y"));
+  SaveXYasTXT = columns->addAction(QStringLiteral("X and Y"));
+  SaveIntAsTXT = columns->addAction(QStringLiteral("Intensity"));
+  for (QAction* a : {SaveIntXYasTXT, SaveXYasTXT, SaveIntAsTXT}) {
+    a->setCheckable(true);
+    what->addAction(a);
+  }
+  SaveIntXYasTXT->setChecked(true);
+  SavePixelCoordinates = columns->addAction(QStringLiteral("Pixel Coordinates"));
+  SavePixelCoordinates->setCheckable(true);
+  IncludeTime = columns->addAction(QStringLiteral("Include Time"));
+  IncludeTime->setCheckable(true);
+  columns->addSeparator();
+  columns->addAction(QStringLiteral("Save..."), this, &TSpotForm::SaveXYIntColumnsClick);
+
+  QMenu* run = menuBar()->addMenu(QStringLiteral("&Tracking"));
+  run->addAction(QStringLiteral("Detect"), this, &TSpotForm::DetectClick);
+  LinkTracks = run->addAction(QStringLiteral("Link Tracks"), this, &TSpotForm::LinkTracksClick);
+  Tracking = run->addAction(QStringLiteral("Tracking"), this, &TSpotForm::TrackingClick);
+  QAction* stop = run->addAction(QStringLiteral("Stop"), this, &TSpotForm::StopClick);
+  stop->setShortcut(QKeySequence(Qt::Key_Escape));
+
+  QMenu* view = menuBar()->addMenu(QStringLiteral("&View"));
+  view->addAction(QStringLiteral("Current Spots"), this, &TSpotForm::CurrentSpotsClick)
+      ->setShortcut(QKeySequence(Qt::Key_F8));
+  view->addAction(QStringLiteral("Show Tracks"), this, &TSpotForm::ShowTracksClick)
+      ->setShortcut(QKeySequence(Qt::Key_F4));
+  view->addAction(QStringLiteral("Tracks in Time"), this, &TSpotForm::TracksInTimeClick)
+      ->setShortcut(QKeySequence(Qt::Key_F5));
+  view->addAction(QStringLiteral("Refresh"), this, &TSpotForm::RefreshClick)
+      ->setShortcut(QKeySequence(Qt::Key_F7));
+
+  Settings_ = menuBar()->addMenu(Q(kSettingsMenuStartCaption));
+  MaxRadius = Settings_->addAction(QString(), this, &TSpotForm::MaxRadiusClick);
+  MinTrack = Settings_->addAction(QString(), this, &TSpotForm::MinTrackClick);
+  SensThr = Settings_->addAction(QString(), this, &TSpotForm::SensThrClick);
+  ClustThr = Settings_->addAction(QString(), this, &TSpotForm::ClustThrClick);
+  SubtractBkgr = Settings_->addAction(QStringLiteral("Subtract Background"));
+  SubtractBkgr->setCheckable(true);
+  connect(SubtractBkgr, &QAction::toggled, this,
+          [this](bool on) { params_.subtract_background = on; });
+  for (TrackingCommand c : {TrackingCommand::kMaxRadius, TrackingCommand::kMinTrack,
+                            TrackingCommand::kSensThr, TrackingCommand::kClustThr}) {
+    QAction* a = c == TrackingCommand::kMaxRadius  ? MaxRadius
+                 : c == TrackingCommand::kMinTrack ? MinTrack
+                 : c == TrackingCommand::kSensThr  ? SensThr
+                                                   : ClustThr;
+    a->setText(Q(CommandCaption(c, params_)));
+  }
+}
+
+void TSpotForm::UseSettings(Settings* settings) {
+  settings_ = settings;
+  if (settings_) params_ = TrackingParamsFrom(*settings_, params_);
+  UpdateCaptions();
+}
+
+void TSpotForm::UpdateCaptions() {
+  MaxRadius->setText(Q(CommandCaption(TrackingCommand::kMaxRadius, params_)));
+  MinTrack->setText(Q(CommandCaption(TrackingCommand::kMinTrack, params_)));
+  SensThr->setText(Q(CommandCaption(TrackingCommand::kSensThr, params_)));
+  ClustThr->setText(Q(CommandCaption(TrackingCommand::kClustThr, params_)));
+  Settings_->setTitle(Q(SettingsMenuCaption(params_)));
+}
+
+void TSpotForm::SetTrackCommandsEnabled(bool on) {
+  LinkTracks->setEnabled(on && !tracks_->refined);
+  SaveXKIfile->setEnabled(on);
+  Tracking->setEnabled(on);
+}
+
+QString TSpotForm::StatusText() const {
+  return status_->text();
+}
+
+bool TSpotForm::Playing() const {
+  return playback_ != nullptr;
+}
+
+void TSpotForm::StartPlayback(FrameConsumer* pass) {
+  if (playback_ || !record_.RecordLoaded()) return;
+  stop_ = false;
+  playback_ = std::make_unique<Playback>(record_, std::vector<FrameConsumer*>{pass, refresh_.get()},
+                                         &stop_);
+  if (!playback_->Begin(reporter_)) {
+    EndPlayback();
+    return;
+  }
+  timer_->start();
+}
+
+void TSpotForm::Tick() {
+  if (playback_ && !playback_->Step(reporter_)) EndPlayback();
+}
+
+void TSpotForm::EndPlayback() {
+  timer_->stop();
+  if (!playback_) return;
+  playback_->Finish();
+  playback_.reset();
+  view_->SetSpots(detect_ ? &detect_->Finder().Objects() : nullptr);
+  SetTrackCommandsEnabled(tracks_->completed_count > 0);
+  view_->update();
+}
+
+void TSpotForm::FinishPlayback() {
+  while (playback_) Tick();
+}
+
+void TSpotForm::DetectClick() {
+  if (playback_) return;
+  SetTrackCommandsEnabled(false);
+  detect_ = std::make_unique<DetectPass>(*tracks_, params_, reporter_);
+  view_->SetSpots(&detect_->Finder().Objects());
+  StartPlayback(detect_.get());
+}
+
+void TSpotForm::LinkTracksClick() {
+  if (playback_ || tracks_->refined || tracks_->completed_count == 0) return;
+  link_ = std::make_unique<LinkTracksPass>(*tracks_, params_, reporter_);
+  StartPlayback(link_.get());
+}
+
+void TSpotForm::TrackingClick() {
+  if (!detect_ || detect_->Finder().ObjectCount() < 3) {
+    reporter_.Modal(kTooFewObjects);
+    return;
+  }
+  reporter_.Status(std::to_string(tracks_->completed_count) + std::string(kCompletedTracks));
+}
+
+void TSpotForm::StopClick() {
+  stop_ = true;
+}
+
+void TSpotForm::SaveXKIfileClick() {
+  const QString path =
+      AskSaveFile(QStringLiteral("Save X-Y-Int Data (XKI)"), QStringLiteral("XKI files (*.xki)"));
+  if (path.isEmpty()) return;
+  XkiWriteOptions o;
+  o.parameter = record_.Prm().ScaleX;
+  o.selected_only = SelectedOnly->isChecked();
+  o.save_zpos = SaveZpos->isChecked();
+  WriteXkiFile(path.toStdString(), *tracks_, o, reporter_);
+}
+
+void TSpotForm::ReadXKIfileClick() {
+  if (playback_) return;
+  const QString path = AskOpenFile(QStringLiteral("Read X-Y-Int Data (XKI)"),
+                                   QStringLiteral("XKI files (*.xki);;All Files (*)"));
+  if (path.isEmpty()) return;
+  const int32_t frames = record_.RecordLoaded() ? record_.FrameCount() : kMaxTrackFrames;
+  if (ReadXkiFile(path.toStdString(), *tracks_, frames, SaveZpos->isChecked(), reporter_) < 0)
+    return;
+  const std::vector<float>& times = record_.FrameTimes();
+  for (size_t f = 0; f < tracks_->frame_times.size() && f < times.size(); ++f)
+    tracks_->frame_times[f] = times[f];
+  reporter_.Status(std::to_string(tracks_->completed_count) + std::string(kCompletedTracks));
+  SetTrackCommandsEnabled(tracks_->completed_count > 0);
+  view_->update();
+}
+
+void TSpotForm::SaveCurSpotsClick() {
+  if (!detect_) return;
+  const QString path =
+      AskSaveFile(QStringLiteral("Save Current Spots"), QStringLiteral("Text files (*.txt)"));
+  if (path.isEmpty()) return;
+  WriteTextFile(path.toStdString(), CurrentSpotsText(detect_->Finder().Objects()),
+                kFileWritingError, reporter_);
+}
+
+void TSpotForm::SaveXYIntColumnsClick() {
+  const QString path =
+      AskSaveFile(QStringLiteral("Save Tracks as Columns"), QStringLiteral("Text files (*.txt)"));
+  if (path.isEmpty()) return;
+  ColumnExportOptions o;
+  o.intensity = !SaveXYasTXT->isChecked();
+  o.positions = !SaveIntAsTXT->isChecked();
+  o.pixel_coordinates = SavePixelCoordinates->isChecked();
+  o.include_time = IncludeTime->isChecked();
+  const PRM_INFO& prm = record_.Prm();
+  WriteTextFile(path.toStdString(),
+                TrackColumnsText(*tracks_, o, prm.ScaleX, prm.ScaleY, reporter_), kFileWritingError,
+                reporter_);
+}
+
+void TSpotForm::SetCommand(TrackingCommand command) {
+  const TrackingPrompt prompt = PromptFor(command);
+  const auto typed = AskText(Q(prompt.title), Q(prompt.label),
+                             QString::fromStdString(OfferedText(command, params_)));
+  if (!typed) return;
+  if (!ApplyTrackingSetting(command, typed->toStdString(), params_, reporter_)) return;
+  if (settings_) StoreTrackingParams(params_, *settings_);
+  UpdateCaptions();
+}
+
+void TSpotForm::MaxRadiusClick() {
+  SetCommand(TrackingCommand::kMaxRadius);
+}
+void TSpotForm::MinTrackClick() {
+  SetCommand(TrackingCommand::kMinTrack);
+}
+void TSpotForm::SensThrClick() {
+  SetCommand(TrackingCommand::kSensThr);
+}
+void TSpotForm::ClustThrClick() {
+  SetCommand(TrackingCommand::kClustThr);
+}
+
+void TSpotForm::TracksInTimeClick() {
+  view_->SetMode(SpotViewMode::kTracksInTime);
+}
+void TSpotForm::ShowTracksClick() {
+  view_->SetMode(SpotViewMode::kShowTracks);
+}
+void TSpotForm::CurrentSpotsClick() {
+  view_->SetMode(SpotViewMode::kCurrentSpots);
+}
+void TSpotForm::RefreshClick() {
+  view_->Refresh();
+}
+
+void TSpotForm::RunKeyCommand(SpotWindowCommand command) {
+  switch (command) {
+    case SpotWindowCommand::kTracksInTime:
+      TracksInTimeClick();
+      break;
+    case SpotWindowCommand::kShowTracks:
+      ShowTracksClick();
+      break;
+    case SpotWindowCommand::kRefresh:
+      RefreshClick();
+      break;
+    case SpotWindowCommand::kCurrentSpots:
+      CurrentSpotsClick();
+      break;
+    case SpotWindowCommand::kNone:
+      break;
+  }
+}
+
+}  // namespace lumetra
