@@ -87,6 +87,52 @@ void TrackLinker::CommitMap() {
   next_.clear();
 }
 
+void TrackLinker::StartTracks(TrackStore& store, int32_t f, const std::vector<SpotRec>& spots) {
+  const int32_t n = std::min<int32_t>(static_cast<int32_t>(spots.size()), kMaxTracks);
+  for (int32_t i = 0; i < n; ++i) {
+    TrackRec& t = store.Use(i);
+    const SpotRec& s = spots[static_cast<size_t>(i)];
+    t.x[f] = static_cast<float>(s.X);
+    t.y[f] = static_cast<float>(s.Y);
+    t.X = s.X;
+    t.Y = s.Y;
+    t.intensity[f] = t.start_intensity = s.intensity;
+    Place(i, s.X, s.Y);
+  }
+  store.track_count = n;
+}
+
+void TrackLinker::Link(TrackStore& store, int32_t ti, int32_t f, const SpotRec& spot, int32_t s,
+                       int32_t best) {
+  TrackRec& t = store.Slot(ti);
+  ++t.point_count;
+  t.last_jump2 = static_cast<float>(best);
+  t.x[f] = static_cast<float>(spot.X);
+  t.y[f] = static_cast<float>(spot.Y);
+  t.X = spot.X;
+  t.Y = spot.Y;
+  t.linked = s;
+  t.intensity[f] = spot.intensity;
+  taken_[static_cast<size_t>(s)] = 1;
+  Place(ti, spot.X, spot.Y);
+}
+
+void TrackLinker::EndTrack(TrackStore& store, int32_t ti, int32_t f, int32_t min_track) {
+  TrackRec& t = store.Slot(ti);
+  t.intensity[f] = t.x[f] = t.y[f] = t.z[f] = 0.0f;
+  t.last_jump2 = 1000.0f;
+  if (t.point_count > min_track) {
+    t.completed = 1;
+    ++store.completed_count;
+  } else {
+    t.point_count = 0;
+    t.X = t.Y = 0;
+  }
+  // A freed slot has 0 steps by now, so its point of frame f - 1 stays until
+  // the slot is used again: only what lies before that is cleared.
+  store.ClearBefore(ti, f - t.point_count - 2);
+}
+
 void TrackLinker::LinkFrame(TrackStore& store, int32_t f, bool first,
                             const std::vector<SpotRec>& spots,
                             const std::vector<uint16_t>& label_map, const TrackingParams& params,
@@ -94,18 +140,7 @@ void TrackLinker::LinkFrame(TrackStore& store, int32_t f, bool first,
   if (f < 0 || f >= store.Frames()) return;
   taken_.assign(spots.size(), 0);
   if (first) {
-    const int32_t n = std::min<int32_t>(static_cast<int32_t>(spots.size()), kMaxTracks);
-    for (int32_t i = 0; i < n; ++i) {
-      TrackRec& t = store.Use(i);
-      const SpotRec& s = spots[static_cast<size_t>(i)];
-      t.x[f] = static_cast<float>(s.X);
-      t.y[f] = static_cast<float>(s.Y);
-      t.X = s.X;
-      t.Y = s.Y;
-      t.intensity[f] = t.start_intensity = s.intensity;
-      Place(i, s.X, s.Y);
-    }
-    store.track_count = n;
+    StartTracks(store, f, spots);
     CommitMap();
     return;
   }
@@ -133,30 +168,10 @@ void TrackLinker::LinkFrame(TrackStore& store, int32_t f, bool first,
       const SpotRec& spot = spots[static_cast<size_t>(s)];
       take = map_search ? MapExclusive(spot, r, best) : ListExclusive(spot, best);
     }
-    if (take) {
-      const SpotRec& spot = spots[static_cast<size_t>(s)];
-      ++t.point_count;
-      t.last_jump2 = static_cast<float>(best);
-      t.x[f] = static_cast<float>(spot.X);
-      t.y[f] = static_cast<float>(spot.Y);
-      t.X = spot.X;
-      t.Y = spot.Y;
-      t.linked = s;
-      t.intensity[f] = spot.intensity;
-      taken_[static_cast<size_t>(s)] = 1;
-      Place(ti, spot.X, spot.Y);
-      continue;
-    }
-    t.intensity[f] = t.x[f] = t.y[f] = t.z[f] = 0.0f;
-    t.last_jump2 = 1000.0f;
-    if (t.point_count > params.min_track) {
-      t.completed = 1;
-      ++store.completed_count;
-    } else {
-      t.point_count = 0;
-      t.X = t.Y = 0;
-    }
-    store.ClearBefore(ti, f - t.point_count - 2);
+    if (take)
+      Link(store, ti, f, spots[static_cast<size_t>(s)], s, best);
+    else
+      EndTrack(store, ti, f, params.min_track);
   }
   NewTracks(store, f, spots);
   CommitMap();

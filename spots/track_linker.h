@@ -41,6 +41,9 @@ class TrackLinker {
   bool MapExclusive(const SpotRec& s, int32_t r, int32_t best) const;
   static int32_t ListSearch(const TrackRec& t, const std::vector<SpotRec>& spots, int32_t& best);
   bool ListExclusive(const SpotRec& s, int32_t best) const;
+  void StartTracks(TrackStore& store, int32_t f, const std::vector<SpotRec>& spots);
+  void Link(TrackStore& store, int32_t t, int32_t f, const SpotRec& spot, int32_t s, int32_t best);
+  static void EndTrack(TrackStore& store, int32_t t, int32_t f, int32_t min_track);
   void NewTracks(TrackStore& store, int32_t f, const std::vector<SpotRec>& spots);
   void Place(int32_t t, int32_t x, int32_t y);
   void CommitMap();

@@ -82,7 +82,7 @@ TSpotForm::~TSpotForm() {
   if (playback_) playback_->Finish();
 }
 
-void TSpotForm::BuildMenus() {
+void TSpotForm::BuildFileMenu() {
   QMenu* file = menuBar()->addMenu(QStringLiteral("&File"));
   SaveXKIfile = file->addAction(QStringLiteral("Save X-Y-Int Data (XKI)"), this,
                                 &TSpotForm::SaveXKIfileClick);
@@ -109,6 +109,10 @@ void TSpotForm::BuildMenus() {
   IncludeTime->setCheckable(true);
   columns->addSeparator();
   columns->addAction(QStringLiteral("Save..."), this, &TSpotForm::SaveXYIntColumnsClick);
+}
+
+void TSpotForm::BuildMenus() {
+  BuildFileMenu();
 
   QMenu* run = menuBar()->addMenu(QStringLiteral("&Tracking"));
   run->addAction(QStringLiteral("Detect"), this, &TSpotForm::DetectClick);
@@ -136,14 +140,9 @@ void TSpotForm::BuildMenus() {
   SubtractBkgr->setCheckable(true);
   connect(SubtractBkgr, &QAction::toggled, this,
           [this](bool on) { params_.subtract_background = on; });
-  for (TrackingCommand c : {TrackingCommand::kMaxRadius, TrackingCommand::kMinTrack,
-                            TrackingCommand::kSensThr, TrackingCommand::kClustThr}) {
-    QAction* a = c == TrackingCommand::kMaxRadius  ? MaxRadius
-                 : c == TrackingCommand::kMinTrack ? MinTrack
-                 : c == TrackingCommand::kSensThr  ? SensThr
-                                                   : ClustThr;
-    a->setText(Q(CommandCaption(c, params_)));
-  }
+  UpdateCaptions();
+  // Until a setting changes, the menu keeps its caption of the start.
+  Settings_->setTitle(Q(kSettingsMenuStartCaption));
 }
 
 void TSpotForm::UseSettings(Settings* settings) {

@@ -83,6 +83,7 @@ class TSpotForm final : public QMainWindow {
 
  private:
   void BuildMenus();
+  void BuildFileMenu();
   void StartPlayback(FrameConsumer* pass);
   void Tick();
   void EndPlayback();
