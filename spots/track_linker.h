@@ -22,6 +22,8 @@ class TrackLinker {
  public:
   // Sizes the track map for frames of this size (every pixel empty).
   void Prepare(int32_t width, int32_t height);
+  int32_t Width() const { return width_; }
+  int32_t Height() const { return height_; }
 
   // LinkFrame for frame `f` (its number in the record, below store.Frames()).
   // `first` marks the first frame of the playback: every spot starts a track.

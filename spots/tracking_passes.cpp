@@ -29,7 +29,8 @@ void DetectPass::OnFrame(const RecordStore& record) {
                                         scale, params_, reporter_);
   ++frames_;
   if (n >= 0 && link_) {
-    if (record.Width() != finder_.Width() || record.Height() != finder_.Height())
+    // A record whose frame size changes gets a track map of the new size.
+    if (record.Width() != linker_.Width() || record.Height() != linker_.Height())
       linker_.Prepare(record.Width(), record.Height());
     linker_.LinkFrame(store_, f, first_, finder_.Objects(), finder_.LabelMap(), params_, reporter_);
     first_ = false;
