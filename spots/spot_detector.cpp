@@ -28,11 +28,38 @@ constexpr int32_t kPeakMargin = 8;
 // 89, not by the 73 pixels summed: results must match the files and read-outs
 // of earlier versions. The running sum never falls, so once it reaches
 // `stop_at` the result can only be larger: -1 is returned then.
+// The running sum without its step-by-step chain: when no square lies within
+// 2^-16 of the next whole number and the total stays below 2^35 (where a
+// double's ulp is 2^-17), every truncated addition adds exactly the whole
+// part of its square, and whole numbers add exactly in doubles in any order.
+// False when a step needs the exact walk.
+#if defined(__GNUC__) && defined(__x86_64__) && !defined(__clang__)
+__attribute__((target_clones("avx2", "default")))
+#endif
+bool WholeSquaresSum(const float* __restrict e, double& total) {
+  constexpr double kNearOne = 1.0 - 0x1p-16;
+  double sum = 0, largest_fraction = 0;
+#pragma omp simd reduction(+ : sum) reduction(max : largest_fraction)
+  for (int k = 0; k < kMaskPixels; ++k) {
+    const double d = static_cast<double>(e[k]) * e[k];
+    const double whole = std::floor(d);
+    sum += whole;
+    largest_fraction = std::max(largest_fraction, d - whole);
+  }
+  total = sum;
+  return largest_fraction <= kNearOne && total < 0x1p35;
+}
+
 int32_t Residual(const float* e, int n, int64_t stop_at) {
   // sum = truncate(sum + d) with sum whole and d >= 0 equals sum + whole(d)
   // unless rounding the double sum carries it to the next whole number, which
   // needs the fraction of d within one ulp of 1: such steps (and huge sums)
   // take the double addition itself, so the result is the same in every case.
+  double total;
+  if (n == kMaskPixels && WholeSquaresSum(e, total)) {
+    if (total >= static_cast<double>(stop_at)) return -1;
+    return TruncToInt(0.1 * std::sqrt(total / 89.0));
+  }
   constexpr double kExactAbove = 0x1p45;  // ulp there is 2^-7
   constexpr double kNearOne = 1.0 - 1.0 / 64;
   int64_t sum = 0;
@@ -91,7 +118,9 @@ __attribute__((target_clones("avx2", "default")))
 void FlagRow(const int32_t* __restrict r0, const int32_t* __restrict p1,
              const int32_t* __restrict p2, const int32_t* __restrict p3,
              const int32_t* __restrict p4, const int32_t* __restrict p5, int32_t xs, int32_t xe,
-             int32_t amp_limit, int32_t peak_limit, uint8_t* __restrict flag) {
+             int32_t amp_limit, int32_t peak_limit, uint8_t* __restrict flag,
+             int32_t* __restrict ring_out, int32_t* __restrict cross_out,
+             int32_t* __restrict disc_out) {
   for (int32_t x = xs; x < xe; ++x) {
     const int32_t ring = r0[x - 5] + r0[x + 5] + p1[x - 5] + p1[x + 5] + p2[x - 4] + p2[x + 4] +
                          p3[x - 4] + p3[x - 3] + p3[x + 3] + p3[x + 4] + p4[x - 3] + p4[x - 2] +
@@ -101,6 +130,9 @@ void FlagRow(const int32_t* __restrict r0, const int32_t* __restrict p1,
                          p1[x + 2] + p2[x - 1] + p2[x] + p2[x + 1];
     flag[x] = static_cast<uint8_t>((32 * disc - 21 * ring >= amp_limit) &
                                    (32 * cross - 5 * ring >= peak_limit));
+    ring_out[x] = ring;
+    cross_out[x] = cross;
+    disc_out[x] = disc;
   }
 }
 
@@ -159,7 +191,7 @@ PixelFit FitNeighbourhood(const uint16_t* corner, const ZoneOffsets& zo, const Z
 void SpotDetector::ScanRows(Chunk& chunk, int32_t y0, int32_t y1) const {
   const int32_t w = width_, left = left_, right = right_, q = q_;
   const int32_t xs = left + kSpotHalf, xe = right - kSpotHalf - 1;  // x < right - 6
-  chunk.rows.resize(static_cast<size_t>(w) * 6);
+  chunk.rows.resize(static_cast<size_t>(w) * 9);
   chunk.flags.assign(static_cast<size_t>(w), 0);
   chunk.found.clear();
   int32_t* rows = chunk.rows.data();
@@ -177,8 +209,11 @@ void SpotDetector::ScanRows(Chunk& chunk, int32_t y0, int32_t y1) const {
   for (int32_t y = y0; y < y1; ++y) {
     const uint16_t* c = pixels_ + static_cast<int64_t>(y) * w;
     LoadRows(c, w, left, right, rows);
+    int32_t* ring = rows + 6 * w;
+    int32_t* cross = rows + 7 * w;
+    int32_t* disc = rows + 8 * w;
     FlagRow(rows, rows + w, rows + 2 * w, rows + 3 * w, rows + 4 * w, rows + 5 * w, xs, xe,
-            amp_limit, peak_limit, flag);
+            amp_limit, peak_limit, flag, ring, cross, disc);
     for (int32_t x = xs; x < xe; ++x) {
       if (!test_all && !flag[x]) {
         // Most pixels fail the pre-test: skip eight zero flags at a time.
@@ -187,7 +222,7 @@ void SpotDetector::ScanRows(Chunk& chunk, int32_t y0, int32_t y1) const {
         if (x >= xe || !flag[x]) continue;
       }
       const uint16_t* corner = c - static_cast<int64_t>(kSpotHalf) * w + x - kSpotHalf;
-      const ZoneSums z = SumZones(corner, zo);
+      const ZoneSums z{ring[x], cross[x], disc[x]};
       if (ResidualTooLarge(z, t_cross, t_zone3, q)) continue;
       const PixelFit fit = FitNeighbourhood(corner, zo, z, tm, q, true);
       if (fit.A < q / 2.0 || fit.r == 0) continue;
