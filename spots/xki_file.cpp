@@ -90,7 +90,8 @@ bool WriteXkiFile(const std::string& path, const TrackStore& store, const XkiWri
     return false;
   }
   const std::vector<uint8_t> bytes = EncodeXki(store, options);
-  if (std::fwrite(bytes.data(), 1, bytes.size(), f.get()) != bytes.size() ||
+  // No tracks make an empty file.
+  if ((!bytes.empty() && std::fwrite(bytes.data(), 1, bytes.size(), f.get()) != bytes.size()) ||
       std::fflush(f.get()) != 0) {
     reporter.Modal(kFileWritingError);
     return false;
