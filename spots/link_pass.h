@@ -10,6 +10,7 @@
 
 #include "spots/spot_params.h"
 #include "spots/track_store.h"
+#include "spots/worker_pool.h"
 
 namespace lumetra {
 
@@ -22,8 +23,10 @@ struct LinkPassFrame {
   int32_t f;  // frame number in the record
 };
 
-// Refines frame `frame.f` of every completed track that covers it.
-void RefineFrame(TrackStore& store, const LinkPassFrame& frame, const TrackingParams& params);
+// Refines frame `frame.f` of every completed track that covers it, on the
+// pool's threads too when one is given (the result is the same).
+void RefineFrame(TrackStore& store, const LinkPassFrame& frame, const TrackingParams& params,
+                 WorkerPool* pool = nullptr);
 
 // "57 completed tracks (0 - too bright,1 - too big radius,2 - truncated)"
 std::string LinkPassReadOut(const TrackStore& store);

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "common/parallel.h"
 #include "spots/link_pass.h"
 #include "spots/spots_messages.h"
 
@@ -45,6 +46,13 @@ void DetectPass::EndRecord(const RecordStore&, bool) {
   reporter_.Status(end_readout_);
 }
 
+LinkTracksPass::LinkTracksPass(TrackStore& store, const TrackingParams& params, Reporter& reporter,
+                               int workers)
+    : store_(store), params_(params), reporter_(reporter) {
+  const int threads = workers > 0 ? workers : WorkerCount();
+  if (threads > 1) pool_ = std::make_unique<WorkerPool>(threads - 1);
+}
+
 void LinkTracksPass::StartRecord(const RecordStore&) {
   // The positions of a refined store are already in um: a second run would
   // read them as pixels.
@@ -58,7 +66,7 @@ void LinkTracksPass::OnFrame(const RecordStore& record) {
   RefineFrame(store_,
               {record.FrameBuffer(), record.Width(), record.Height(), prm.ScaleX, prm.ScaleY,
                record.CurrentFrame()},
-              params_);
+              params_, pool_.get());
 }
 
 void LinkTracksPass::EndRecord(const RecordStore&, bool) {

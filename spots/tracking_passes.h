@@ -5,6 +5,7 @@
 #pragma once
 
 #include <cstdint>
+#include <memory>
 #include <string>
 
 #include "common/report.h"
@@ -13,6 +14,7 @@
 #include "spots/spot_params.h"
 #include "spots/track_linker.h"
 #include "spots/track_store.h"
+#include "spots/worker_pool.h"
 
 namespace lumetra {
 
@@ -47,8 +49,9 @@ class DetectPass final : public FrameConsumer {
 
 class LinkTracksPass final : public FrameConsumer {
  public:
-  LinkTracksPass(TrackStore& store, const TrackingParams& params, Reporter& reporter)
-      : store_(store), params_(params), reporter_(reporter) {}
+  // `workers` 0 uses every core; 1 keeps the fits on the calling thread.
+  LinkTracksPass(TrackStore& store, const TrackingParams& params, Reporter& reporter,
+                 int workers = 0);
 
   void StartRecord(const RecordStore& record) override;
   void OnFrame(const RecordStore& record) override;
@@ -62,6 +65,7 @@ class LinkTracksPass final : public FrameConsumer {
   Reporter& reporter_;
   bool active_ = false;
   std::string end_readout_;
+  std::unique_ptr<WorkerPool> pool_;
 };
 
 }  // namespace lumetra

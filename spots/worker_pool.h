@@ -23,6 +23,7 @@ class WorkerPool {
   // Runs task(0) .. task(count - 1) on the helpers and the calling thread and
   // returns when all are done.
   void Run(int count, const std::function<void(int)>& task);
+  int Threads() const { return static_cast<int>(threads_.size()); }
 
  private:
   void Loop();

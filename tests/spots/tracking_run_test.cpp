@@ -58,7 +58,7 @@ class TrackingRun : public ::testing::Test {
     DetectPass detect(*tracks, params, rep, workers);
     EXPECT_EQ(Playback(*store, {&detect}).Run(rep), 20);
     EXPECT_NE(detect.EndReadOut().find(" completed tracks"), std::string::npos);
-    LinkTracksPass link(*tracks, params, rep);
+    LinkTracksPass link(*tracks, params, rep, workers);
     Playback(*store, {&link}).Run(rep);
     EXPECT_NE(link.EndReadOut().find(" - truncated)"), std::string::npos);
     if (xki) *xki = EncodeXki(*tracks, {});
