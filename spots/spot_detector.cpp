@@ -23,11 +23,6 @@ constexpr int64_t kMinRowsPerChunk = 16;
 constexpr int32_t kAmplitudeMargin = 16;
 constexpr int32_t kPeakMargin = 8;
 
-// Residual of the normalised block against the template over zones 1 to 4, in
-// row-major order. The sum is truncated after every addition and divided by
-// 89, not by the 73 pixels summed: results must match the files and read-outs
-// of earlier versions. The running sum never falls, so once it reaches
-// `stop_at` the result can only be larger: -1 is returned then.
 // The running sum without its step-by-step chain: when no square lies within
 // 2^-16 of the next whole number and the total stays below 2^35 (where a
 // double's ulp is 2^-17), every truncated addition adds exactly the whole
@@ -50,6 +45,11 @@ bool WholeSquaresSum(const float* __restrict e, double& total) {
   return largest_fraction <= kNearOne && total < 0x1p35;
 }
 
+// Residual of the normalised block against the template over zones 1 to 4, in
+// row-major order. The sum is truncated after every addition and divided by
+// 89, not by the 73 pixels summed: results must match the files and read-outs
+// of earlier versions. The running sum never falls, so once it reaches
+// `stop_at` the result can only be larger: -1 is returned then.
 int32_t Residual(const float* e, int n, int64_t stop_at) {
   // sum = truncate(sum + d) with sum whole and d >= 0 equals sum + whole(d)
   // unless rounding the double sum carries it to the next whole number, which
