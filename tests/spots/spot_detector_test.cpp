@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <cmath>
 
 #include "spots/spot_params.h"
 #include "spots/spots_messages.h"
@@ -92,6 +93,45 @@ TEST(SpotDetector, TinyTemplateResidualUsesWholeMaskAndDivisor89) {
   EXPECT_EQ(fit.r, 5);  // 4 without the guard ring, 6 with the divisor 73
   // A below q / 2: the residual is not computed.
   EXPECT_EQ(FitPixel(px.data(), 21, 10, 10, tmpl, 5).r, 0);
+}
+
+// The residual as described, step by step: float block, row-major, the
+// running sum truncated after every addition, divisor 89.
+int32_t PlainResidual(const uint16_t* px, int32_t w, int32_t x, int32_t y, const SpotTemplate& tmpl,
+                      float b, float span) {
+  int64_t sum = 0;
+  for (int r = 0; r < 11; ++r)
+    for (int c = 0; c < 11; ++c) {
+      if (kZoneMask[r * 11 + c] == 0) continue;
+      const float v = px[(y - 5 + r) * w + x - 5 + c];
+      const float e = static_cast<float>(tmpl[r * 11 + c]) - ((v - b) * 100.0f) / span;
+      sum = static_cast<int64_t>(static_cast<double>(sum) + static_cast<double>(e) * e);
+    }
+  return static_cast<int32_t>(0.1 * std::sqrt(static_cast<double>(sum) / 89.0));
+}
+
+TEST(SpotDetector, ResidualMatchesStepByStepSumOnRandomBlocks) {
+  Rng rng(21);
+  const SpotTemplate tmpl = MakeSpotTemplate(250, 100);
+  int checked = 0;
+  for (int k = 0; k < 4000; ++k) {
+    const double background = rng.Uniform() < 0.2 ? 30000 * rng.Uniform() : 200 * rng.Uniform();
+    const double height = rng.Uniform() * (rng.Uniform() < 0.5 ? 40 : 3000);
+    const auto px = testing::MakeFrame(11, 11, background, {{5 + rng.Uniform() - 0.5, 5, height}},
+                                       0.6 + rng.Uniform(), 1 + static_cast<uint64_t>(k));
+    const PixelFit fit = FitPixel(px.data(), 11, 5, 5, tmpl, 1);
+    if (fit.A < 1) continue;  // no residual computed
+    int64_t ring = 0, cross = 0;
+    for (int i = 0; i < 121; ++i) {
+      if (kZoneMask[i] == 1) ring += px[i];
+      if (kZoneMask[i] == 4) cross += px[i];
+    }
+    const float b = static_cast<float>(ring) / 32.0f;
+    const float p = static_cast<float>(0.2 * cross);
+    EXPECT_EQ(fit.r, PlainResidual(px.data(), 11, 5, 5, tmpl, b, p - b)) << k;
+    ++checked;
+  }
+  EXPECT_GT(checked, 1000);
 }
 
 TEST(SpotDetector, FlatAndTooSmallFrames) {
