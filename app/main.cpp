@@ -1,15 +1,66 @@
 // lumetra: the desktop program. Optional argument: a record to open.
+// Hidden options for documentation and checks: --frame N, --region L,T,R,B,
+// --line X0,Y0,X1,Y1 and --screenshot FILE (saves the window after it has
+// been shown and quits).
 #include <QApplication>
+#include <QCommandLineParser>
+#include <QTimer>
 
 #include "app/main_form.h"
+
+namespace {
+
+std::vector<int> Numbers(const QString& text) {
+  std::vector<int> out;
+  for (const QString& part : text.split(QLatin1Char(','))) {
+    bool ok = false;
+    const int v = part.trimmed().toInt(&ok);
+    if (!ok) return {};
+    out.push_back(v);
+  }
+  return out;
+}
+
+QCommandLineOption Hidden(const QString& name, const QString& value) {
+  QCommandLineOption o(name, QString(), value);
+  o.setFlags(QCommandLineOption::HiddenFromHelp);
+  return o;
+}
+
+}  // namespace
 
 int main(int argc, char** argv) {
   QApplication app(argc, argv);
   QApplication::setApplicationName(QStringLiteral("Lumetra32"));
   QApplication::setOrganizationName(QStringLiteral("Lumetra"));
+
+  QCommandLineParser parser;
+  parser.setApplicationDescription(QStringLiteral("Lumetra: single-molecule fluorescence records"));
+  parser.addHelpOption();
+  parser.addPositionalArgument(QStringLiteral("record"), QStringLiteral("an .xkv record to open"));
+  const QCommandLineOption frame = Hidden(QStringLiteral("frame"), QStringLiteral("N"));
+  const QCommandLineOption region = Hidden(QStringLiteral("region"), QStringLiteral("L,T,R,B"));
+  const QCommandLineOption line = Hidden(QStringLiteral("line"), QStringLiteral("X0,Y0,X1,Y1"));
+  const QCommandLineOption shot = Hidden(QStringLiteral("screenshot"), QStringLiteral("FILE"));
+  parser.addOptions({frame, region, line, shot});
+  parser.process(app);
+
   lumetra::TMainForm form;
   form.show();
-  const QStringList args = QApplication::arguments();
-  if (args.size() > 1) form.OpenRecord(args.at(1));
+  const QStringList paths = parser.positionalArguments();
+  if (!paths.isEmpty() && form.OpenRecord(paths.first())) {
+    if (parser.isSet(frame)) form.FrameTrackBarChange(parser.value(frame).toInt());
+    const std::vector<int> r = Numbers(parser.value(region));
+    if (r.size() == 4) form.SetRegion(lumetra::Region{r[0], r[1], r[2], r[3], true});
+    const std::vector<int> l = Numbers(parser.value(line));
+    if (l.size() == 4) form.SetLine(lumetra::ProfileLine{l[0], l[1], l[2], l[3]});
+  }
+  if (parser.isSet(shot)) {
+    const QString file = parser.value(shot);
+    QTimer::singleShot(1500, &form, [&form, file] {
+      form.grab().save(file);
+      QApplication::quit();
+    });
+  }
   return app.exec();
 }

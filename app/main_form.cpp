@@ -1,51 +1,98 @@
 #include "app/main_form.h"
 
 #include <QAction>
+#include <QCloseEvent>
+#include <QDragEnterEvent>
+#include <QDropEvent>
 #include <QFileDialog>
 #include <QFileInfo>
 #include <QInputDialog>
 #include <QLabel>
-#include <QMenuBar>
-#include <QPixmap>
-#include <QScrollArea>
+#include <QMenu>
+#include <QMimeData>
+#include <QSettings>
 #include <QSlider>
 #include <QStatusBar>
-#include <QToolBar>
 #include <QVBoxLayout>
 
+#include "app/app_messages.h"
+#include "app/image_view.h"
+#include "app/qt_text.h"
 #include "common/file_handle.h"
 #include "common/text_format.h"
 #include "record/record_messages.h"
 #include "record/xkv_writer.h"
+#include "settings/settings_messages.h"
 
 namespace lumetra {
+namespace {
+
+constexpr int kMaxRecentFiles = 8;
+const char* const kRecentKey = "RecentFiles";
+const char* const kGeometryKey = "MainWindow/geometry";
+
+bool IsXkvPath(const QString& path) {
+  return path.endsWith(QStringLiteral(".xkv"), Qt::CaseInsensitive);
+}
+
+}  // namespace
 
 TMainForm::TMainForm(QWidget* parent) : QMainWindow(parent), reporter_(this, nullptr) {
-  setWindowTitle(QStringLiteral("Lumetra32"));
-  auto* status = statusBar();
-  reporter_ = QtReporter(this, status);
+  setWindowTitle(Q(kProgramTitle));
+  setAcceptDrops(true);
+  reporter_ = QtReporter(this, statusBar());
+  // Every frame-sized buffer is allocated here once, for the largest frame.
+  store_ = RecordStore::Create(reporter_);
+  BuildLayout();
+  InstallDialogs();
+  BuildMenus();
+  RebuildPalette();
+  RefreshMenus();
+  resize(820, 720);
+  restoreGeometry(QSettings().value(kGeometryKey).toByteArray());
+
+  // The open timer reads "Lumetra.ini" once the window is up.
+  OpenTimer.setSingleShot(true);
+  connect(&OpenTimer, &QTimer::timeout, this, &TMainForm::OpenTimerTimer);
+  OpenTimer.start(0);
+}
+
+void TMainForm::BuildLayout() {
   frame_panel_ = new QLabel(this);
   time_panel_ = new QLabel(this);
-  status->addPermanentWidget(frame_panel_);
-  status->addPermanentWidget(time_panel_);
-
-  store_ = RecordStore::Create(reporter_);
+  region_panel_ = new QLabel(this);
+  cursor_panel_ = new QLabel(this);
+  for (QLabel* panel : {cursor_panel_, region_panel_, frame_panel_, time_panel_})
+    statusBar()->addPermanentWidget(panel);
 
   auto* central = new QWidget(this);
   auto* layout = new QVBoxLayout(central);
-  view_ = new QLabel;
-  view_->setAlignment(Qt::AlignLeft | Qt::AlignTop);
-  scroll_ = new QScrollArea;
-  scroll_->setWidget(view_);
-  scroll_->setWidgetResizable(true);
+  layout->setContentsMargins(0, 0, 0, 0);
+  layout->setSpacing(2);
+  view_ = new ImageView;
+  view_->SetHint(Q(kOpenHint));
   FrameTrackBar = new QSlider(Qt::Horizontal);
   FrameTrackBar->setObjectName(QStringLiteral("FrameTrackBar"));
   FrameTrackBar->setRange(0, 0);
-  layout->addWidget(scroll_, 1);
+  FrameTrackBar->installEventFilter(this);
+  layout->addWidget(view_, 1);
   layout->addWidget(FrameTrackBar);
   setCentralWidget(central);
-  connect(FrameTrackBar, &QSlider::valueChanged, this, &TMainForm::FrameTrackBarChange);
+  view_->setFocus();
+  reporter_.show_notice = [this](const QString& t) { view_->ShowNotice(t); };
 
+  connect(FrameTrackBar, &QSlider::valueChanged, this, &TMainForm::FrameTrackBarChange);
+  connect(view_, &ImageView::KeyPressed, this,
+          [this](int key, Qt::KeyboardModifiers mods, const QString&) { FormKeyDown(key, mods); });
+  connect(view_, &ImageView::RegionDrawn, this, &TMainForm::SetRegion);
+  connect(view_, &ImageView::LineDrawn, this, &TMainForm::SetLine);
+  connect(view_, &ImageView::CursorMoved, this, &TMainForm::ShowCursorReadout);
+  connect(view_, &ImageView::ZoomStepRequested, this,
+          [this](int step) { ApplyZoom(settings_.values().Zoom + step); });
+  connect(&play_timer_, &QTimer::timeout, this, &TMainForm::PlayTick);
+}
+
+void TMainForm::InstallDialogs() {
   AskText = [this](const QString& title, const QString& prompt,
                    const QString& text) -> std::optional<QString> {
     bool ok = false;
@@ -53,96 +100,103 @@ TMainForm::TMainForm(QWidget* parent) : QMainWindow(parent), reporter_(this, nul
     if (!ok) return std::nullopt;
     return typed;
   };
-  BuildMenus();
-  resize(760, 680);
+  AskOpenFile = [this](const QString& title, const QString& filter) {
+    return QFileDialog::getOpenFileName(this, title, last_folder_, filter);
+  };
+  AskSaveFile = [this](const QString& title, const QString& filter, const QString& suffix) {
+    QFileDialog dialog(this, title, last_folder_, filter);
+    dialog.setAcceptMode(QFileDialog::AcceptSave);
+    dialog.setDefaultSuffix(suffix);
+    return dialog.exec() == QDialog::Accepted && !dialog.selectedFiles().isEmpty()
+               ? dialog.selectedFiles().first()
+               : QString();
+  };
 }
 
 TMainForm::~TMainForm() = default;
 
-void TMainForm::BuildMenus() {
-  QMenu* file = menuBar()->addMenu(QStringLiteral("&File"));
-  QAction* open =
-      file->addAction(QStringLiteral("Open Data File (xkv)"), this, &TMainForm::OpenClick);
-  open->setShortcut(QKeySequence(Qt::CTRL | Qt::Key_O));
-  file->addAction(QString::fromUtf8(kSaveFrameTitle.data(), kSaveFrameTitle.size()), this,
-                  &TMainForm::SaveAsClick);
-  file->addSeparator();
-  file->addAction(QStringLiteral("E&xit"), this, &QWidget::close);
-
-  QMenu* play = menuBar()->addMenu(QStringLiteral("&Play"));
-  UsePartOfRecord =
-      play->addAction(QStringLiteral("Use Part of Record"), this, &TMainForm::UsePartOfRecordClick);
-  UsePartOfRecord->setCheckable(true);
-  SelectPartOfRec = play->addMenu(QStringLiteral("Select Part of Record"));
-  SelectPartOfRec->addAction(QStringLiteral("Select First Frame"), this,
-                             &TMainForm::SelectFirstFrameClick);
-  SelectPartOfRec->addAction(QStringLiteral("Select Last Frame"), this,
-                             &TMainForm::SelectLastFrameClick);
-  SelectPartOfRec->setEnabled(false);
-
-  QToolBar* bar = addToolBar(QStringLiteral("Frames"));
-  bar->addAction(QStringLiteral("|<"), this, &TMainForm::FirstFrameClick)
-      ->setToolTip(QStringLiteral("First frame"));
-  bar->addAction(QStringLiteral("<"), this, &TMainForm::PrevFrClick)
-      ->setToolTip(QStringLiteral("Previous frame"));
-  bar->addAction(QStringLiteral(">"), this, &TMainForm::NextFrClick)
-      ->setToolTip(QStringLiteral("Next frame"));
+QAction* TMainForm::MenuItem(const QString& name) const {
+  const auto it = items_.find(name);
+  return it == items_.end() ? nullptr : it->second;
 }
 
 bool TMainForm::OpenRecord(const QString& path) {
-  if (!store_ || !store_->Open(path.toStdString(), reporter_)) return false;
-  setWindowTitle(QString::fromStdString(store_->Caption()));
+  if (Playing()) EndPlayback();
+  if (!store_ || !store_->Open(S(path), reporter_)) return false;
+  setWindowTitle(Q(store_->Caption()));
+  region_ = Region{};  // a new record starts without a region
+  view_->SetRegion(region_);
+  if (line_shown_) {
+    // Keep the line's ends inside the new frame.
+    const int32_t mx = std::max(0, store_->Width() - 1), my = std::max(0, store_->Height() - 1);
+    SetLine(ProfileLine{std::min(line_.x0, mx), std::min(line_.y0, my), std::min(line_.x1, mx),
+                        std::min(line_.y1, my)});
+  }
+  region_panel_->clear();
+  RebuildPalette();
   moving_track_bar_ = true;
   FrameTrackBar->setRange(0, std::max(0, store_->FrameCount() - 1));
   FrameTrackBar->setValue(0);
   moving_track_bar_ = false;
+  AddRecentFile(QFileInfo(path).absoluteFilePath());
+  last_folder_ = QFileInfo(path).absolutePath();
+  RefreshMenus();
   ShowFrame();
   return true;
 }
 
 void TMainForm::OpenClick() {
-  const QString path = QFileDialog::getOpenFileName(
-      this, QString::fromUtf8(kOpenDialogTitle.data(), kOpenDialogTitle.size()), QString(),
-      QStringLiteral("XKV Data Files (*.xkv);;All Files (*)"));
+  const QString path = AskOpenFile(Q(kOpenDialogTitle), Q(kXkvFilter));
   if (path.isEmpty()) return;
   OpenRecord(path);
 }
 
 void TMainForm::SaveAsClick() {
   if (!store_ || !store_->RecordLoaded() || store_->CurrentFrame() < 0) return;
-  const QString path = QFileDialog::getSaveFileName(
-      this, QString::fromUtf8(kSaveFrameTitle.data(), kSaveFrameTitle.size()), QString(),
-      QStringLiteral("XKV Data Files (*.xkv)"));
+  const QString path = AskSaveFile(Q(kSaveFrameTitle), Q(kXkvSaveFilter), QStringLiteral("xkv"));
   if (path.isEmpty()) return;
-  FileHandle out = OpenFile(path.toStdString(), "wb");
-  if (!out) {
-    reporter_.Modal("Can not Open File for Writing");
+  if (QFileInfo(path).absoluteFilePath() ==
+      QFileInfo(Q(store_->RecordFileName())).absoluteFilePath()) {
+    reporter_.Modal(kCanNotOpenForWriting);  // never overwrite the open record
     return;
   }
-  WriteXKVFrame(out.get(), store_->Prm(), store_->Add(), store_->FrameBuffer(),
-                FrameWriteOptions{});
+  FileHandle out = OpenFile(S(path), "wb");
+  if (!out) {
+    reporter_.Modal(kCanNotOpenForWriting);
+    return;
+  }
+  FrameWriteOptions options;
+  options.region = region_;
+  options.save_2bytes = SaveXKV_2bytes->isChecked();
+  bool ok = WriteXKVFrame(out.get(), store_->Prm(), store_->Add(), store_->FrameBuffer(), options);
+  ok = std::fclose(out.release()) == 0 && ok;
+  if (!ok) {
+    reporter_.Modal(kFileWriteError);
+    return;
+  }
+  reporter_.Status(S(Q(kFrameSavedAs).arg(store_->CurrentFrame()).arg(path)));
 }
 
 void TMainForm::NextFrClick() {
-  if (!store_) return;
+  if (!store_ || !store_->RecordLoaded()) return;
   store_->NextFrame(reporter_);
   ShowFrame();
 }
 
 void TMainForm::PrevFrClick() {
-  if (!store_) return;
+  if (!store_ || !store_->RecordLoaded()) return;
   store_->PrevFrame(reporter_);
   ShowFrame();
 }
 
 void TMainForm::FirstFrameClick() {
-  if (!store_) return;
+  if (!store_ || !store_->RecordLoaded()) return;
   store_->FirstFrame(reporter_);
   ShowFrame();
 }
 
 void TMainForm::FrameTrackBarChange(int position) {
-  if (moving_track_bar_ || !store_) return;
+  if (moving_track_bar_ || !store_ || Playing()) return;
   store_->GoToFrame(position, reporter_);
   ShowFrame();
 }
@@ -154,19 +208,15 @@ void TMainForm::UsePartOfRecordClick() {
 }
 
 void TMainForm::SelectFirstFrameClick() {
-  const auto typed =
-      AskText(QString::fromUtf8(kSelectFirstFrameTitle.data(), kSelectFirstFrameTitle.size()),
-              QString::fromUtf8(kSelectFramePrompt.data(), kSelectFramePrompt.size()),
-              QString::number(store_->SelFirstFrame()));
-  if (typed) store_->SetSelFirstFrameText(typed->toStdString(), reporter_);
+  const auto typed = AskText(Q(kSelectFirstFrameTitle), Q(kSelectFramePrompt),
+                             QString::number(store_->SelFirstFrame()));
+  if (typed) store_->SetSelFirstFrameText(S(*typed), reporter_);
 }
 
 void TMainForm::SelectLastFrameClick() {
-  const auto typed =
-      AskText(QString::fromUtf8(kSelectLastFrameTitle.data(), kSelectLastFrameTitle.size()),
-              QString::fromUtf8(kSelectFramePrompt.data(), kSelectFramePrompt.size()),
-              QString::number(store_->SelLastFrame()));
-  if (typed) store_->SetSelLastFrameText(typed->toStdString(), reporter_);
+  const auto typed = AskText(Q(kSelectLastFrameTitle), Q(kSelectFramePrompt),
+                             QString::number(store_->SelLastFrame()));
+  if (typed) store_->SetSelLastFrameText(S(*typed), reporter_);
 }
 
 QString TMainForm::FramePanelText() const {
@@ -174,29 +224,105 @@ QString TMainForm::FramePanelText() const {
 }
 
 QString TMainForm::TimePanelText() const {
-  return QStringLiteral("Time=%1 s")
-      .arg(QString::fromStdString(FormatGeneral(store_ ? store_->CurrentTimeS() : 0.0)));
+  return QStringLiteral("Time=%1 s").arg(Q(FormatGeneral(store_ ? store_->CurrentTimeS() : 0.0)));
 }
 
-// Grey levels over the record's count range; the false-colour palettes
-// replace this with their own table.
+QString TMainForm::RegionPanelText() const {
+  return region_panel_->text();
+}
+
+const QImage& TMainForm::FrameImage() const {
+  if (!image_stale_ || !store_ || !store_->RecordLoaded() || store_->FrameCount() == 0)
+    return image_;
+  const int32_t w = store_->Width(), h = store_->Height();
+  if (image_.width() != w || image_.height() != h) image_ = QImage(w, h, QImage::Format_RGB32);
+  painter_.Paint(store_->FrameBuffer(), w, FrameRect{0, 0, w, h}, 1,
+                 reinterpret_cast<uint32_t*>(image_.bits()), image_.bytesPerLine() / 4);
+  image_stale_ = false;
+  return image_;
+}
+
 void TMainForm::ShowFrame() {
-  if (!store_ || !store_->RecordLoaded()) return;
-  const int w = store_->Width(), h = store_->Height();
-  const int top = std::max(1, store_->MaxLevel() - 1);
-  image_ = QImage(w, h, QImage::Format_Grayscale8);
-  const uint16_t* px = store_->FrameBuffer();
-  for (int y = 0; y < h; ++y) {
-    uchar* row = image_.scanLine(y);
-    for (int x = 0; x < w; ++x)
-      row[x] = static_cast<uchar>(std::min(255, px[static_cast<size_t>(y) * w + x] * 255 / top));
+  // A record without a readable frame shows the hint, not a stale buffer.
+  if (!store_ || !store_->RecordLoaded() || store_->FrameCount() == 0) {
+    view_->SetFrame(nullptr, 0, 0, nullptr);
+    return;
   }
-  view_->setPixmap(QPixmap::fromImage(image_));
+  // The chain can raise MaxLevel on a deeper frame: the table follows it.
+  if (static_cast<int32_t>(palette_.size()) != store_->MaxLevel()) RebuildPalette();
+  const int32_t w = store_->Width(), h = store_->Height();
+  image_stale_ = true;
+  view_->SetFrame(store_->FrameBuffer(), w, h, &painter_);
+  const auto lines = HeaderInfoLines(store_->Prm(), store_->Add());
+  view_->SetInfoLines({Q(lines[0]), Q(lines[1]), Q(lines[2])});
+  view_->SetTimeText(QStringLiteral("t=%1 s").arg(Q(FormatFixed(store_->CurrentTimeS(), 3))));
+  view_->SetScaleBar(settings_.values().ScaleBarSize, store_->Prm().ScaleX);
   frame_panel_->setText(FramePanelText());
   time_panel_->setText(TimePanelText());
   moving_track_bar_ = true;
   FrameTrackBar->setValue(std::max(0, store_->CurrentFrame()));
   moving_track_bar_ = false;
+  if (region_.active) UpdateRegionReadout();
+  emit FrameShown();
+}
+
+void TMainForm::RefreshMenus() {
+  const bool frame = store_ && store_->RecordLoaded() && store_->FrameCount() > 0;
+  for (QAction* a : need_frame_) a->setEnabled(frame && !Playing());
+  // During playback only Stop works; stepping would break the played sequence.
+  if (QAction* stop = MenuItem(QStringLiteral("Stop"))) stop->setEnabled(Playing());
+}
+
+void TMainForm::closeEvent(QCloseEvent* event) {
+  stop_ = true;
+  if (Playing()) EndPlayback();
+  QSettings().setValue(kGeometryKey, saveGeometry());
+  QMainWindow::closeEvent(event);
+}
+
+void TMainForm::dragEnterEvent(QDragEnterEvent* event) {
+  if (!event->mimeData()->hasUrls()) return;
+  for (const QUrl& url : event->mimeData()->urls()) {
+    if (url.isLocalFile() && IsXkvPath(url.toLocalFile())) {
+      event->acceptProposedAction();
+      return;
+    }
+  }
+}
+
+void TMainForm::dropEvent(QDropEvent* event) {
+  for (const QUrl& url : event->mimeData()->urls()) {
+    if (url.isLocalFile() && IsXkvPath(url.toLocalFile())) {
+      event->acceptProposedAction();
+      OpenRecord(url.toLocalFile());
+      return;
+    }
+  }
+  reporter_.Warning(kNotAnXkvFile);
+}
+
+QStringList TMainForm::RecentFiles() const {
+  return QSettings().value(kRecentKey).toStringList();
+}
+
+void TMainForm::AddRecentFile(const QString& path) {
+  QStringList files = RecentFiles();
+  files.removeAll(path);
+  files.prepend(path);
+  while (files.size() > kMaxRecentFiles) files.removeLast();
+  QSettings().setValue(kRecentKey, files);
+  RebuildRecentMenu();
+}
+
+void TMainForm::RebuildRecentMenu() {
+  recent_menu_->clear();
+  const QStringList files = RecentFiles();
+  for (int i = 0; i < files.size(); ++i) {
+    const QString path = files[i];
+    QAction* a = recent_menu_->addAction(QStringLiteral("&%1 %2").arg(i + 1).arg(path));
+    connect(a, &QAction::triggered, this, [this, path] { OpenRecord(path); });
+  }
+  recent_menu_->setEnabled(!files.isEmpty());
 }
 
 }  // namespace lumetra

@@ -1,23 +1,37 @@
 // The main window: owns the open record and everything the tool windows read
-// (record store, current frame, header), and the menu handlers that drive it.
+// (record store, current frame and header, palette, region, profile line,
+// settings), the menu handlers that drive them, playback and the keys.
+// Handlers are thin: they ask for input, call the core and show its messages.
 #pragma once
 
 #include <QImage>
 #include <QMainWindow>
+#include <QTimer>
+#include <atomic>
 #include <functional>
+#include <map>
 #include <memory>
 #include <optional>
+#include <vector>
 
 #include "app/qt_reporter.h"
+#include "common/region.h"
+#include "display/frame_painter.h"
+#include "display/key_commands.h"
+#include "display/palette.h"
+#include "record/playback.h"
 #include "record/record_store.h"
+#include "settings/settings_model.h"
 
 class QLabel;
 class QSlider;
-class QScrollArea;
 class QAction;
+class QActionGroup;
 class QMenu;
 
 namespace lumetra {
+
+class ImageView;
 
 class TMainForm : public QMainWindow {
   Q_OBJECT
@@ -26,18 +40,62 @@ class TMainForm : public QMainWindow {
   explicit TMainForm(QWidget* parent = nullptr);
   ~TMainForm() override;
 
-  // Opens a record without a dialog (start-up argument, drops, tests).
+  // Opens a record without a dialog (start-up argument, drops, recent files, tests).
   bool OpenRecord(const QString& path);
 
   RecordStore* Store() { return store_.get(); }
   QtReporter& Messages() { return reporter_; }
-  const QImage& FrameImage() const { return image_; }
+  const SettingsModel& SettingsState() const { return settings_; }
+  // For the tool windows whose own setters keep their keys in the same model
+  // (tracking and step settings); call SettingsWereChanged() afterwards.
+  SettingsModel& SettingsState() { return settings_; }
+  void SettingsWereChanged() { emit SettingsChanged(); }
+  const Settings& CurrentSettings() const { return settings_.values(); }
+  // The current frame through the palette at zoom 1, as last shown (painted
+  // when asked for, into the same image while the frame size stays).
+  const QImage& FrameImage() const;
+  const std::vector<uint32_t>& Palette() const { return palette_; }
+  int32_t PaletteType() const { return palette_type_; }
+  const Region& UserRegion() const { return region_; }
+  const ProfileLine& Line() const { return line_; }
+  ImageView* View() { return view_; }
   QString FramePanelText() const;
   QString TimePanelText() const;
+  QString RegionPanelText() const;
+  QStringList RecentFiles() const;
+  bool Playing() const { return playback_ != nullptr; }
+  // The flag Esc sets; playback and batch loops poll it.
+  const std::atomic<bool>& StopFlag() const { return stop_; }
+  // A menu item by its control name ("SetFWHM", "RYWpal", "SaveAs"), for captions and tests.
+  QAction* MenuItem(const QString& name) const;
 
-  // Every input box of the window goes through here (title, prompt, offered
-  // text -> typed text, or nothing when cancelled); tests script it.
-  std::function<std::optional<QString>(const QString&, const QString&, const QString&)> AskText;
+  // Analyses that see every frame of the next playback (not owned).
+  void SetPlaybackConsumers(std::vector<FrameConsumer*> consumers) {
+    consumers_ = std::move(consumers);
+  }
+  void SetRegion(const Region& region);
+  void SetLine(const ProfileLine& line);
+
+  // Every input box and file dialog of the window goes through these, so tests
+  // can script them. Cancel gives nothing / an empty path.
+  std::function<std::optional<QString>(const QString& title, const QString& prompt,
+                                       const QString& text)>
+      AskText;
+  std::function<QString(const QString& title, const QString& filter)> AskOpenFile;
+  std::function<QString(const QString& title, const QString& filter, const QString& suffix)>
+      AskSaveFile;
+
+ signals:
+  // A frame was read and shown (also every frame of a playback).
+  void FrameShown();
+  void PlaybackFinished(bool completed);
+  // A setting changed (a Settings menu command or the settings file).
+  void SettingsChanged();
+  // The region moved, changed size, or was drawn or cleared (the region window follows it).
+  void RegionChanged();
+  // Keys meant for the single-particle window and the region window.
+  void SpotWindowCommandRequested(lumetra::SpotWindowCommand command);
+  void BeadViewsRequested(int bead_index);
 
  public slots:
   void OpenClick();
@@ -49,21 +107,100 @@ class TMainForm : public QMainWindow {
   void UsePartOfRecordClick();
   void SelectFirstFrameClick();
   void SelectLastFrameClick();
+  void PlayClick();
+  void StopClick();
+  void ZoomInClick();
+  void ZoomOutClick();
+  void ZoomOneClick();
+  void RYWpalClick();
+  void BGYRpalClick();
+  void GreyPalClick();
+  void GreenPalClick();
+  void RedPalClick();
+  void SetFWHMClick();
+  void SetStepClick();
+  void SetVelocityStepClick();
+  void RunningBufferSizeSetClick();
+  void ProfileWidthClick();
+  void SetScaleBarSizeClick();
+  void SetPrintZoomClick();
+  void SetLocalBackgrClick();
+  void SetSharpStrengthClick();
+  void Shift68Click();
+  void ReadSettingsFileClick();
+  void SaveSettingsClick();
+  // The key handler of the window and its track bar; Qt key codes. True when
+  // the key was one of the window's own (arrows, keypad plus and minus, Esc...).
+  bool FormKeyDown(int qt_key, Qt::KeyboardModifiers modifiers);
+  // Fires once after start-up: reads "Lumetra.ini" silently when present.
+  void OpenTimerTimer();
+
+ protected:
+  void closeEvent(QCloseEvent* event) override;
+  void dragEnterEvent(QDragEnterEvent* event) override;
+  void dropEvent(QDropEvent* event) override;
+  bool eventFilter(QObject* watched, QEvent* event) override;
 
  private:
+  void BuildLayout();
+  void InstallDialogs();
   void BuildMenus();
+  void BuildFileMenu();
+  void BuildPlayMenu();
+  void BuildViewMenu();
+  void BuildPaletteMenu();
+  void BuildSettingsMenu();
   void ShowFrame();
+  void RefreshMenus();
+  void RebuildPalette();
+  void ChoosePalette(int32_t type);
+  void RunSettingCommand(SettingCommand command);
+  void RefreshSettingCaptions();
+  void ApplyZoom(int32_t zoom);
+  void PlayTick();
+  void EndPlayback();
+  void UpdateRegionReadout();
+  void ShowCursorReadout(int x, int y);
+  void AddRecentFile(const QString& path);
+  void RebuildRecentMenu();
 
   std::unique_ptr<RecordStore> store_;
   QtReporter reporter_;
-  QImage image_;
-  QLabel* view_ = nullptr;
-  QScrollArea* scroll_ = nullptr;
+  SettingsModel settings_;
+  std::vector<uint32_t> palette_;
+  int32_t palette_type_ = kPaletteRYW;
+  FramePainter painter_;
+  mutable QImage image_;
+  mutable bool image_stale_ = true;
+  QString last_folder_;  // where the open dialog starts: the folder of the last record
+  Region region_;
+  ProfileLine line_;
+  bool line_shown_ = false;
+  std::atomic<bool> stop_{false};
+  std::unique_ptr<Playback> playback_;
+  std::vector<FrameConsumer*> consumers_;
+  QTimer play_timer_;
+  QTimer OpenTimer;
+  // Keys of windows that are not open yet: the single-particle window and bead tracks.
+  bool spot_window_open_ = false;
+  bool show_beads_ = false;
+  int32_t bead_index_ = 0;
+  int32_t bead_count_ = 0;
+
+  ImageView* view_ = nullptr;
   QSlider* FrameTrackBar = nullptr;
   QLabel* frame_panel_ = nullptr;
   QLabel* time_panel_ = nullptr;
-  QAction* UsePartOfRecord = nullptr;
+  QLabel* region_panel_ = nullptr;
+  QLabel* cursor_panel_ = nullptr;
+  QMenu* view_menu_ = nullptr;
+  QMenu* recent_menu_ = nullptr;
   QMenu* SelectPartOfRec = nullptr;
+  QAction* UsePartOfRecord = nullptr;
+  QAction* SaveXKV_2bytes = nullptr;
+  QActionGroup* palette_group_ = nullptr;
+  std::map<QString, QAction*> items_;  // menu items by control name
+  std::vector<QAction*> need_frame_;   // items usable only once a frame is shown
   bool moving_track_bar_ = false;
 };
 

@@ -15,10 +15,14 @@ void QtReporter::Report(MessageKind kind, std::string_view text) {
         QMessageBox::information(parent_, QStringLiteral("Lumetra32"), t);
       break;
     case MessageKind::kWarning:
+      // The alert line stays until the next message replaces it.
       if (status_) status_->showMessage(t);
       break;
     case MessageKind::kNotice:
-      if (status_) status_->showMessage(t, 3000);
+      if (show_notice)
+        show_notice(t);
+      else if (status_)
+        status_->showMessage(t, 3000);
       break;
     case MessageKind::kStatus:
       if (status_) status_->showMessage(t, 2000);

@@ -20,6 +20,8 @@ class QtReporter final : public Reporter {
 
   // Tests replace the message box with a collector.
   std::function<void(const QString&)> show_modal;
+  // Where notices are drawn (the image area); the status bar when unset.
+  std::function<void(const QString&)> show_notice;
 
  private:
   QWidget* parent_;

@@ -45,11 +45,17 @@ int RunInfo(const std::vector<std::string>& args);
 int RunFrame(const std::vector<std::string>& args);
 int RunSimulate(const std::vector<std::string>& args);
 int RunBench(const std::vector<std::string>& args);
+int RunPlot(const std::vector<std::string>& args);
 int RunRender(const std::vector<std::string>& args);
 int RunTrack(const std::vector<std::string>& args);
 int RunEval(const std::vector<std::string>& args);
 
 // bench display FILE.xkv (cli/bench_display.cpp).
 int BenchDisplay(const std::string& path, int repeats);
+int RunExport(const std::vector<std::string>& args);
+int RunFuse(const std::vector<std::string>& args);
+int RunImport(const std::vector<std::string>& args);
+// bench export: the record transforms and the temporal median (cli/bench_export.cpp).
+int BenchExport(const std::string& path, int repeats, const std::string& out_dir);
 
 }  // namespace lumetra::cli

@@ -4,6 +4,7 @@
 #include <chrono>
 #include <cstdio>
 #include <ctime>
+#include <filesystem>
 #include <iostream>
 #include <memory>
 #include <vector>
@@ -219,11 +220,15 @@ int RunBench(const std::vector<std::string>& args) {
               "in the same run. KIND: read (open the record and read every frame through\n"
               "the store, against a plain sequential read of the file); display (palette\n"
               "lookup of 512 x 512 and 2048 x 2048 frames into an image, against copying it);\n"
-              "track (spot detection, linking and the second pass, against an 11 x 11 box sum\n"
-              "over every pixel).");
-  p.Positional("KIND", "what to measure: read, display or track")
+              "export (the record transforms and the temporal median, against reading\n"
+              "through the store and against writing every frame unchanged); track (spot\n"
+              "detection, linking and the second pass, against an 11 x 11 box sum over\n"
+              "every pixel).");
+  p.Positional("KIND", "what to measure: read, display, export or track")
       .Positional("FILE.xkv", "the record (make one with 'lumetra-cli simulate')")
-      .Option("repeats", "N", "runs to take the median of", "5");
+      .Option("repeats", "N", "runs to take the median of", "5")
+      .Option("out-dir", "DIR", "export: where the outputs are written (and removed)",
+              std::filesystem::temp_directory_path().string());
   if (auto code = ParseOrExit(p, args)) return *code;
   std::string error;
   int64_t repeats = 5;
@@ -231,8 +236,10 @@ int RunBench(const std::vector<std::string>& args) {
   repeats = std::clamp<int64_t>(repeats, 1, 100);
   if (p.Arg(0) == "read") return BenchRead(p.Arg(1), static_cast<int>(repeats));
   if (p.Arg(0) == "display") return BenchDisplay(p.Arg(1), static_cast<int>(repeats));
+  if (p.Arg(0) == "export")
+    return BenchExport(p.Arg(1), static_cast<int>(repeats), p.Value("out-dir"));
   if (p.Arg(0) == "track") return BenchTrack(p.Arg(1), static_cast<int>(repeats));
-  return Fail("bench", "unknown KIND '" + p.Arg(0) + "' (read, display, track)", 2);
+  return Fail("bench", "unknown KIND '" + p.Arg(0) + "' (read, display, export, track)", 2);
 }
 
 }  // namespace lumetra::cli

@@ -48,9 +48,9 @@ inline constexpr std::string_view kViewCaption = "View";
 
 // The settings file.
 inline constexpr std::string_view kDefaultIniName = "Lumetra.ini";
+// Settings dialogs: filter in "name|pattern" pairs and the extension added to a bare name.
 inline constexpr std::string_view kIniFilter = "INI file|*.ini";
 inline constexpr std::string_view kIniDefaultExt = "ini";
-inline constexpr std::string_view kIniFileNamePattern = "*.ini";
 inline constexpr std::string_view kReadSettingsCaption = "Read Settings (INI)";
 inline constexpr std::string_view kSaveSettingsCaption = "Save Settings (INI)";
 inline constexpr std::string_view kCanNotOpenForWriting = "Can not Open File for Writing";

@@ -121,6 +121,9 @@ class SettingsModel {
   SettingsModel() : captions_(StartCaptions(values_)) {}
 
   const Settings& values() const { return values_; }
+  // For the setters of the tracking and step windows, whose keys live here
+  // too but whose input boxes belong to those windows.
+  Settings& mutable_values() { return values_; }
   const MenuCaptions& captions() const { return captions_; }
 
   // A Settings menu command with the typed text; the caption follows an accepted value.

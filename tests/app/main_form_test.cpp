@@ -3,21 +3,12 @@
 
 #include <gtest/gtest.h>
 
-#include <QApplication>
-
-#include "record/simulator.h"
-#include "tests/support/xkv_builder.h"
+#include "tests/app/app_fixture.h"
 
 namespace lumetra {
 namespace {
 
-QApplication& App() {
-  static int argc = 1;
-  static char name[] = "app_tests";
-  static char* argv[] = {name, nullptr};
-  static QApplication app(argc, argv);
-  return app;
-}
+using testing::App;
 
 TEST(MainForm, OpensASimulatedRecordAndStepsThroughIt) {
   App();

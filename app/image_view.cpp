@@ -1,0 +1,311 @@
+#include "app/image_view.h"
+
+#include <QFontDatabase>
+#include <QKeyEvent>
+#include <QMouseEvent>
+#include <QPainter>
+#include <QScrollBar>
+#include <QWheelEvent>
+#include <algorithm>
+#include <cmath>
+
+namespace lumetra {
+namespace {
+
+const QColor kBackground(48, 48, 52);
+const QColor kRegionColour(255, 255, 0);
+const QColor kLineColour(0, 230, 255);
+constexpr int kNoticeMs = 2500;
+constexpr int kMargin = 6;  // screen pixels between texts and the edges
+
+}  // namespace
+
+ImageView::ImageView(QWidget* parent) : QAbstractScrollArea(parent) {
+  setFocusPolicy(Qt::StrongFocus);
+  viewport()->setMouseTracking(true);
+  viewport()->setAttribute(Qt::WA_OpaquePaintEvent);
+  notice_timer_.setSingleShot(true);
+  connect(&notice_timer_, &QTimer::timeout, this, [this] {
+    notice_.clear();
+    viewport()->update();
+  });
+}
+
+void ImageView::SetFrame(const uint16_t* pixels, int32_t width, int32_t height,
+                         const FramePainter* painter) {
+  const bool resized = width != width_ || height != height_;
+  pixels_ = pixels;
+  width_ = pixels ? width : 0;
+  height_ = pixels ? height : 0;
+  painter_ = painter;
+  if (resized) UpdateScrollBars();
+  viewport()->update();
+}
+
+void ImageView::SetZoom(int32_t zoom) {
+  zoom = std::clamp(zoom, kMinZoom, kMaxZoom);
+  if (zoom == zoom_) return;
+  // Keep the frame point at the centre of the area where it was.
+  // A frame narrower (or lower) than the area keeps its own centre instead.
+  double cx = (horizontalScrollBar()->value() + viewport()->width() / 2.0) / zoom_;
+  double cy = (verticalScrollBar()->value() + viewport()->height() / 2.0) / zoom_;
+  if (width_ * zoom_ < viewport()->width()) cx = width_ / 2.0;
+  if (height_ * zoom_ < viewport()->height()) cy = height_ / 2.0;
+  zoom_ = zoom;
+  UpdateScrollBars();
+  horizontalScrollBar()->setValue(static_cast<int>(cx * zoom_ - viewport()->width() / 2.0));
+  verticalScrollBar()->setValue(static_cast<int>(cy * zoom_ - viewport()->height() / 2.0));
+  viewport()->update();
+}
+
+void ImageView::SetRegion(const Region& region) {
+  region_ = region;
+  viewport()->update();
+}
+
+void ImageView::SetLine(const ProfileLine& line, bool shown, int32_t width_pixels) {
+  line_ = line;
+  line_shown_ = shown;
+  line_width_ = std::max(1, width_pixels);
+  viewport()->update();
+}
+
+void ImageView::SetScaleBar(double um, double nm_per_pixel) {
+  scale_bar_um_ = um;
+  nm_per_pixel_ = nm_per_pixel >= 1.0 ? nm_per_pixel : 1.0;
+  viewport()->update();
+}
+
+void ImageView::SetOverlays(bool info_lines, bool time_and_scale_bar) {
+  show_info_ = info_lines;
+  show_time_and_bar_ = time_and_scale_bar;
+  viewport()->update();
+}
+
+void ImageView::ShowNotice(const QString& text) {
+  notice_ = text;
+  notice_timer_.start(kNoticeMs);
+  viewport()->update();
+}
+
+KeyView ImageView::View() const {
+  return KeyView{zoom_, horizontalScrollBar()->value(), verticalScrollBar()->value(),
+                 viewport()->width(), viewport()->height()};
+}
+
+QPoint ImageView::FramePixelAt(const QPoint& pos) const {
+  const int x = pos.x() + horizontalScrollBar()->value();
+  const int y = pos.y() + verticalScrollBar()->value();
+  return QPoint(x >= 0 ? x / zoom_ : -1, y >= 0 ? y / zoom_ : -1);
+}
+
+QPoint ImageView::ClampToFrame(QPoint p) const {
+  return QPoint(std::clamp(p.x(), 0, std::max(0, width_ - 1)),
+                std::clamp(p.y(), 0, std::max(0, height_ - 1)));
+}
+
+void ImageView::UpdateScrollBars() {
+  const int w = width_ * zoom_, h = height_ * zoom_;
+  const QSize vp = viewport()->size();
+  horizontalScrollBar()->setRange(0, std::max(0, w - vp.width()));
+  horizontalScrollBar()->setPageStep(vp.width());
+  horizontalScrollBar()->setSingleStep(std::max(zoom_, 8));
+  verticalScrollBar()->setRange(0, std::max(0, h - vp.height()));
+  verticalScrollBar()->setPageStep(vp.height());
+  verticalScrollBar()->setSingleStep(std::max(zoom_, 8));
+}
+
+void ImageView::resizeEvent(QResizeEvent* event) {
+  QAbstractScrollArea::resizeEvent(event);
+  UpdateScrollBars();
+}
+
+void ImageView::scrollContentsBy(int, int) {
+  viewport()->update();
+}
+
+void ImageView::paintEvent(QPaintEvent*) {
+  QPainter p(viewport());
+  p.fillRect(viewport()->rect(), kBackground);
+  if (pixels_ && painter_) {
+    PaintFrame(p, viewport()->rect());
+    PaintMarkers(p);
+  } else if (!hint_.isEmpty()) {
+    p.setPen(QColor(200, 200, 200));
+    p.drawText(viewport()->rect(), Qt::AlignCenter | Qt::TextWordWrap, hint_);
+  }
+  PaintTexts(p);
+}
+
+// Only the frame pixels that reach the area are looked up and zoomed.
+void ImageView::PaintFrame(QPainter& p, const QRect& visible) {
+  const int sx = horizontalScrollBar()->value(), sy = verticalScrollBar()->value();
+  const FrameRect area =
+      ClipToFrame(FrameRect{sx / zoom_, sy / zoom_, (sx + visible.width()) / zoom_ + 1,
+                            (sy + visible.height()) / zoom_ + 1},
+                  width_, height_);
+  if (area.Empty()) return;
+  const int w = area.Width() * zoom_, h = area.Height() * zoom_;
+  const size_t need = static_cast<size_t>(w) * static_cast<size_t>(h);
+  if (buffer_.size() < need) buffer_.resize(need);
+  painter_->Paint(pixels_, width_, area, zoom_, buffer_.data(), w);
+  const QImage image(reinterpret_cast<const uchar*>(buffer_.data()), w, h, w * 4,
+                     QImage::Format_RGB32);
+  p.drawImage(QPoint(area.left * zoom_ - sx, area.top * zoom_ - sy), image);
+}
+
+void ImageView::PaintMarkers(QPainter& p) {
+  p.save();
+  p.translate(-horizontalScrollBar()->value(), -verticalScrollBar()->value());
+  const int z = zoom_;
+  if (region_.active) {
+    p.setPen(QPen(kRegionColour, 1));
+    p.setBrush(Qt::NoBrush);
+    p.drawRect(region_.left * z, region_.top * z, region_.Width() * z - 1,
+               region_.Height() * z - 1);
+  }
+  if (line_shown_) {
+    const QPointF a(line_.x0 * z + z / 2.0, line_.y0 * z + z / 2.0);
+    const QPointF b(line_.x1 * z + z / 2.0, line_.y1 * z + z / 2.0);
+    p.setRenderHint(QPainter::Antialiasing);
+    if (line_width_ > 1) {
+      // The band the profile averages over, ProfileWidth pixels wide.
+      QColor band = kLineColour;
+      band.setAlpha(60);
+      p.setPen(QPen(band, line_width_ * z, Qt::SolidLine, Qt::FlatCap));
+      p.drawLine(a, b);
+    }
+    p.setPen(QPen(kLineColour, 1));
+    p.drawLine(a, b);
+  }
+  p.restore();
+}
+
+// Texts sit in the corners of the visible image, or of the whole area when
+// the image is too small to hold them.
+void ImageView::PaintTexts(QPainter& p) {
+  const QRect vp = viewport()->rect();
+  QFont font = QFontDatabase::systemFont(QFontDatabase::FixedFont);
+  font.setPointSizeF(std::max(7.0, font.pointSizeF() * 0.9));
+  p.setFont(font);
+  const QFontMetrics fm(font);
+  QRect anchor = vp;
+  if (pixels_) {
+    const QRect image = QRect(-horizontalScrollBar()->value(), -verticalScrollBar()->value(),
+                              width_ * zoom_, height_ * zoom_) &
+                        vp;
+    if (image.width() >= 360 && image.height() >= 160) anchor = image;
+    if (show_info_) PaintInfoLines(p, anchor, fm);
+    if (show_time_and_bar_) PaintTimeAndBar(p, anchor, fm);
+  }
+  if (!notice_.isEmpty()) PaintNotice(p, vp);
+}
+
+void ImageView::PaintInfoLines(QPainter& p, const QRect& anchor, const QFontMetrics& fm) {
+  if (info_lines_.isEmpty()) return;
+  const int lh = fm.height();
+  int tw = 0;
+  for (const QString& l : info_lines_) tw = std::max(tw, fm.horizontalAdvance(l));
+  const QRect box(anchor.left() + kMargin,
+                  anchor.bottom() + 1 - kMargin - lh * info_lines_.size() - 4, tw + 8,
+                  lh * info_lines_.size() + 4);
+  p.fillRect(box, QColor(0, 0, 0, 150));
+  p.setPen(Qt::white);
+  for (int i = 0; i < info_lines_.size(); ++i)
+    p.drawText(box.left() + 4, box.top() + 2 + fm.ascent() + i * lh, info_lines_[i]);
+}
+
+void ImageView::PaintTimeAndBar(QPainter& p, const QRect& anchor, const QFontMetrics& fm) {
+  const int lh = fm.height();
+  if (!time_text_.isEmpty()) {
+    const int tw = fm.horizontalAdvance(time_text_) + 8;
+    const QRect box(anchor.right() + 1 - kMargin - tw, anchor.top() + kMargin, tw, lh + 4);
+    p.fillRect(box, QColor(0, 0, 0, 150));
+    p.setPen(Qt::white);
+    p.drawText(box, Qt::AlignCenter, time_text_);
+  }
+  // The bar is left out when it would not fit on the screen.
+  const double len = scale_bar_um_ * 1000.0 / nm_per_pixel_ * zoom_;
+  if (scale_bar_um_ <= 0 || len < 2 || len >= anchor.width() - 2 * kMargin) return;
+  const int x1 = anchor.right() + 1 - kMargin - 4, x0 = x1 - static_cast<int>(len);
+  const int y = anchor.bottom() + 1 - kMargin - 6;
+  p.fillRect(QRect(x0 - 4, y - lh - 6, x1 - x0 + 8, lh + 14), QColor(0, 0, 0, 110));
+  p.fillRect(QRect(x0, y, x1 - x0, 3), Qt::white);
+  p.setPen(Qt::white);
+  p.drawText(QRect(x0, y - lh - 3, x1 - x0, lh), Qt::AlignCenter,
+             QString::number(scale_bar_um_) + QStringLiteral(" um"));
+}
+
+void ImageView::PaintNotice(QPainter& p, const QRect& vp) {
+  QFont big = p.font();
+  big.setPointSizeF(big.pointSizeF() * 1.6);
+  big.setBold(true);
+  p.setFont(big);
+  const QFontMetrics bm(big);
+  const int tw = bm.horizontalAdvance(notice_) + 24, th = bm.height() + 12;
+  const QRect box((vp.width() - tw) / 2, (vp.height() - th) / 2, tw, th);
+  p.fillRect(box, QColor(0, 0, 0, 170));
+  p.setPen(QColor(255, 255, 140));
+  p.drawText(box, Qt::AlignCenter, notice_);
+}
+
+void ImageView::mousePressEvent(QMouseEvent* event) {
+  if (!pixels_) return;
+  const QPoint at = ClampToFrame(FramePixelAt(event->position().toPoint()));
+  drag_start_ = at;
+  drag_moved_ = false;
+  if (event->button() == Qt::LeftButton) {
+    drag_ = Drag::kRegion;
+  } else if (event->button() == Qt::RightButton) {
+    drag_ = Drag::kLine;
+  }
+}
+
+void ImageView::mouseMoveEvent(QMouseEvent* event) {
+  const QPoint raw = FramePixelAt(event->position().toPoint());
+  const bool inside =
+      pixels_ && raw.x() >= 0 && raw.y() >= 0 && raw.x() < width_ && raw.y() < height_;
+  emit CursorMoved(inside ? raw.x() : -1, inside ? raw.y() : -1);
+  if (drag_ == Drag::kNone) return;
+  const QPoint at = ClampToFrame(raw);
+  if (at != drag_start_) drag_moved_ = true;
+  if (!drag_moved_) return;
+  if (drag_ == Drag::kRegion) {
+    emit RegionDrawn(Region{std::min(at.x(), drag_start_.x()), std::min(at.y(), drag_start_.y()),
+                            std::max(at.x(), drag_start_.x()) + 1,
+                            std::max(at.y(), drag_start_.y()) + 1, true});
+  } else {
+    emit LineDrawn(ProfileLine{drag_start_.x(), drag_start_.y(), at.x(), at.y()});
+  }
+}
+
+void ImageView::mouseReleaseEvent(QMouseEvent* event) {
+  if (drag_ == Drag::kNone) return;
+  mouseMoveEvent(event);
+  // A click without a drag clears the marker of that button.
+  if (!drag_moved_) {
+    if (drag_ == Drag::kRegion) emit RegionDrawn(Region{});
+    if (drag_ == Drag::kLine)
+      emit LineDrawn(
+          ProfileLine{drag_start_.x(), drag_start_.y(), drag_start_.x(), drag_start_.y()});
+  }
+  drag_ = Drag::kNone;
+}
+
+void ImageView::keyPressEvent(QKeyEvent* event) {
+  // The window's key handler sees every key first; arrows never scroll.
+  emit KeyPressed(event->key(), event->modifiers(), event->text());
+  event->accept();
+}
+
+void ImageView::wheelEvent(QWheelEvent* event) {
+  if (!(event->modifiers() & Qt::ControlModifier)) {
+    QAbstractScrollArea::wheelEvent(event);
+    return;
+  }
+  const int dy = event->angleDelta().y();
+  if (dy != 0) emit ZoomStepRequested(dy > 0 ? 1 : -1);
+  event->accept();
+}
+
+}  // namespace lumetra

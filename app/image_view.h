@@ -1,0 +1,105 @@
+// The image area of the main window: paints the visible part of the current
+// frame through the palette at the display zoom, with scroll bars, and draws
+// the overlays (region outline, profile line, scale bar, frame time, header
+// info lines, short notices). The left mouse button draws the region, the
+// right one the profile line. The frame's top-left pixel sits at the top-left
+// corner of the area, so frame column x lies at screen x * zoom - scroll.
+#pragma once
+
+#include <QAbstractScrollArea>
+#include <QFontMetrics>
+#include <QStringList>
+#include <QTimer>
+#include <array>
+#include <vector>
+
+#include "common/region.h"
+#include "display/frame_painter.h"
+#include "display/key_commands.h"
+
+namespace lumetra {
+
+class ImageView : public QAbstractScrollArea {
+  Q_OBJECT
+
+ public:
+  explicit ImageView(QWidget* parent = nullptr);
+
+  // The frame to show (not owned; 16-bit counts, row-major) and the painter
+  // holding the palette. A null frame shows the hint text.
+  void SetFrame(const uint16_t* pixels, int32_t width, int32_t height, const FramePainter* painter);
+  void SetZoom(int32_t zoom);
+  int32_t Zoom() const { return zoom_; }
+  void SetRegion(const Region& region);
+  void SetLine(const ProfileLine& line, bool shown, int32_t width_pixels);
+  void SetInfoLines(const QStringList& lines) { info_lines_ = lines; }
+  void SetTimeText(const QString& text) { time_text_ = text; }
+  // Scale bar of `um` micrometres on pixels of `nm_per_pixel`; 0 um hides it.
+  void SetScaleBar(double um, double nm_per_pixel);
+  void SetHint(const QString& hint) { hint_ = hint; }
+  // Which of the texts over the image are drawn.
+  void SetOverlays(bool info_lines, bool time_and_scale_bar);
+  // A short text drawn over the image for a few seconds ("Done").
+  void ShowNotice(const QString& text);
+  QString Notice() const { return notice_; }
+
+  // Zoom, scroll offsets and image-area size, as the key rules need them.
+  KeyView View() const;
+  // Frame pixel under a point of the image area (may lie outside the frame).
+  QPoint FramePixelAt(const QPoint& viewport_pos) const;
+
+ signals:
+  void RegionDrawn(const lumetra::Region& region);
+  void LineDrawn(const lumetra::ProfileLine& line);
+  // Frame pixel under the mouse, or (-1, -1) when it left the frame.
+  void CursorMoved(int x, int y);
+  void KeyPressed(int key, Qt::KeyboardModifiers modifiers, const QString& text);
+  // Ctrl + wheel: +1 to zoom in, -1 to zoom out.
+  void ZoomStepRequested(int step);
+
+ protected:
+  void paintEvent(QPaintEvent* event) override;
+  void resizeEvent(QResizeEvent* event) override;
+  void mousePressEvent(QMouseEvent* event) override;
+  void mouseMoveEvent(QMouseEvent* event) override;
+  void mouseReleaseEvent(QMouseEvent* event) override;
+  void keyPressEvent(QKeyEvent* event) override;
+  void wheelEvent(QWheelEvent* event) override;
+  void scrollContentsBy(int dx, int dy) override;
+
+ private:
+  void UpdateScrollBars();
+  void PaintFrame(class QPainter& p, const QRect& visible);
+  void PaintMarkers(class QPainter& p);
+  void PaintTexts(class QPainter& p);
+  void PaintInfoLines(class QPainter& p, const QRect& anchor, const QFontMetrics& fm);
+  void PaintTimeAndBar(class QPainter& p, const QRect& anchor, const QFontMetrics& fm);
+  void PaintNotice(class QPainter& p, const QRect& viewport_rect);
+  QPoint ClampToFrame(QPoint frame_pixel) const;
+
+  const uint16_t* pixels_ = nullptr;
+  int32_t width_ = 0;
+  int32_t height_ = 0;
+  const FramePainter* painter_ = nullptr;
+  int32_t zoom_ = 1;
+  Region region_;
+  ProfileLine line_;
+  bool line_shown_ = false;
+  int32_t line_width_ = 1;
+  QStringList info_lines_;
+  QString time_text_;
+  double scale_bar_um_ = 0;
+  double nm_per_pixel_ = 100;
+  QString hint_;
+  bool show_info_ = true;
+  bool show_time_and_bar_ = true;
+  QString notice_;
+  QTimer notice_timer_;
+  // Painted pixels of the visible part; grows to the largest area shown, never per frame.
+  std::vector<uint32_t> buffer_;
+  enum class Drag { kNone, kRegion, kLine } drag_ = Drag::kNone;
+  QPoint drag_start_;
+  bool drag_moved_ = false;
+};
+
+}  // namespace lumetra

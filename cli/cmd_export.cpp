@@ -1,0 +1,124 @@
+// lumetra-cli export FILE.xkv --out OUT --transform T [--region L,T,R,B]
+//   [--region-only] [--temporal-median 3|5|7] [--palette NAME] [--2bytes]
+#include <atomic>
+#include <csignal>
+#include <iostream>
+#include <optional>
+
+#include "cli/cli_common.h"
+#include "display/palette.h"
+#include "processing/export_transform.h"
+#include "processing/temporal_median.h"
+#include "record/record_store.h"
+
+namespace lumetra::cli {
+namespace {
+
+std::atomic<bool> g_stop{false};
+
+// Ctrl+C plays the part of Esc: the export stops after the frame in hand.
+extern "C" void StopOnSignal(int) {
+  g_stop.store(true);
+}
+
+bool ParseRegion(const ArgParser& p, Region& region, std::string& error) {
+  if (!p.Has("region")) return true;
+  std::vector<int64_t> r;
+  if (!p.IntList("region", 4, r, error)) return false;
+  region = {static_cast<int32_t>(r[0]), static_cast<int32_t>(r[1]), static_cast<int32_t>(r[2]),
+            static_cast<int32_t>(r[3]), true};
+  return true;
+}
+
+// What the options ask for, checked before the record is opened.
+struct ExportRequest {
+  TransformSpec spec;
+  Region region;
+  int32_t median_frames = 0;
+  int32_t palette_type = 0;
+};
+
+// Nothing when the options are good, else the exit code after the message.
+std::optional<int> ReadRequest(const ArgParser& p, ExportRequest& q) {
+  if (!p.Has("out")) return Fail("export", "--out OUT is required", 2);
+  if (!p.Has("transform")) return Fail("export", "--transform T is required", 2);
+  std::string error;
+  const auto spec = ParseTransformSpec(p.Value("transform"), error);
+  if (!spec) return Fail("export", error, 2);
+  q.spec = *spec;
+  if (!ParseRegion(p, q.region, error)) return Fail("export", error, 2);
+  if (p.Has("region-only") && !q.region.active)
+    return Fail("export", "--region-only needs --region L,T,R,B", 2);
+  if (p.Has("temporal-median")) {
+    const auto m = ParseTemporalMedianFrames(p.Value("temporal-median"));
+    if (!m) return Fail("export", "--temporal-median must be 3, 5 or 7", 2);
+    q.median_frames = *m;
+  }
+  const auto type = PaletteTypeFromName(p.Value("palette"));
+  if (!type)
+    return Fail(
+        "export",
+        "unknown --palette '" + p.Value("palette") + "' (ryw, bgyr, grey, green, blue, red)", 2);
+  q.palette_type = *type;
+  return std::nullopt;
+}
+
+}  // namespace
+
+int RunExport(const std::vector<std::string>& args) {
+  ArgParser p("export",
+              "Streams the record once through one \"Save Record As\" transform into a new\n"
+              "file, as the main window does. Transforms: " +
+                  std::string(kTransformNames) +
+                  ".\n"
+                  "Messages go to stderr, notices (\"Done\") to stdout; exit status 1 when the\n"
+                  "transform was refused or a file failed. Ctrl+C stops like Esc.");
+  p.Positional("FILE.xkv", "the record")
+      .Option("out", "OUT", "the file to write (raw-seq and bmp-seq: the name the numbers follow)")
+      .Option("transform", "T", "the transform")
+      .Option("region", "L,T,R,B",
+              "the user's rectangle (right and bottom exclusive): RAW and BMP exports cut to it")
+      .Flag("region-only", "save only the region (the frame writer crops every XKV frame)")
+      .Option("temporal-median", "3|5|7", "switch the temporal median on while streaming")
+      .Option("palette", "NAME", "bmp-seq and page: ryw, bgyr, grey, green, blue or red", "ryw")
+      .Flag("2bytes", "store 2 bytes per pixel even when 1 would do (\"Save XKV 2bytes/pix\")");
+  if (auto code = ParseOrExit(p, args)) return *code;
+  ExportRequest q;
+  if (auto code = ReadRequest(p, q)) return *code;
+  const Region& region = q.region;
+
+  ConsoleReporter console;
+  auto store = RecordStore::Create(console);
+  if (!store) return 1;
+  TemporalMedian filter(console);
+  // In the chain before the record opens, so the ring starts with the record.
+  if (q.median_frames > 0) UseTemporalMedian(*store, filter, q.median_frames);
+  if (!store->Open(p.Arg(0), console)) return 1;
+  if (store->FrameCount() == 0) return Fail("export", "the record holds no frame");
+  if (region.active && !region.FitsIn(store->Width(), store->Height()))
+    return Fail("export",
+                "--region must lie inside the " + std::to_string(store->Width()) + " x " +
+                    std::to_string(store->Height()) + " frame with left < right and top < bottom",
+                2);
+
+  ExportJob job{*store, console, region, {}, &g_stop, {}};
+  if (p.Has("region-only")) job.write.region = region;
+  job.write.save_2bytes = p.Has("2bytes");
+  TransformContext context;
+  context.median = &filter;
+  if (!BuildPalette(context.palette, store->MaxLevel(), q.palette_type, console)) return 1;
+  // The command line has no window: the "screen" is the frame at zoom 1.
+  context.view = {1.0, 0, 0, store->Width(), store->Height()};
+
+  g_stop.store(false);
+  auto old_handler = std::signal(SIGINT, StopOnSignal);
+  const ExportResult r = RunTransform(job, q.spec, p.Value("out"), context);
+  std::signal(SIGINT, old_handler);
+  if (r.stopped) std::cerr << "stopped after " << r.frames_read << " frames\n";
+  if (!r.ok || r.stopped) return 1;
+  std::cout << p.Value("out") << ": " << r.frames_written << " of " << r.frames_read
+            << " frames written\n";
+  return 0;
+}
+
+}  // namespace lumetra::cli
