@@ -283,7 +283,7 @@ int32_t SpotDetector::Detect(const uint16_t* pixels, int32_t width, int32_t left
       if (candidates_.size() > static_cast<size_t>(kMaxCandidates)) {
         int32_t reports = ye - 1 - c.Y;
         if (c.X + 1 < right - kSpotHalf - 1) ++reports;
-        for (int32_t k = 0; k < reports; ++k) reporter.Warning(kPixelLimit);
+        for (int32_t k = 0; k < reports; ++k) reporter.Warning(kPixelLimitTruncated);
         return static_cast<int32_t>(candidates_.size());
       }
     }

@@ -13,7 +13,7 @@ inline constexpr std::string_view kSpotFormCaption =
 inline constexpr std::string_view kAreaTooSmall = "Area is too small";
 inline constexpr std::string_view kAreaTooSmallFilaments =
     "Area is too small for filament tracking";
-inline constexpr std::string_view kPixelLimit = "Pixel Limit => Data Truncated";
+inline constexpr std::string_view kPixelLimitTruncated = "Pixel Limit => Data Truncated";
 inline constexpr std::string_view kDetectCentersMemory =
     "Can not allocate memory in ''DetectCenters''";
 inline constexpr std::string_view kImageBuffersMemory = "Can not allocate memory for image buffers";

@@ -1,14 +1,21 @@
 #include "spots/gui/spot_form.h"
 
 #include <QActionGroup>
+#include <QDateTime>
 #include <QFileDialog>
 #include <QInputDialog>
 #include <QLabel>
 #include <QMenuBar>
 #include <QMessageBox>
+#include <QSplitter>
 #include <QStatusBar>
 #include <QTimer>
+#include <algorithm>
 
+#include "graph/auto_scale.h"
+#include "graph/gui/graph_view.h"
+#include "graph/gui/xk_graph.h"
+#include "spots/distance_histogram.h"
 #include "spots/gui/spot_view.h"
 #include "spots/spots_messages.h"
 #include "spots/track_export.h"
@@ -35,14 +42,17 @@ void SpotFormReporter::Report(MessageKind kind, std::string_view text) {
   if (status) status->setText(t);
 }
 
-// Redraws the view after each frame the playback hands on.
+// Redraws the view and the distance histogram after each frame the playback hands on.
 class TSpotForm::ViewRefresh final : public FrameConsumer {
  public:
-  explicit ViewRefresh(SpotView* view) : view_(view) {}
-  void OnFrame(const RecordStore&) override { view_->Refresh(); }
+  explicit ViewRefresh(TSpotForm* form) : form_(form) {}
+  void OnFrame(const RecordStore&) override {
+    form_->view_->Refresh();
+    form_->CalcDist(false);
+  }
 
  private:
-  SpotView* view_;
+  TSpotForm* form_;
 };
 
 TSpotForm::TSpotForm(RecordStore& record, QWidget* parent)
@@ -52,9 +62,22 @@ TSpotForm::TSpotForm(RecordStore& record, QWidget* parent)
   statusBar()->addWidget(status_, 1);
   reporter_.parent = this;
   reporter_.status = status_;
-  view_ = new SpotView(record_, *tracks_, this);
-  setCentralWidget(view_);
-  refresh_ = std::make_unique<ViewRefresh>(view_);
+  auto* split = new QSplitter(Qt::Vertical, this);
+  view_ = new SpotView(record_, *tracks_, split);
+  graph_view_ = new GraphView(split);
+  graph_ = std::make_unique<TXKgraph>();
+  graph_->TitleX = std::string(kMinDistanceTitle);
+  graph_->TitleY0 = "Objects";
+  graph_->Curves[1].Show = true;
+  graph_->Curves[1].Type = kCurveBar;
+  graph_->Curves[1].Color = MakeColor(0, 0, 200);
+  graph_view_->SetGraph(graph_.get());
+  split->addWidget(view_);
+  split->addWidget(graph_view_);
+  split->setStretchFactor(0, 3);
+  split->setStretchFactor(1, 1);
+  setCentralWidget(split);
+  refresh_ = std::make_unique<ViewRefresh>(this);
   timer_ = new QTimer(this);
   timer_->setInterval(0);
   connect(timer_, &QTimer::timeout, this, &TSpotForm::Tick);
@@ -197,6 +220,19 @@ void TSpotForm::EndPlayback() {
   view_->SetSpots(detect_ ? &detect_->Finder().Objects() : nullptr);
   SetTrackCommandsEnabled(tracks_->completed_count > 0);
   view_->update();
+  CalcDist(true);
+}
+
+void TSpotForm::CalcDist(bool now) {
+  const int64_t ms = QDateTime::currentMSecsSinceEpoch();
+  if (!now && ms - last_graph_ms_ < 250) return;
+  last_graph_ms_ = ms;
+  histogram_ = DistanceHistogram(detect_ ? detect_->Finder().Objects() : std::vector<SpotRec>{});
+  graph_->SetData(histogram_.data(), 1, kDistanceBins);
+  const float most = *std::max_element(histogram_.begin() + kDistanceBins, histogram_.end());
+  FitAxis(graph_->X, 0, kDistanceBins * kDistanceBinUm, 0, 5);
+  FitAxis(graph_->Y0, 0, std::max(most, 1.0f), 0.05, 5);
+  graph_->Repaint();
 }
 
 void TSpotForm::FinishPlayback() {

@@ -28,6 +28,8 @@ class QTimer;
 namespace lumetra {
 
 class SpotView;
+class GraphView;
+class TXKgraph;
 
 // Messages of the window: boxes, the status bar; tests collect the boxes.
 class SpotFormReporter final : public Reporter {
@@ -54,6 +56,7 @@ class TSpotForm final : public QMainWindow {
   SpotFormReporter& Messages() { return reporter_; }
   TrackingParams& Params() { return params_; }
   const TrackStore& Tracks() const { return *tracks_; }
+  const TXKgraph& DistanceGraph() const { return *graph_; }
   QString StatusText() const;
   bool Playing() const;
   // Runs the playback under way to its end without the timer (tests, batch).
@@ -90,6 +93,9 @@ class TSpotForm final : public QMainWindow {
   void SetCommand(TrackingCommand command);
   void UpdateCaptions();
   void SetTrackCommandsEnabled(bool on);
+  // CalcDist: the distance histogram of the current frame's objects; while
+  // playing at most a few times a second.
+  void CalcDist(bool now);
 
   RecordStore& record_;
   SpotFormReporter reporter_;
@@ -104,6 +110,10 @@ class TSpotForm final : public QMainWindow {
   std::atomic<bool> stop_{false};
   QTimer* timer_ = nullptr;
   SpotView* view_ = nullptr;
+  GraphView* graph_view_ = nullptr;
+  std::unique_ptr<TXKgraph> graph_;
+  std::vector<float> histogram_;
+  int64_t last_graph_ms_ = 0;
   QLabel* status_ = nullptr;
   QMenu* Settings_ = nullptr;
   QAction* MaxRadius = nullptr;

@@ -214,7 +214,7 @@ TEST(SpotDetector, CandidateCapTruncatesRowsAndReportsEachRow) {
   ExpectSameCandidates(det.Candidates(), expected);
   const auto texts = rep.Texts(MessageKind::kWarning);
   EXPECT_EQ(static_cast<int>(texts.size()), reports);
-  for (const std::string& t : texts) EXPECT_EQ(t, kPixelLimit);
+  for (const std::string& t : texts) EXPECT_EQ(t, kPixelLimitTruncated);
 }
 
 TEST(WorkerPool, EveryTaskRunsOnceAcrossManyRounds) {

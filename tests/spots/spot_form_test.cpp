@@ -8,6 +8,7 @@
 #include <QMenuBar>
 #include <filesystem>
 
+#include "graph/gui/xk_graph.h"
 #include "record/simulator.h"
 #include "spots/gui/spot_view.h"
 #include "spots/spots_messages.h"
@@ -50,6 +51,8 @@ TEST(SpotForm, DetectLinkSaveAndReadTracks) {
   EXPECT_FALSE(form.Playing());
   EXPECT_TRUE(form.StatusText().endsWith(" completed tracks"));
   const int32_t completed = form.Tracks().completed_count;
+  EXPECT_EQ(form.DistanceGraph().TitleX, "Min. Distance (um)");
+  EXPECT_EQ(form.DistanceGraph().Data.RowLength, 50);
   EXPECT_GE(completed, 3);
   form.LinkTracksClick();
   form.FinishPlayback();

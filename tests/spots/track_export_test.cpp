@@ -6,6 +6,7 @@
 
 #include <memory>
 
+#include "spots/distance_histogram.h"
 #include "spots/spots_messages.h"
 
 namespace lumetra {
@@ -82,6 +83,23 @@ TEST(TrackExport, ColumnExportHoldsAtMost252Tracks) {
        at = header.find("Intens(AU)", at + 1))
     ++groups;
   EXPECT_EQ(groups, 252u);
+}
+
+TEST(DistanceHistogram, BinsAndLoneObjects) {
+  std::vector<SpotRec> spots(4);
+  spots[0].nn_dist_um = 0.05f;
+  spots[1].nn_dist_um = 0.25f;
+  spots[2].nn_dist_um = 7.0f;     // beyond the last bin
+  spots[3].nn_dist_um = 1000.0f;  // alone in the frame
+  const std::vector<float> m = DistanceHistogram(spots);
+  ASSERT_EQ(m.size(), 2u * kDistanceBins);
+  EXPECT_FLOAT_EQ(m[0], 0.05f);
+  EXPECT_FLOAT_EQ(m[kDistanceBins + 0], 1.0f);
+  EXPECT_FLOAT_EQ(m[kDistanceBins + 2], 1.0f);
+  EXPECT_FLOAT_EQ(m[2 * kDistanceBins - 1], 1.0f);
+  float total = 0;
+  for (int i = 0; i < kDistanceBins; ++i) total += m[kDistanceBins + i];
+  EXPECT_FLOAT_EQ(total, 3.0f);
 }
 
 }  // namespace
