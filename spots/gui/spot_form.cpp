@@ -229,6 +229,7 @@ void TSpotForm::CalcDist(bool now) {
   last_graph_ms_ = ms;
   histogram_ = DistanceHistogram(detect_ ? detect_->Finder().Objects() : std::vector<SpotRec>{});
   graph_->SetData(histogram_.data(), 1, kDistanceBins);
+  graph_->Notes[0] = std::to_string(detect_ ? detect_->Finder().ObjectCount() : 0) + " objects";
   const float most = *std::max_element(histogram_.begin() + kDistanceBins, histogram_.end());
   FitAxis(graph_->X, 0, kDistanceBins * kDistanceBinUm, 0, 5);
   FitAxis(graph_->Y0, 0, std::max(most, 1.0f), 0.05, 5);
