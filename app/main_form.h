@@ -6,6 +6,7 @@
 
 #include <QImage>
 #include <QMainWindow>
+#include <QPointer>
 #include <QTimer>
 #include <atomic>
 #include <functional>
@@ -32,6 +33,7 @@ class QMenu;
 namespace lumetra {
 
 class ImageView;
+class TSpotForm;
 
 class TMainForm : public QMainWindow {
   Q_OBJECT
@@ -68,6 +70,8 @@ class TMainForm : public QMainWindow {
   const std::atomic<bool>& StopFlag() const { return stop_; }
   // A menu item by its control name ("SetFWHM", "RYWpal", "SaveAs"), for captions and tests.
   QAction* MenuItem(const QString& name) const;
+  // The single-particle tracking window while it is open, else null.
+  TSpotForm* SpotForm() const;
 
   // Analyses that see every frame of the next playback (not owned).
   void SetPlaybackConsumers(std::vector<FrameConsumer*> consumers) {
@@ -129,6 +133,8 @@ class TMainForm : public QMainWindow {
   void Shift68Click();
   void ReadSettingsFileClick();
   void SaveSettingsClick();
+  // Opens the automatic single-particle tracking window on the open record.
+  void SpotingClick();
   // The key handler of the window and its track bar; Qt key codes. True when
   // the key was one of the window's own (arrows, keypad plus and minus, Esc...).
   bool FormKeyDown(int qt_key, Qt::KeyboardModifiers modifiers);
@@ -150,6 +156,9 @@ class TMainForm : public QMainWindow {
   void BuildViewMenu();
   void BuildPaletteMenu();
   void BuildSettingsMenu();
+  void BuildToolsMenu();
+  // Closes the tool windows that work on the open record (before another opens).
+  void CloseRecordWindows();
   void ShowFrame();
   void RefreshMenus();
   void RebuildPalette();
@@ -183,6 +192,7 @@ class TMainForm : public QMainWindow {
   QTimer OpenTimer;
   // Keys of windows that are not open yet: the single-particle window and bead tracks.
   bool spot_window_open_ = false;
+  QPointer<TSpotForm> spot_form_;
   bool show_beads_ = false;
   int32_t bead_index_ = 0;
   int32_t bead_count_ = 0;

@@ -6,6 +6,7 @@
 
 #include "cli/cli_common.h"
 #include "common/text_format.h"
+#include "processing/temporal_median.h"
 #include "record/playback.h"
 #include "record/record_store.h"
 #include "settings/ini_file.h"
@@ -99,6 +100,8 @@ int RunTrack(const std::vector<std::string>& args) {
       .Option("cluster", "COUNTS",
               "C: brightest track intensity, counts/pixel, 3-65000 (default 500)")
       .Option("ini", "Lumetra.ini", "read R, L, Q, C and the FWHM from a settings file first")
+      .Option("temporal-median", "3|5|7",
+              "filter every frame by the median of the last 3, 5 or 7 frames first")
       .Flag("subtract-background", "intensities above the local background ring")
       .Flag("no-link-pass", "skip Link Tracks (positions stay whole pixels)")
       .Flag("verbose", "print the read-out of every frame on stderr");
@@ -112,7 +115,18 @@ int RunTrack(const std::vector<std::string>& args) {
   if (auto why = CheckParams(params)) return Fail("track", *why, 2);
 
   auto record = RecordStore::Create(reporter);
-  if (!record || !record->Open(p.Arg(0), reporter)) return 1;
+  if (!record) return 1;
+  // The filter sits in the store's chain, so detection sees the frames the
+  // window shows with the same menu item checked. Its buffer is large: made
+  // only when asked for.
+  std::unique_ptr<TemporalMedian> median;
+  if (p.Has("temporal-median")) {
+    const auto frames = ParseTemporalMedianFrames(p.Value("temporal-median"));
+    if (!frames) return Fail("track", "--temporal-median must be 3, 5 or 7", 2);
+    median = std::make_unique<TemporalMedian>(reporter);
+    UseTemporalMedian(*record, *median, *frames);
+  }
+  if (!record->Open(p.Arg(0), reporter)) return 1;
   auto store = std::make_unique<TrackStore>();
   DetectPass detect(*store, params, reporter);
   Playback(*record, {&detect}).Run(reporter);
