@@ -113,7 +113,9 @@ void TMainForm::InstallDialogs() {
   };
 }
 
-TMainForm::~TMainForm() = default;
+TMainForm::~TMainForm() {
+  CloseRecordWindows();
+}
 
 QAction* TMainForm::MenuItem(const QString& name) const {
   const auto it = items_.find(name);
@@ -122,7 +124,9 @@ QAction* TMainForm::MenuItem(const QString& name) const {
 
 bool TMainForm::OpenRecord(const QString& path) {
   if (Playing()) EndPlayback();
-  if (!store_ || !store_->Open(S(path), reporter_)) return false;
+  if (!store_) return false;
+  CloseRecordWindows();
+  if (!store_->Open(S(path), reporter_)) return false;
   setWindowTitle(Q(store_->Caption()));
   region_ = Region{};  // a new record starts without a region
   view_->SetRegion(region_);
@@ -276,6 +280,7 @@ void TMainForm::RefreshMenus() {
 void TMainForm::closeEvent(QCloseEvent* event) {
   stop_ = true;
   if (Playing()) EndPlayback();
+  CloseRecordWindows();
   QSettings().setValue(kGeometryKey, saveGeometry());
   QMainWindow::closeEvent(event);
 }

@@ -6,6 +6,7 @@
 
 #include <QImage>
 #include <QMainWindow>
+#include <QPointer>
 #include <QTimer>
 #include <atomic>
 #include <functional>
@@ -35,7 +36,8 @@ namespace lumetra {
 
 class ImageView;
 class TComForm;
-struct TransformSpec;
+struct TransformRequest;
+class TSpotForm;
 
 class TMainForm : public QMainWindow {
   Q_OBJECT
@@ -72,6 +74,8 @@ class TMainForm : public QMainWindow {
   const std::atomic<bool>& StopFlag() const { return stop_; }
   // A menu item by its control name ("SetFWHM", "RYWpal", "SaveAs"), for captions and tests.
   QAction* MenuItem(const QString& name) const;
+  // The single-particle tracking window while it is open, else null.
+  TSpotForm* SpotForm() const;
 
   // Analyses that see every frame of the next playback (not owned).
   void SetPlaybackConsumers(std::vector<FrameConsumer*> consumers) {
@@ -172,6 +176,8 @@ class TMainForm : public QMainWindow {
   void FuseRecordsClick();
   void AddBlankFrameClick();
   void ImportDataClick();
+  // Opens the automatic single-particle tracking window on the open record.
+  void SpotingClick();
   // The key handler of the window and its track bar; Qt key codes. True when
   // the key was one of the window's own (arrows, keypad plus and minus, Esc...).
   bool FormKeyDown(int qt_key, Qt::KeyboardModifiers modifiers);
@@ -197,8 +203,11 @@ class TMainForm : public QMainWindow {
   void BuildTempFiltMenu();
   void AddProcessingSettings(QMenu* settings);
   void RebuildTempFilt();
-  void SaveRecordAs(const TransformSpec& spec);
+  void SaveRecordAs(const TransformRequest& request);
   bool BmpRectVisible(bool page);
+  void BuildToolsMenu();
+  // Closes the tool windows that work on the open record (before another opens).
+  void CloseRecordWindows();
   void ShowFrame();
   void RefreshMenus();
   void RebuildPalette();
@@ -232,6 +241,7 @@ class TMainForm : public QMainWindow {
   QTimer OpenTimer;
   // Keys of windows that are not open yet: the single-particle window and bead tracks.
   bool spot_window_open_ = false;
+  QPointer<TSpotForm> spot_form_;
   bool show_beads_ = false;
   int32_t bead_index_ = 0;
   int32_t bead_count_ = 0;

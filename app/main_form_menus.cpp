@@ -25,6 +25,7 @@ void TMainForm::BuildMenus() {
   BuildTempFiltMenu();
   BuildPaletteMenu();
   BuildSettingsMenu();
+  BuildToolsMenu();
   QMenu* help = menuBar()->addMenu(QStringLiteral("&Help"));
   help->addAction(QStringLiteral("Keys and Mouse"), this, [this] {
     QMessageBox::information(this, QStringLiteral("Keys and Mouse"), Q(kKeysHelp));

@@ -28,8 +28,8 @@
 namespace lumetra {
 namespace {
 
-TransformSpec Spec(TransformKind kind, int32_t n = 0) {
-  TransformSpec s;
+TransformRequest Request(TransformKind kind, int32_t n = 0) {
+  TransformRequest s;
   s.kind = kind;
   s.n = n;
   return s;
@@ -176,11 +176,11 @@ void TMainForm::AddBlankFrameClick() {
 // The skeleton of every "Save Record As" item once its values are known: the
 // save dialog, the record streamed with the hourglass and a progress read-out,
 // then the frame that was shown is read again.
-void TMainForm::SaveRecordAs(const TransformSpec& spec) {
+void TMainForm::SaveRecordAs(const TransformRequest& request) {
   if (!store_ || !store_->RecordLoaded() || store_->FrameCount() == 0) return;
   if (Playing()) EndPlayback();
-  const SaveDialogSetup setup = SaveDialogFor(spec.kind);
-  const bool bmp = spec.kind == TransformKind::kBmpSeq || spec.kind == TransformKind::kPage;
+  const SaveDialogSetup setup = SaveDialogFor(request.kind);
+  const bool bmp = request.kind == TransformKind::kBmpSeq || request.kind == TransformKind::kPage;
   const QString out =
       AskSaveFile(Q(setup.title), bmp ? Q(kBmpSaveFilter) : DialogFilter(setup.filter),
                   bmp ? QStringLiteral("bmp") : Suffix(setup.default_ext));
@@ -204,7 +204,7 @@ void TMainForm::SaveRecordAs(const TransformSpec& spec) {
     context.thin_out = &thin_out_;
     context.palette = palette_;
     context.view = ShownView(view_->View(), store_->Width(), store_->Height());
-    r = RunTransform(job, spec, S(out), context);
+    r = RunTransform(job, request, S(out), context);
     HoldControls(this, false);
   }
   store_->FirstFrame(reporter_);
@@ -212,68 +212,68 @@ void TMainForm::SaveRecordAs(const TransformSpec& spec) {
   ShowFrame();
   if (r.stopped)
     statusBar()->showMessage(Q(kExportStopped).arg(r.frames_read).arg(out));
-  else if (r.ok && spec.kind != TransformKind::kRaw && spec.kind != TransformKind::kRawSeq)
+  else if (r.ok && request.kind != TransformKind::kRaw && request.kind != TransformKind::kRawSeq)
     statusBar()->showMessage(Q(kExportWritten).arg(r.frames_written).arg(out));
 }
 
 void TMainForm::N2frClick() {
-  SaveRecordAs(Spec(TransformKind::kSum, 2));
+  SaveRecordAs(Request(TransformKind::kSum, 2));
 }
 void TMainForm::N5frClick() {
-  SaveRecordAs(Spec(TransformKind::kSum, 5));
+  SaveRecordAs(Request(TransformKind::kSum, 5));
 }
 void TMainForm::N10frClick() {
-  SaveRecordAs(Spec(TransformKind::kSum, 10));
+  SaveRecordAs(Request(TransformKind::kSum, 10));
 }
 void TMainForm::N20frClick() {
-  SaveRecordAs(Spec(TransformKind::kSum, 20));
+  SaveRecordAs(Request(TransformKind::kSum, 20));
 }
 void TMainForm::N50framesClick() {
-  SaveRecordAs(Spec(TransformKind::kSum, 50));
+  SaveRecordAs(Request(TransformKind::kSum, 50));
 }
 void TMainForm::N100framesClick() {
-  SaveRecordAs(Spec(TransformKind::kSum, 100));
+  SaveRecordAs(Request(TransformKind::kSum, 100));
 }
 void TMainForm::N150framesClick() {
-  SaveRecordAs(Spec(TransformKind::kSum, 150));
+  SaveRecordAs(Request(TransformKind::kSum, 150));
 }
 void TMainForm::N200framesClick() {
-  SaveRecordAs(Spec(TransformKind::kSum, 200));
+  SaveRecordAs(Request(TransformKind::kSum, 200));
 }
 void TMainForm::SaveSeqMed5Click() {
-  SaveRecordAs(Spec(TransformKind::kMedian5));
+  SaveRecordAs(Request(TransformKind::kMedian5));
 }
 void TMainForm::bin2X2Click() {
-  SaveRecordAs(Spec(TransformKind::kBinning, 2));
+  SaveRecordAs(Request(TransformKind::kBinning, 2));
 }
 void TMainForm::bin3X3Click() {
-  SaveRecordAs(Spec(TransformKind::kBinning, 3));
+  SaveRecordAs(Request(TransformKind::kBinning, 3));
 }
 void TMainForm::bin5X5Click() {
-  SaveRecordAs(Spec(TransformKind::kBinning, 5));
+  SaveRecordAs(Request(TransformKind::kBinning, 5));
 }
 void TMainForm::Rev3x3binClick() {
-  SaveRecordAs(Spec(TransformKind::kBinning, -3));
+  SaveRecordAs(Request(TransformKind::kBinning, -3));
 }
 void TMainForm::RecInverseIntensClick() {
-  SaveRecordAs(Spec(TransformKind::kInverse));
+  SaveRecordAs(Request(TransformKind::kInverse));
 }
 void TMainForm::SaveAsRAWClick() {
-  SaveRecordAs(Spec(TransformKind::kRaw));
+  SaveRecordAs(Request(TransformKind::kRaw));
 }
 void TMainForm::SaveAsRAWseqClick() {
-  SaveRecordAs(Spec(TransformKind::kRawSeq));
+  SaveRecordAs(Request(TransformKind::kRawSeq));
 }
 
 void TMainForm::SavePartOfSeqClick() {
   if (!store_ || !store_->RecordLoaded()) return;
   const int32_t frames = store_->FrameCount();
-  TransformSpec spec = Spec(TransformKind::kPart);
+  TransformRequest request = Request(TransformKind::kPart);
   const auto first = AskText(Q(kSavePartTitle), Q(kSaveFromFramePrompt), QStringLiteral("0"));
-  if (!first || !CheckPartFirst(S(*first), frames, spec.first, reporter_)) return;
+  if (!first || !CheckPartFirst(S(*first), frames, request.first, reporter_)) return;
   const auto last = AskText(Q(kSavePartTitle), Q(kSaveToFramePrompt), QString::number(frames));
-  if (!last || !CheckPartLast(S(*last), spec.first, frames, spec.second, reporter_)) return;
-  SaveRecordAs(spec);
+  if (!last || !CheckPartLast(S(*last), request.first, frames, request.second, reporter_)) return;
+  SaveRecordAs(request);
 }
 
 void TMainForm::ThinOutRecClick() {
@@ -285,10 +285,10 @@ void TMainForm::ThinOutRecClick() {
   const auto n =
       AskText(Q(kSaveThinOutTitle), Q(kOneFrameOfNPrompt), QString::number(thin_out_.one_of_n));
   if (!n || !CheckThinOneOfN(S(*n), frames, thin_out_, reporter_)) return;
-  TransformSpec spec = Spec(TransformKind::kThinOut);
-  spec.first = thin_out_.first;
-  spec.second = thin_out_.one_of_n;
-  SaveRecordAs(spec);
+  TransformRequest request = Request(TransformKind::kThinOut);
+  request.first = thin_out_.first;
+  request.second = thin_out_.one_of_n;
+  SaveRecordAs(request);
 }
 
 void TMainForm::SaveSeqThreshClick() {
@@ -302,7 +302,7 @@ void TMainForm::SaveSeqThreshClick() {
     return;
   }
   lut_threshold_ = t;
-  SaveRecordAs(Spec(TransformKind::kThreshold, t));
+  SaveRecordAs(Request(TransformKind::kThreshold, t));
 }
 
 // The rectangle the BMP exports copy must be on the screen; checked before
@@ -322,7 +322,7 @@ bool TMainForm::BmpRectVisible(bool page) {
 
 void TMainForm::SaveAsBMPSeqClick() {
   if (!store_ || !store_->RecordLoaded() || !BmpRectVisible(false)) return;
-  SaveRecordAs(Spec(TransformKind::kBmpSeq));
+  SaveRecordAs(Request(TransformKind::kBmpSeq));
 }
 
 void TMainForm::SeqOnPageClick() {
@@ -335,25 +335,25 @@ void TMainForm::SeqOnPageClick() {
     reporter_.Modal(kTooManyFramesForPage);
     return;
   }
-  SaveRecordAs(Spec(TransformKind::kPage));
+  SaveRecordAs(Request(TransformKind::kPage));
 }
 
 void TMainForm::SaveProfileFileClick() {
   if (!store_ || !store_->RecordLoaded()) return;
-  TransformSpec spec = Spec(TransformKind::kProfile);
+  TransformRequest request = Request(TransformKind::kProfile);
   if (line_shown_)
-    spec.line = ProfileBand{static_cast<double>(line_.x0), static_cast<double>(line_.y0),
-                            static_cast<double>(line_.x1), static_cast<double>(line_.y1),
-                            settings_.values().ProfileWidth};
-  if (spec.line.Length() < 5) {
+    request.line = ProfileBand{static_cast<double>(line_.x0), static_cast<double>(line_.y0),
+                               static_cast<double>(line_.x1), static_cast<double>(line_.y1),
+                               settings_.values().ProfileWidth};
+  if (request.line.Length() < 5) {
     reporter_.Modal(kDrawProfileFirst);
     return;
   }
-  if (spec.line.width < 3) {
+  if (request.line.width < 3) {
     reporter_.Modal(kProfileTooNarrow);
     return;
   }
-  SaveRecordAs(spec);
+  SaveRecordAs(request);
 }
 
 void TMainForm::FuseRecordsClick() {

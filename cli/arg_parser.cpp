@@ -30,8 +30,8 @@ ArgParser& ArgParser::Flag(std::string name, std::string help) {
   return *this;
 }
 
-const ArgParser::Spec* ArgParser::Find(const std::string& name) const {
-  for (const Spec& s : specs_)
+const ArgParser::OptionDef* ArgParser::Find(const std::string& name) const {
+  for (const OptionDef& s : specs_)
     if (s.name == name) return &s;
   return nullptr;
 }
@@ -51,7 +51,7 @@ bool ArgParser::Parse(const std::vector<std::string>& args, std::string& error) 
         name.resize(eq);
         inline_value = true;
       }
-      const Spec* s = Find(name);
+      const OptionDef* s = Find(name);
       if (!s) {
         error = "unknown option --" + name;
         return false;
@@ -90,7 +90,7 @@ bool ArgParser::Parse(const std::vector<std::string>& args, std::string& error) 
 
 std::string ArgParser::Value(const std::string& name) const {
   if (auto it = values_.find(name); it != values_.end()) return it->second;
-  const Spec* s = Find(name);
+  const OptionDef* s = Find(name);
   return s ? s->default_value : std::string();
 }
 
@@ -154,7 +154,7 @@ std::string ArgParser::Help() const {
   }
   if (!specs_.empty()) {
     out += "\noptions:\n";
-    for (const Spec& s : specs_) {
+    for (const OptionDef& s : specs_) {
       out +=
           "  --" + s.name + (s.value_name.empty() ? "" : " " + s.value_name) + "\n      " + s.help;
       if (!s.default_value.empty()) out += " (default " + s.default_value + ")";

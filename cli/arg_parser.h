@@ -41,19 +41,19 @@ class ArgParser {
                std::string& error) const;
 
  private:
-  struct Spec {
+  struct OptionDef {
     std::string name;
     std::string value_name;  // empty for a flag
     std::string help;
     std::string default_value;
   };
-  const Spec* Find(const std::string& name) const;
+  const OptionDef* Find(const std::string& name) const;
 
   std::string command_;
   std::string summary_;
   std::vector<std::pair<std::string, std::string>> positional_specs_;
   bool repeated_last_ = false;
-  std::vector<Spec> specs_;
+  std::vector<OptionDef> specs_;
   std::vector<std::string> positionals_;
   std::map<std::string, std::string> values_;
   bool help_requested_ = false;

@@ -83,12 +83,12 @@ int BenchExport(const std::string& path, int repeats, const std::string& out_dir
   TemporalMedian filter(console);
   for (const char* text : {"sum:10", "bin:2", "threshold:100", "invert", "median5"}) {
     std::string error;
-    const auto spec = ParseTransformSpec(text, error);
+    const auto request = ParseTransformRequest(text, error);
     TransformContext context;
     context.median = &filter;
     const double s = MedianSeconds(repeats, [&] {
       ExportJob job{*store, console, {}, {}, nullptr, {}};
-      return RunTransform(job, *spec, out, context).ok;
+      return RunTransform(job, *request, out, context).ok;
     });
     std::filesystem::remove(out);
     if (s < 0) return Fail("bench", std::string("export ") + text + " failed");

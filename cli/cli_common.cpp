@@ -45,14 +45,16 @@ const std::vector<Command>& Commands() {
       {"info", "print the caption, frame count, interval, depth and header lines of a record",
        RunInfo},
       {"frame", "save one frame of a record as a one-frame XKV file", RunFrame},
-      {"simulate", "write a simulated single-molecule record and its truth table", RunSimulate},
-      {"plot", "draw a table of curves as a graph and save it as PNG or BMP", RunPlot},
       {"render", "paint one frame of a record through a palette into a PNG image", RunRender},
+      {"simulate", "write a simulated single-molecule record and its truth table", RunSimulate},
+      {"track", "find and track single particles, write XKI and tidy track tables", RunTrack},
+      {"eval", "score a track table against a simulator truth table", RunEval},
       {"export", "save a record summed, binned, cut, thinned, filtered, as RAW or BMP files",
        RunExport},
       {"fuse", "join several XKV files into one record", RunFuse},
       {"import", "convert raw camera data or bitmaps into an XKV record", RunImport},
-      {"bench", "measure speed: bench read|display|export FILE.xkv", RunBench},
+      {"plot", "draw a table of curves as a graph and save it as PNG or BMP", RunPlot},
+      {"bench", "measure speed: bench read|display|export|track FILE.xkv", RunBench},
   };
   return commands;
 }

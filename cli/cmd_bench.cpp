@@ -3,14 +3,21 @@
 #include <algorithm>
 #include <chrono>
 #include <cstdio>
+#include <ctime>
 #include <filesystem>
 #include <iostream>
+#include <memory>
 #include <vector>
 
 #include "cli/cli_common.h"
 #include "common/file_handle.h"
+#include "common/parallel.h"
 #include "common/text_format.h"
+#include "record/playback.h"
 #include "record/record_store.h"
+#include "spots/spot_finder.h"
+#include "spots/track_linker.h"
+#include "spots/tracking_passes.h"
 
 namespace lumetra::cli {
 namespace {
@@ -78,6 +85,133 @@ int BenchRead(const std::string& path, int repeats) {
   return 0;
 }
 
+// The tracking floor: a plain 11 x 11 box sum over every pixel of a frame
+// (separable running sums, one core), the least work any 11 x 11 detector does.
+int64_t BoxSum11(const uint16_t* px, int32_t w, int32_t h, std::vector<int32_t>& col,
+                 std::vector<int32_t>& out) {
+  col.assign(static_cast<size_t>(w), 0);
+  out.resize(static_cast<size_t>(w) * h);
+  for (int32_t y = 0; y < 11 && y < h; ++y)
+    for (int32_t x = 0; x < w; ++x) col[x] += px[static_cast<size_t>(y) * w + x];
+  int64_t check = 0;
+  for (int32_t y = 5; y + 5 < h; ++y) {
+    if (y > 5)
+      for (int32_t x = 0; x < w; ++x)
+        col[x] += px[static_cast<size_t>(y + 5) * w + x] - px[static_cast<size_t>(y - 6) * w + x];
+    int32_t acc = 0;
+    for (int32_t x = 0; x < 11 && x < w; ++x) acc += col[x];
+    int32_t* o = out.data() + static_cast<size_t>(y) * w;
+    for (int32_t x = 5; x + 5 < w; ++x) {
+      o[x] = acc;
+      if (x + 6 < w) acc += col[x + 6] - col[x - 5];
+    }
+    check += o[w / 2];
+  }
+  return check;
+}
+
+int BenchTrack(const std::string& path, int repeats) {
+  ConsoleReporter console;
+  auto store = RecordStore::Create(console);
+  if (!store || !store->Open(path, console)) return 1;
+  const int32_t w = store->Width(), h = store->Height();
+  const size_t pixels = static_cast<size_t>(w) * h;
+  // Frames held in memory so that detection is timed apart from the file.
+  const int32_t held = std::min<int32_t>(
+      store->FrameCount(), static_cast<int32_t>(std::max<size_t>(1, (1u << 30) / (pixels * 2))));
+  std::vector<uint16_t> frames(pixels * held);
+  NullReporter quiet;
+  store->FirstFrame(quiet);
+  for (int32_t f = 0; f < held; ++f) {
+    std::copy_n(store->FrameBuffer(), pixels, frames.data() + pixels * f);
+    if (f + 1 < held && !store->NextFrame(quiet)) return Fail("bench", "Frame Reading Error");
+  }
+  const TrackingParams params;
+  const double scale = store->Prm().ScaleX;
+  // Frames per second of wall time (median of the runs); `cpu_ms` receives the
+  // processor time a frame took over all threads in the fastest run, which
+  // other programs on the machine do not inflate as much.
+  double cpu_ms = 0;
+  auto per_second = [&](auto&& body) {
+    std::vector<double> t;
+    double best = 1e300;
+    for (int r = 0; r < repeats; ++r) {
+      const std::clock_t c0 = std::clock();
+      const auto t0 = Clock::now();
+      body();
+      t.push_back(Seconds(t0, Clock::now()));
+      if (t.back() < best) {
+        best = t.back();
+        cpu_ms = static_cast<double>(std::clock() - c0) / CLOCKS_PER_SEC * 1e3 / held;
+      }
+    }
+    return held / Median(t);
+  };
+  std::vector<int32_t> col, out;
+  int64_t sink = 0;
+  const double floor_fps = per_second([&] {
+    for (int32_t f = 0; f < held; ++f) sink += BoxSum11(frames.data() + pixels * f, w, h, col, out);
+  });
+  auto detect_fps = [&](int workers, bool link) {
+    SpotFinder finder(workers);
+    TrackLinker linker;
+    auto tracks = std::make_unique<TrackStore>();
+    return per_second([&] {
+      finder.Prepare(w, h);
+      linker.Prepare(w, h);
+      tracks->Reset(held);
+      for (int32_t f = 0; f < held; ++f) {
+        finder.DetectFrame(frames.data() + pixels * f, w, h, scale, params, quiet);
+        if (link)
+          linker.LinkFrame(*tracks, f, f == 0, finder.Objects(), finder.LabelMap(), params, quiet);
+      }
+      if (link) TrackLinker::FinishRecord(*tracks, params);
+    });
+  };
+  const double det1 = detect_fps(1, false);
+  const double det1_cpu = cpu_ms;
+  const double det = detect_fps(0, false);
+  const double det_cpu = cpu_ms;
+  const double link1 = detect_fps(1, true);
+  const double link1_cpu = cpu_ms;
+  const double link = detect_fps(0, true);
+  const double link_cpu = cpu_ms;
+  // The passes as the window and the command line run them: through the store and playback.
+  auto tracks = std::make_unique<TrackStore>();
+  std::vector<double> pass1, pass2;
+  for (int r = 0; r < repeats; ++r) {
+    DetectPass detect(*tracks, params, quiet);
+    auto t0 = Clock::now();
+    const int32_t n = Playback(*store, {&detect}).Run(quiet);
+    pass1.push_back(n / Seconds(t0, Clock::now()));
+    LinkTracksPass second(*tracks, params, quiet);
+    t0 = Clock::now();
+    const int32_t m = Playback(*store, {&second}).Run(quiet);
+    pass2.push_back(m / Seconds(t0, Clock::now()));
+  }
+  std::sort(pass1.begin(), pass1.end());
+  std::sort(pass2.begin(), pass2.end());
+  auto fps = [](double v) { return FormatFixed(v, 0) + " frames/s"; };
+  auto cpu = [](double ms) { return ", CPU " + FormatFixed(ms, 3) + " ms a frame"; };
+  std::cout << "record: " << path << " (" << store->FrameCount() << " frames of " << w << " x " << h
+            << ", " << held << " held in memory, " << WorkerCount() << " cores)\n"
+            << "floor, 11 x 11 box sum, one core: " << fps(floor_fps) << "\n"
+            << "detection, one core: " << fps(det1) << " (" << FormatFixed(floor_fps / det1, 2)
+            << "x the floor's time" << cpu(det1_cpu) << ")\n"
+            << "detection, all cores: " << fps(det) << " (" << FormatFixed(floor_fps / det, 2)
+            << "x" << cpu(det_cpu) << ")\n"
+            << "detection + linking, one core: " << fps(link1) << " ("
+            << FormatFixed(floor_fps / link1, 2) << "x" << cpu(link1_cpu) << ")\n"
+            << "detection + linking, all cores: " << fps(link) << " ("
+            << FormatFixed(floor_fps / link, 2) << "x" << cpu(link_cpu) << ")\n"
+            << "Detect pass through the store (read, detect, link): "
+            << fps(pass1[pass1.size() / 2]) << "\n"
+            << "Link Tracks pass through the store (read, refit): " << fps(pass2[pass2.size() / 2])
+            << "\n"
+            << "(median of " << repeats << " runs; checksum " << (sink & 0xff) << ")\n";
+  return 0;
+}
+
 }  // namespace
 
 int RunBench(const std::vector<std::string>& args) {
@@ -87,8 +221,10 @@ int RunBench(const std::vector<std::string>& args) {
               "the store, against a plain sequential read of the file); display (palette\n"
               "lookup of 512 x 512 and 2048 x 2048 frames into an image, against copying it);\n"
               "export (the record transforms and the temporal median, against reading\n"
-              "through the store and against writing every frame unchanged).");
-  p.Positional("KIND", "what to measure: read, display or export")
+              "through the store and against writing every frame unchanged); track (spot\n"
+              "detection, linking and the second pass, against an 11 x 11 box sum over\n"
+              "every pixel).");
+  p.Positional("KIND", "what to measure: read, display, export or track")
       .Positional("FILE.xkv", "the record (make one with 'lumetra-cli simulate')")
       .Option("repeats", "N", "runs to take the median of", "5")
       .Option("out-dir", "DIR", "export: where the outputs are written (and removed)",
@@ -102,7 +238,8 @@ int RunBench(const std::vector<std::string>& args) {
   if (p.Arg(0) == "display") return BenchDisplay(p.Arg(1), static_cast<int>(repeats));
   if (p.Arg(0) == "export")
     return BenchExport(p.Arg(1), static_cast<int>(repeats), p.Value("out-dir"));
-  return Fail("bench", "unknown KIND '" + p.Arg(0) + "' (read, display, export)", 2);
+  if (p.Arg(0) == "track") return BenchTrack(p.Arg(1), static_cast<int>(repeats));
+  return Fail("bench", "unknown KIND '" + p.Arg(0) + "' (read, display, export, track)", 2);
 }
 
 }  // namespace lumetra::cli

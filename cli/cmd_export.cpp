@@ -32,7 +32,7 @@ bool ParseRegion(const ArgParser& p, Region& region, std::string& error) {
 
 // What the options ask for, checked before the record is opened.
 struct ExportRequest {
-  TransformSpec spec;
+  TransformRequest request;
   Region region;
   int32_t median_frames = 0;
   int32_t palette_type = 0;
@@ -43,9 +43,9 @@ std::optional<int> ReadRequest(const ArgParser& p, ExportRequest& q) {
   if (!p.Has("out")) return Fail("export", "--out OUT is required", 2);
   if (!p.Has("transform")) return Fail("export", "--transform T is required", 2);
   std::string error;
-  const auto spec = ParseTransformSpec(p.Value("transform"), error);
-  if (!spec) return Fail("export", error, 2);
-  q.spec = *spec;
+  const auto request = ParseTransformRequest(p.Value("transform"), error);
+  if (!request) return Fail("export", error, 2);
+  q.request = *request;
   if (!ParseRegion(p, q.region, error)) return Fail("export", error, 2);
   if (p.Has("region-only") && !q.region.active)
     return Fail("export", "--region-only needs --region L,T,R,B", 2);
@@ -112,7 +112,7 @@ int RunExport(const std::vector<std::string>& args) {
 
   g_stop.store(false);
   auto old_handler = std::signal(SIGINT, StopOnSignal);
-  const ExportResult r = RunTransform(job, q.spec, p.Value("out"), context);
+  const ExportResult r = RunTransform(job, q.request, p.Value("out"), context);
   std::signal(SIGINT, old_handler);
   if (r.stopped) std::cerr << "stopped after " << r.frames_read << " frames\n";
   if (!r.ok || r.stopped) return 1;

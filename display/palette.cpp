@@ -5,8 +5,8 @@
 namespace lumetra {
 namespace {
 
-// Every ramp is computed in single precision and truncated toward zero, as
-// the palettes of files made by earlier versions were. For the power-of-two
+// Every ramp is computed in single precision and truncated toward zero, so
+// the colours match those of earlier versions exactly. For the power-of-two
 // lengths a record has, k and k2 are powers of two and every product is exact.
 inline uint32_t Trunc(float v) {
   return static_cast<uint32_t>(static_cast<int32_t>(v));

@@ -36,7 +36,7 @@ bool Whole(double v) {
 
 // The transforms that take numbers after the colon. Returns why `args` does
 // not fit `name` (empty when it does), with `s` filled.
-std::string ParseValues(std::string_view name, std::string_view args, TransformSpec& s) {
+std::string ParseValues(std::string_view name, std::string_view args, TransformRequest& s) {
   std::vector<double> v;
   if (name == "sum" || name == "bin" || name == "threshold") {
     if (!Numbers(args, 1, v) || !Whole(v[0])) return "expects one whole number";
@@ -67,7 +67,7 @@ std::string ParseValues(std::string_view name, std::string_view args, TransformS
 
 }  // namespace
 
-std::optional<TransformSpec> ParseTransformSpec(std::string_view text, std::string& error) {
+std::optional<TransformRequest> ParseTransformRequest(std::string_view text, std::string& error) {
   struct Plain {
     std::string_view name;
     TransformKind kind;
@@ -80,7 +80,7 @@ std::optional<TransformSpec> ParseTransformSpec(std::string_view text, std::stri
       {"page", TransformKind::kPage, 0}};
   const size_t colon = text.find(':');
   const std::string_view name = text.substr(0, colon);
-  TransformSpec s;
+  TransformRequest s;
   std::string why = "unknown transform (" + std::string(kTransformNames) + ")";
   for (const Plain& p : kPlain) {
     if (name != p.name) continue;
@@ -126,35 +126,35 @@ SaveDialogSetup SaveDialogFor(TransformKind kind) {
   return {};
 }
 
-ExportResult RunTransform(ExportJob& job, const TransformSpec& spec, const std::string& out_path,
-                          TransformContext& context) {
+ExportResult RunTransform(ExportJob& job, const TransformRequest& request,
+                          const std::string& out_path, TransformContext& context) {
   const int32_t frames = job.store.FrameCount();
-  switch (spec.kind) {
+  switch (request.kind) {
     case TransformKind::kSum:
-      return ExportSum(job, out_path, spec.n);
+      return ExportSum(job, out_path, request.n);
     case TransformKind::kMedian5: {
       if (!context.median) return {};
       return ExportMedian5(job, out_path, *context.median);
     }
     case TransformKind::kPart: {
       int32_t first = 0, last = 0;
-      if (!CheckPartFirst(std::to_string(spec.first), frames, first, job.reporter) ||
-          !CheckPartLast(std::to_string(spec.second), first, frames, last, job.reporter))
+      if (!CheckPartFirst(std::to_string(request.first), frames, first, job.reporter) ||
+          !CheckPartLast(std::to_string(request.second), first, frames, last, job.reporter))
         return {};
       return ExportPart(job, out_path, first, last);
     }
     case TransformKind::kThinOut: {
       ThinOutMemory local;
       ThinOutMemory& memory = context.thin_out ? *context.thin_out : local;
-      if (!CheckThinFirst(std::to_string(spec.first), frames, memory, job.reporter) ||
-          !CheckThinOneOfN(std::to_string(spec.second), frames, memory, job.reporter))
+      if (!CheckThinFirst(std::to_string(request.first), frames, memory, job.reporter) ||
+          !CheckThinOneOfN(std::to_string(request.second), frames, memory, job.reporter))
         return {};
       return ExportThinOut(job, out_path, memory.first, memory.one_of_n);
     }
     case TransformKind::kBinning:
-      return ExportBinning(job, out_path, spec.n);
+      return ExportBinning(job, out_path, request.n);
     case TransformKind::kThreshold:
-      return ExportThreshold(job, out_path, spec.n);
+      return ExportThreshold(job, out_path, request.n);
     case TransformKind::kInverse:
       return ExportInverse(job, out_path);
     case TransformKind::kRaw:
@@ -166,7 +166,7 @@ ExportResult RunTransform(ExportJob& job, const TransformSpec& spec, const std::
     case TransformKind::kPage:
       return ExportBmpPage(job, out_path, context.palette, context.view);
     case TransformKind::kProfile:
-      return ExportProfile(job, out_path, spec.line);
+      return ExportProfile(job, out_path, request.line);
   }
   return {};
 }

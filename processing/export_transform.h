@@ -32,7 +32,7 @@ enum class TransformKind {
   kProfile,    // profile:X0,Y0,X1,Y1,WIDTH
 };
 
-struct TransformSpec {
+struct TransformRequest {
   TransformKind kind = TransformKind::kSum;
   int32_t n = 0;       // sum length, binning factor, threshold
   int32_t first = 0;   // part and thin out
@@ -59,7 +59,7 @@ inline constexpr std::string_view kTransformNames =
 
 // Nothing, with `error` set, when the text names no transform or its numbers
 // are malformed. Ranges that depend on the record are checked by RunTransform.
-std::optional<TransformSpec> ParseTransformSpec(std::string_view text, std::string& error);
+std::optional<TransformRequest> ParseTransformRequest(std::string_view text, std::string& error);
 
 // What the window supplies besides the job: the temporal filter (its buffer
 // serves "Median of 5"), the thin-out memory, the display palette and the view
@@ -73,7 +73,7 @@ struct TransformContext {
 
 // Checks the record-dependent ranges with the input boxes' messages, then
 // streams the record through the transform into `out_path`.
-ExportResult RunTransform(ExportJob& job, const TransformSpec& spec, const std::string& out_path,
-                          TransformContext& context);
+ExportResult RunTransform(ExportJob& job, const TransformRequest& request,
+                          const std::string& out_path, TransformContext& context);
 
 }  // namespace lumetra

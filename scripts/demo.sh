@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
 # The main job on a built-in demo record: install what is missing, build,
-# simulate a record of diffusing single molecules and show what Lumetra reads.
+# simulate a record of diffusing single molecules, show what Lumetra reads,
+# track the molecules and score the tracks against the simulation's truth.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 scripts/install-deps.sh
@@ -11,3 +12,7 @@ echo "== lumetra-cli simulate out/demo.xkv"
 $cli simulate out/demo.xkv
 echo "== lumetra-cli info out/demo.xkv"
 $cli info out/demo.xkv
+echo "== lumetra-cli track out/demo.xkv --out out/demo.xki --tsv out/demo.tracks.tsv"
+$cli track out/demo.xkv --out out/demo.xki --tsv out/demo.tracks.tsv
+echo "== lumetra-cli eval out/demo.tracks.tsv out/demo.truth.tsv"
+$cli eval out/demo.tracks.tsv out/demo.truth.tsv

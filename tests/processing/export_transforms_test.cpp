@@ -32,13 +32,13 @@ class Transforms : public ::testing::Test {
     test::WriteRecord(record_, w, h, frames, times);
     store_ = test::OpenRecord(record_, reporter_);
   }
-  ExportResult Run(const std::string& spec_text) {
+  ExportResult Run(const std::string& request_text) {
     std::string error;
-    auto spec = ParseTransformSpec(spec_text, error);
-    EXPECT_TRUE(spec) << error;
-    if (!spec) return {};
+    auto request = ParseTransformRequest(request_text, error);
+    EXPECT_TRUE(request) << error;
+    if (!request) return {};
     ExportJob job{*store_, reporter_, {}, write_, nullptr, {}};
-    return RunTransform(job, *spec, out_, context_);
+    return RunTransform(job, *request, out_, context_);
   }
   std::vector<std::string> Modals() const { return reporter_.Texts(MessageKind::kModal); }
 
@@ -260,11 +260,11 @@ TEST_F(Transforms, EscStopsTheStream) {
   EXPECT_EQ(ReadRecord(out_).size(), 2u);
 }
 
-TEST(TransformSpec, RefusesMalformedTexts) {
+TEST(TransformRequest, RefusesMalformedTexts) {
   for (const char* bad : {"sum:3", "sum", "bin:4", "part:1", "thin:a,b", "invert:2", "blur",
                           "threshold:-1", "profile:1,2,3,4", "bin:2.5"}) {
     std::string error;
-    EXPECT_FALSE(ParseTransformSpec(bad, error)) << bad;
+    EXPECT_FALSE(ParseTransformRequest(bad, error)) << bad;
     EXPECT_FALSE(error.empty()) << bad;
   }
 }

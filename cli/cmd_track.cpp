@@ -1,0 +1,153 @@
+// lumetra-cli track FILE.xkv --out TRACKS.xki [...]: Detect over the whole
+// record, then Link Tracks, then the XKI file and the tidy table.
+#include <algorithm>
+#include <iostream>
+#include <memory>
+
+#include "cli/cli_common.h"
+#include "common/text_format.h"
+#include "processing/temporal_median.h"
+#include "record/playback.h"
+#include "record/record_store.h"
+#include "settings/ini_file.h"
+#include "spots/spot_params.h"
+#include "spots/spots_messages.h"
+#include "spots/track_export.h"
+#include "spots/tracking_passes.h"
+#include "spots/tracking_settings.h"
+#include "spots/xki_file.h"
+
+namespace lumetra::cli {
+namespace {
+
+// The detector reports a full candidate list once per remaining row; on a
+// console one line per run of repeats is enough.
+class CollapsingReporter final : public Reporter {
+ public:
+  explicit CollapsingReporter(Reporter& to) : to_(to) {}
+  void Report(MessageKind kind, std::string_view text) override {
+    if (kind != MessageKind::kStatus && kind == last_kind_ && text == last_) return;
+    if (kind != MessageKind::kStatus) {
+      last_kind_ = kind;
+      last_ = text;
+    }
+    to_.Report(kind, text);
+  }
+
+ private:
+  Reporter& to_;
+  MessageKind last_kind_ = MessageKind::kStatus;
+  std::string last_;
+};
+
+// The ranges of the window's input boxes; the texts are the window's.
+std::optional<std::string> CheckParams(const TrackingParams& p) {
+  if (!(p.max_radius >= kMaxRadiusLow && p.max_radius <= kMaxRadiusHigh))
+    return std::string(kMaxRadiusError) + " (--radius " + std::to_string(kMaxRadiusLow) + "-" +
+           std::to_string(kMaxRadiusHigh) + ")";
+  if (p.min_track < kMinTrackLow || p.min_track > kMinTrackHigh)
+    return std::string(kMinTrackError) + " (--min-length 3-100)";
+  if (p.q_threshold < kSensThrLow || p.q_threshold > kSensThrHigh)
+    return std::string(kThresholdError) + " (--q 2-10000)";
+  if (p.cluster_threshold < kClustThrLow || p.cluster_threshold > kClustThrHigh)
+    return std::string(kThresholdError) + " (--cluster 3-65000)";
+  if (!(p.fwhm_nm >= 10)) return std::string("Too small FWHM (--fwhm-nm 10 or more)");
+  return std::nullopt;
+}
+
+// The settings file first (with its own ranges), then the options given.
+bool ReadParams(const ArgParser& p, TrackingParams& params, Reporter& reporter,
+                std::string& error) {
+  if (p.Has("ini")) {
+    Settings settings;
+    if (!ReadIniFile(p.Value("ini"), settings, reporter)) {
+      error = "--ini " + p.Value("ini") + ": the settings file can not be read";
+      return false;
+    }
+    params = TrackingParamsFrom(settings, params);
+  }
+  auto whole = [&](const char* name, int32_t& out) {
+    int64_t v = out;
+    if (p.Has(name) && !p.Int(name, v, error)) return false;
+    out = static_cast<int32_t>(std::clamp<int64_t>(v, -1, 1 << 30));
+    return true;
+  };
+  if ((p.Has("fwhm-nm") && !p.Real("fwhm-nm", params.fwhm_nm, error)) ||
+      (p.Has("radius") && !p.Real("radius", params.max_radius, error)) ||
+      !whole("min-length", params.min_track) || !whole("q", params.q_threshold) ||
+      !whole("cluster", params.cluster_threshold))
+    return false;
+  params.subtract_background = p.Has("subtract-background");
+  return true;
+}
+
+}  // namespace
+
+int RunTrack(const std::vector<std::string>& args) {
+  ArgParser p("track",
+              "Finds and tracks single particles over the whole record, as Detect and Link\n"
+              "Tracks do in the tracking window, and writes the tracks as an XKI file and,\n"
+              "with --tsv, as a table with the header track, frame, time_s, x_px, y_px,\n"
+              "intensity (x_px and y_px: absolute sub-pixel position, x = column). Prints the\n"
+              "read-outs of both passes and the number of tracks.");
+  p.Positional("FILE.xkv", "the record")
+      .Option("out", "TRACKS.xki", "the XKI file to write (required)")
+      .Option("tsv", "TRACKS.tsv", "also write the tidy table of track points")
+      .Option("fwhm-nm", "NM", "FWHM of the spots (default 250)")
+      .Option("radius", "PIXELS", "R: largest move between frames, 0-30 (default 5)")
+      .Option("min-length", "STEPS", "L: a track needs more steps than this, 3-100 (default 10)")
+      .Option("q", "Q", "sensitivity threshold, 2-10000 (default 8)")
+      .Option("cluster", "COUNTS",
+              "C: brightest track intensity, counts/pixel, 3-65000 (default 500)")
+      .Option("ini", "Lumetra.ini", "read R, L, Q, C and the FWHM from a settings file first")
+      .Option("temporal-median", "3|5|7",
+              "filter every frame by the median of the last 3, 5 or 7 frames first")
+      .Flag("subtract-background", "intensities above the local background ring")
+      .Flag("no-link-pass", "skip Link Tracks (positions stay whole pixels)")
+      .Flag("verbose", "print the read-out of every frame on stderr");
+  if (auto code = ParseOrExit(p, args)) return *code;
+  if (!p.Has("out")) return Fail("track", "--out TRACKS.xki is required", 2);
+  ConsoleReporter console(p.Has("verbose"));
+  CollapsingReporter reporter(console);
+  TrackingParams params;
+  std::string error;
+  if (!ReadParams(p, params, reporter, error)) return Fail("track", error, 2);
+  if (auto why = CheckParams(params)) return Fail("track", *why, 2);
+
+  auto record = RecordStore::Create(reporter);
+  if (!record) return 1;
+  // The filter sits in the store's chain, so detection sees the frames the
+  // window shows with the same menu item checked. Its buffer is large: made
+  // only when asked for.
+  std::unique_ptr<TemporalMedian> median;
+  if (p.Has("temporal-median")) {
+    const auto frames = ParseTemporalMedianFrames(p.Value("temporal-median"));
+    if (!frames) return Fail("track", "--temporal-median must be 3, 5 or 7", 2);
+    median = std::make_unique<TemporalMedian>(reporter);
+    UseTemporalMedian(*record, *median, *frames);
+  }
+  if (!record->Open(p.Arg(0), reporter)) return 1;
+  auto store = std::make_unique<TrackStore>();
+  DetectPass detect(*store, params, reporter);
+  Playback(*record, {&detect}).Run(reporter);
+  std::cout << detect.FrameReadOut() << '\n' << detect.EndReadOut() << '\n';
+  if (!p.Has("no-link-pass")) {
+    LinkTracksPass link(*store, params, reporter);
+    Playback(*record, {&link}).Run(reporter);
+    std::cout << link.EndReadOut() << '\n';
+  }
+  const PRM_INFO& prm = record->Prm();
+  XkiWriteOptions xki;
+  xki.parameter = prm.ScaleX;
+  if (!WriteXkiFile(p.Value("out"), *store, xki, reporter)) return 1;
+  if (p.Has("tsv") && !WriteTextFile(p.Value("tsv"), TidyTracksText(*store, prm.ScaleX, prm.ScaleY),
+                                     kFileWritingError, reporter))
+    return 1;
+  int32_t tracks = 0;
+  for (int32_t t = 0; t < store->track_count; ++t)
+    tracks += store->Slot(t).completed && store->Slot(t).good;
+  std::cout << "tracks: " << tracks << '\n';
+  return 0;
+}
+
+}  // namespace lumetra::cli

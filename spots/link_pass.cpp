@@ -1,0 +1,125 @@
+#include "spots/link_pass.h"
+
+#include <algorithm>
+#include <cmath>
+#include <vector>
+
+#include "common/text_format.h"
+#include "spots/spot_template.h"
+#include "spots/spots_messages.h"
+#include "spots/subpixel_fit.h"
+
+namespace lumetra {
+namespace {
+
+// Counter changes of one part of the tracks; parts are added up afterwards,
+// so the totals do not depend on how the tracks were split over threads.
+struct Counts {
+  int32_t dropped = 0, too_bright = 0, too_big_radius = 0, truncated = 0;
+};
+
+void Drop(TrackRec& t, Counts& n) {
+  t.completed = 0;
+  ++n.dropped;
+}
+
+// The jump rules, applied from a track's second point on.
+void CheckJump(TrackRec& t, int32_t f, double limit_um, const TrackingParams& params, Counts& n) {
+  const double dx = t.x[f] - t.x[f - 1], dy = t.y[f] - t.y[f - 1];
+  if (std::sqrt(dx * dx + dy * dy) <= limit_um) return;
+  if (f > t.first_frame + params.min_track) {
+    // Cut after f: the point the jump lands on stays the last one.
+    t.point_count = f - t.first_frame;
+    ++n.truncated;
+  } else if (f < t.first_frame + t.point_count - params.min_track) {
+    t.point_count -= f - t.first_frame;
+    t.first_frame = f;
+    ++n.truncated;
+  } else {
+    Drop(t, n);
+    ++n.too_big_radius;
+  }
+}
+
+// One track at frame f: border and brightness checks, the fit, the jump rules.
+void RefineTrack(TrackRec& t, const LinkPassFrame& frame, const TrackingParams& params, double sx,
+                 double sy, double limit_um, Counts& n) {
+  const int32_t f = frame.f;
+  const int32_t x = TruncToInt(t.x[f]), y = TruncToInt(t.y[f]);
+  if (x < 5 || y < 5 || x > frame.width - 7 || y > frame.height - 7) {
+    Drop(t, n);
+    return;
+  }
+  t.intensity[f] = SpotIntensity(frame.pixels, frame.width, x, y, params.subtract_background);
+  if (t.intensity[f] > params.cluster_threshold) {
+    Drop(t, n);
+    ++n.too_bright;
+    return;
+  }
+  float block[kFitBox * kFitBox];
+  uint8_t valid[kFitBox * kFitBox];
+  CopyFitBlock(frame.pixels, frame.width, frame.height, x, y, block, valid);
+  // Beside another spot, keep to the one this track followed in the frame before.
+  double prefer_x = 6, prefer_y = 6;
+  if (f > t.first_frame) {
+    prefer_x = t.X + t.x[f - 1] / (frame.nm_per_pixel_x * 0.001) - (x - 6);
+    prefer_y = t.Y + t.y[f - 1] / (frame.nm_per_pixel_y * 0.001) - (y - 6);
+  }
+  const SubpixelFit fit = FitSpotCentre(block, valid, sx, sy, prefer_x, prefer_y);
+  const double off_x = fit.cx - 6.0, off_y = fit.cy - 6.0;
+  t.x[f] = static_cast<float>((x - t.X + off_x) * frame.nm_per_pixel_x * 0.001);
+  t.y[f] = static_cast<float>((y - t.Y + off_y) * frame.nm_per_pixel_y * 0.001);
+  if (f > t.first_frame) CheckJump(t, f, limit_um, params, n);
+}
+
+}  // namespace
+
+double SigmaPixels(double fwhm_nm, double nm_per_pixel) {
+  return fwhm_nm / (2.0 * std::sqrt(2.0 * std::log(2.0)) * nm_per_pixel);
+}
+
+void RefineFrame(TrackStore& store, const LinkPassFrame& frame, const TrackingParams& params,
+                 WorkerPool* pool) {
+  const int32_t f = frame.f;
+  if (f < 0 || f >= store.Frames()) return;
+  const double sx = SigmaPixels(params.fwhm_nm, frame.nm_per_pixel_x);
+  const double sy = SigmaPixels(params.fwhm_nm, frame.nm_per_pixel_y);
+  const double limit_um = params.max_radius * frame.nm_per_pixel_x * 0.001;
+  // Each track touches only its own series, so parts of the slot range can
+  // run on different threads.
+  const int32_t tracks = store.track_count;
+  const int parts = pool ? std::max(1, std::min(4 * (pool->Threads() + 1), tracks / 8)) : 1;
+  std::vector<Counts> counts(static_cast<size_t>(parts));
+  auto part = [&](int i) {
+    for (int32_t ti = tracks * i / parts; ti < tracks * (i + 1) / parts; ++ti) {
+      TrackRec& t = store.Slot(ti);
+      if (!t.completed || !store.HasSeries(ti)) continue;
+      if (f < t.first_frame || f > t.first_frame + t.point_count) continue;
+      RefineTrack(t, frame, params, sx, sy, limit_um, counts[static_cast<size_t>(i)]);
+    }
+  };
+  if (parts > 1)
+    pool->Run(parts, part);
+  else
+    part(0);
+  for (const Counts& n : counts) {
+    store.completed_count -= n.dropped;
+    store.too_bright += n.too_bright;
+    store.too_big_radius += n.too_big_radius;
+    store.truncated += n.truncated;
+  }
+}
+
+std::string LinkPassReadOut(const TrackStore& store) {
+  std::string s = std::to_string(store.completed_count);
+  s += kCompletedTracksOpen;
+  s += std::to_string(store.too_bright);
+  s += kTooBrightPart;
+  s += std::to_string(store.too_big_radius);
+  s += kTooBigRadiusPart;
+  s += std::to_string(store.truncated);
+  s += kTruncatedPart;
+  return s;
+}
+
+}  // namespace lumetra

@@ -1,0 +1,54 @@
+#include "spots/spot_finder.h"
+
+#include <algorithm>
+
+#include "common/text_format.h"
+#include "spots/spots_messages.h"
+
+namespace lumetra {
+
+void SpotFinder::Prepare(int32_t width, int32_t height) {
+  width_ = width;
+  height_ = height;
+  label_map_.assign(static_cast<size_t>(width) * static_cast<size_t>(height), kNoSpot);
+  index_map_.assign(label_map_.size(), -1);
+  written_.clear();
+  objects_.clear();
+}
+
+int32_t SpotFinder::DetectFrame(const uint16_t* pixels, int32_t width, int32_t height,
+                                double nm_per_pixel, const TrackingParams& params,
+                                Reporter& reporter) {
+  if (width != width_ || height != height_) Prepare(width, height);
+  for (int32_t at : written_) label_map_[static_cast<size_t>(at)] = kNoSpot;
+  written_.clear();
+  objects_.clear();
+  mean_amplitude_ = 0;
+  // The template is rebuilt for every frame: the scale may change between frames.
+  const SpotTemplate tmpl = MakeSpotTemplate(params.fwhm_nm, nm_per_pixel);
+  candidate_count_ =
+      detector_.Detect(pixels, width, 0, width, 0, height, tmpl, params.q_threshold, reporter);
+  if (candidate_count_ < 0) return -1;
+  std::vector<Candidate>& cands = detector_.Candidates();
+  double sum = 0;
+  for (const Candidate& c : cands) sum += c.amplitude;
+  if (!cands.empty()) mean_amplitude_ = sum / static_cast<double>(cands.size());
+  const int32_t count = ClusterCandidates(cands, &index_map_, width);
+  DetectCenters(cands, count, pixels, width, params.subtract_background, nm_per_pixel, objects_,
+                label_map_, written_);
+  return candidate_count_;
+}
+
+std::string SpotFinder::ReadOut(int32_t completed_tracks) const {
+  std::string s = std::to_string(ObjectCount());
+  s += kObjectsOpen;
+  s += std::to_string(std::max(candidate_count_, 0));
+  s += kPixelsPart;
+  s += std::to_string(TruncToInt(mean_amplitude_));
+  s += kCountsPerPixelPart;
+  s += std::to_string(completed_tracks);
+  s += kCompletedTracks;
+  return s;
+}
+
+}  // namespace lumetra

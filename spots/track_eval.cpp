@@ -1,0 +1,170 @@
+#include "spots/track_eval.h"
+
+#include <algorithm>
+#include <cmath>
+#include <map>
+#include <unordered_map>
+
+#include "common/text_format.h"
+
+namespace lumetra {
+namespace {
+
+std::vector<std::string_view> SplitTabs(std::string_view line) {
+  std::vector<std::string_view> out;
+  size_t start = 0;
+  for (;;) {
+    const size_t tab = line.find('\t', start);
+    out.push_back(line.substr(start, tab == std::string_view::npos ? tab : tab - start));
+    if (tab == std::string_view::npos) return out;
+    start = tab + 1;
+  }
+}
+
+// Calls row(fields) for every data line; `cols` receives the index of each
+// wanted column. False with `error` set.
+template <typename Row>
+bool ForEachRow(std::string_view text, const std::vector<std::string_view>& wanted,
+                std::string& error, Row&& row) {
+  std::vector<size_t> cols;
+  size_t pos = 0;
+  int64_t line_no = 0;
+  std::vector<double> values(wanted.size());
+  while (pos < text.size()) {
+    size_t end = text.find('\n', pos);
+    if (end == std::string_view::npos) end = text.size();
+    std::string_view line = text.substr(pos, end - pos);
+    pos = end + 1;
+    ++line_no;
+    if (!line.empty() && line.back() == '\r') line.remove_suffix(1);
+    if (line.empty()) continue;
+    const std::vector<std::string_view> f = SplitTabs(line);
+    if (cols.empty()) {
+      for (std::string_view w : wanted) {
+        auto it = std::find(f.begin(), f.end(), w);
+        if (it == f.end()) {
+          error = "the header has no column '" + std::string(w) + "'";
+          return false;
+        }
+        cols.push_back(static_cast<size_t>(it - f.begin()));
+      }
+      continue;
+    }
+    for (size_t i = 0; i < cols.size(); ++i) {
+      std::optional<double> v;
+      if (cols[i] < f.size()) v = ParseReal(f[cols[i]]);
+      if (!v) {
+        error = "line " + std::to_string(line_no) + ": column '" + std::string(wanted[i]) +
+                "' is not a number";
+        return false;
+      }
+      values[i] = *v;
+    }
+    row(values);
+  }
+  if (cols.empty()) {
+    error = "the table is empty";
+    return false;
+  }
+  return true;
+}
+
+int64_t Key(int32_t frame, int32_t id) {
+  return (static_cast<int64_t>(frame) << 32) | static_cast<uint32_t>(id);
+}
+
+}  // namespace
+
+bool ParseTrackTable(std::string_view text, std::vector<TrackPoint>& out, std::string& error) {
+  out.clear();
+  return ForEachRow(text, {"track", "frame", "x_px", "y_px"}, error,
+                    [&](const std::vector<double>& v) {
+                      out.push_back({TruncToInt(v[0]), TruncToInt(v[1]), v[2], v[3]});
+                    });
+}
+
+bool ParseTruthTable(std::string_view text, std::vector<TruthPoint>& out, std::string& error) {
+  out.clear();
+  return ForEachRow(text, {"frame", "particle", "x", "y", "photons"}, error,
+                    [&](const std::vector<double>& v) {
+                      out.push_back({TruncToInt(v[0]), TruncToInt(v[1]), v[2], v[3], v[4]});
+                    });
+}
+
+double EvalResult::RmsePerAxisPx() const {
+  return matched ? std::sqrt(sum_sq_px / (2.0 * static_cast<double>(matched))) : 0.0;
+}
+
+EvalResult EvaluateTracks(const std::vector<TrackPoint>& points,
+                          const std::vector<TruthPoint>& truth, double match_radius_px) {
+  EvalResult res;
+  std::map<int32_t, std::vector<size_t>> by_frame_truth, by_frame_points;
+  for (size_t i = 0; i < truth.size(); ++i)
+    if (truth[i].photons > 0) by_frame_truth[truth[i].frame].push_back(i);
+  for (size_t i = 0; i < points.size(); ++i) by_frame_points[points[i].frame].push_back(i);
+  res.truth_points = 0;
+  for (auto& [f, v] : by_frame_truth) res.truth_points += static_cast<int64_t>(v.size());
+  res.track_points = static_cast<int64_t>(points.size());
+  // (frame, particle) -> track of the matched point.
+  std::unordered_map<int64_t, int32_t> track_of;
+  const double r2 = match_radius_px * match_radius_px;
+  for (auto& [f, tv] : by_frame_truth) {
+    auto pit = by_frame_points.find(f);
+    if (pit == by_frame_points.end()) continue;
+    struct Pair {
+      double d2;
+      size_t t, p;
+    };
+    std::vector<Pair> pairs;
+    for (size_t t : tv)
+      for (size_t p : pit->second) {
+        const double dx = points[p].x - truth[t].x, dy = points[p].y - truth[t].y;
+        const double d2 = dx * dx + dy * dy;
+        if (d2 <= r2) pairs.push_back({d2, t, p});
+      }
+    std::sort(pairs.begin(), pairs.end(), [](const Pair& a, const Pair& b) {
+      return a.d2 < b.d2 || (a.d2 == b.d2 && (a.t < b.t || (a.t == b.t && a.p < b.p)));
+    });
+    std::unordered_map<size_t, bool> used_t, used_p;
+    for (const Pair& pr : pairs) {
+      if (used_t[pr.t] || used_p[pr.p]) continue;
+      used_t[pr.t] = used_p[pr.p] = true;
+      ++res.matched;
+      res.sum_sq_px += pr.d2;
+      track_of[Key(f, truth[pr.t].particle)] = points[pr.p].track;
+    }
+  }
+  std::unordered_map<int64_t, bool> visible;
+  for (const TruthPoint& t : truth)
+    if (t.photons > 0) visible[Key(t.frame, t.particle)] = true;
+  for (const TruthPoint& t : truth) {
+    if (t.photons <= 0 || !visible.count(Key(t.frame + 1, t.particle))) continue;
+    ++res.true_links;
+    auto a = track_of.find(Key(t.frame, t.particle));
+    auto b = track_of.find(Key(t.frame + 1, t.particle));
+    if (a != track_of.end() && b != track_of.end() && a->second == b->second)
+      ++res.reproduced_links;
+  }
+  return res;
+}
+
+double MortensenLimitNm(double photons, double background, double fwhm_nm, double nm_per_pixel) {
+  if (!(photons > 0) || !(nm_per_pixel > 0)) return 0;
+  const double s = fwhm_nm / (2.0 * std::sqrt(2.0 * std::log(2.0)));
+  const double a = nm_per_pixel;
+  const double sa2 = s * s + a * a / 12.0;
+  const double base = sa2 / photons;
+  if (!(background > 0)) return std::sqrt(base);
+  const double tau = 2.0 * M_PI * sa2 * background / (photons * a * a);
+  // t = u^2 takes the logarithmic end point out: integral of 2u ln(u^2) / (1 + u^2 / tau).
+  constexpr int kSteps = 20000;
+  double integral = 0;
+  for (int k = 0; k < kSteps; ++k) {
+    const double u = (k + 0.5) / kSteps;
+    integral += 2.0 * u * std::log(u * u) / (1.0 + u * u / tau);
+  }
+  integral /= kSteps;
+  return std::sqrt(base / (1.0 + integral));
+}
+
+}  // namespace lumetra

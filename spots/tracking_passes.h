@@ -1,0 +1,71 @@
+// The two playback passes of the tracking window as frame consumers, so the
+// window's playback, the command line and batch runs drive them through the
+// same loop: Detect (detection and linking of every frame, completion at the
+// end) and Link Tracks (the second pass over the completed tracks).
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <string>
+
+#include "common/report.h"
+#include "record/playback.h"
+#include "spots/spot_finder.h"
+#include "spots/spot_params.h"
+#include "spots/track_linker.h"
+#include "spots/track_store.h"
+#include "spots/worker_pool.h"
+
+namespace lumetra {
+
+class DetectPass final : public FrameConsumer {
+ public:
+  // `link` false detects only (the tracks stay empty).
+  DetectPass(TrackStore& store, const TrackingParams& params, Reporter& reporter, int workers = 0,
+             bool link = true)
+      : store_(store), params_(params), reporter_(reporter), finder_(workers), link_(link) {}
+
+  void StartRecord(const RecordStore& record) override;
+  void OnFrame(const RecordStore& record) override;
+  void EndRecord(const RecordStore& record, bool completed) override;
+
+  const SpotFinder& Finder() const { return finder_; }
+  // Read-out of the last frame detected, and of the end of the pass.
+  const std::string& FrameReadOut() const { return frame_readout_; }
+  const std::string& EndReadOut() const { return end_readout_; }
+  int32_t FramesDetected() const { return frames_; }
+
+ private:
+  TrackStore& store_;
+  TrackingParams params_;
+  Reporter& reporter_;
+  SpotFinder finder_;
+  TrackLinker linker_;
+  bool link_;
+  bool first_ = true;
+  int32_t frames_ = 0;
+  std::string frame_readout_, end_readout_;
+};
+
+class LinkTracksPass final : public FrameConsumer {
+ public:
+  // `workers` 0 uses every core; 1 keeps the fits on the calling thread.
+  LinkTracksPass(TrackStore& store, const TrackingParams& params, Reporter& reporter,
+                 int workers = 0);
+
+  void StartRecord(const RecordStore& record) override;
+  void OnFrame(const RecordStore& record) override;
+  void EndRecord(const RecordStore& record, bool completed) override;
+
+  const std::string& EndReadOut() const { return end_readout_; }
+
+ private:
+  TrackStore& store_;
+  TrackingParams params_;
+  Reporter& reporter_;
+  bool active_ = false;
+  std::string end_readout_;
+  std::unique_ptr<WorkerPool> pool_;
+};
+
+}  // namespace lumetra

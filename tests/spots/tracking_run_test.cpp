@@ -1,0 +1,141 @@
+// The whole chain on a small simulated record: Detect and Link Tracks driven
+// by playback, the XKI file and the tidy table, scored against the truth; and
+// the track and eval commands.
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <filesystem>
+#include <fstream>
+#include <memory>
+#include <sstream>
+
+#include "cli/cli_common.h"
+#include "record/playback.h"
+#include "record/record_store.h"
+#include "record/simulator.h"
+#include "spots/track_eval.h"
+#include "spots/track_export.h"
+#include "spots/tracking_passes.h"
+#include "spots/xki_file.h"
+
+namespace lumetra {
+namespace {
+
+namespace fs = std::filesystem;
+
+std::string ReadAll(const fs::path& p) {
+  std::ifstream in(p, std::ios::binary);
+  std::ostringstream s;
+  s << in.rdbuf();
+  return s.str();
+}
+
+class TrackingRun : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    dir_ = fs::temp_directory_path() /
+           ("lumetra_spots_" + std::to_string(::testing::UnitTest::GetInstance()->random_seed()) +
+            "_" + ::testing::UnitTest::GetInstance()->current_test_info()->name());
+    fs::create_directories(dir_);
+    SimulationParams p;
+    p.width = p.height = 128;
+    p.frames = 20;
+    p.spots = 6;
+    p.seed = 3;
+    record_ = (dir_ / "sim.xkv").string();
+    CollectingReporter rep;
+    ASSERT_TRUE(SimulateRecord(p, record_, rep));
+  }
+  void TearDown() override { fs::remove_all(dir_); }
+
+  // Both passes; returns the tidy table.
+  std::string Track(int workers, std::vector<uint8_t>* xki) {
+    CollectingReporter rep;
+    auto store = RecordStore::Create(rep);
+    EXPECT_TRUE(store && store->Open(record_, rep));
+    auto tracks = std::make_unique<TrackStore>();
+    TrackingParams params;
+    DetectPass detect(*tracks, params, rep, workers);
+    EXPECT_EQ(Playback(*store, {&detect}).Run(rep), 20);
+    EXPECT_NE(detect.EndReadOut().find(" completed tracks"), std::string::npos);
+    LinkTracksPass link(*tracks, params, rep, workers);
+    Playback(*store, {&link}).Run(rep);
+    EXPECT_NE(link.EndReadOut().find(" - truncated)"), std::string::npos);
+    if (xki) *xki = EncodeXki(*tracks, {});
+    return TidyTracksText(*tracks, 100, 100);
+  }
+
+  fs::path dir_;
+  std::string record_;
+};
+
+TEST_F(TrackingRun, TracksMatchTheTruth) {
+  std::vector<uint8_t> one, two;
+  const std::string table = Track(1, &one);
+  EXPECT_EQ(Track(2, &two), table);  // the same on one core and on two
+  EXPECT_EQ(one, two);
+  std::vector<TrackPoint> points;
+  std::vector<TruthPoint> truth;
+  std::string error;
+  ASSERT_TRUE(ParseTrackTable(table, points, error)) << error;
+  ASSERT_TRUE(ParseTruthTable(ReadAll(TruthPathFor(record_)), truth, error)) << error;
+  const EvalResult r = EvaluateTracks(points, truth);
+  EXPECT_GE(r.Recall(), 0.9);
+  EXPECT_GE(r.Precision(), 0.99);
+  EXPECT_GE(r.LinkFraction(), 0.9);
+  EXPECT_LT(r.RmsePerAxisPx() * 100, 1.5 * MortensenLimitNm(2000, 104, 250, 100));
+}
+
+TEST(TrackEval, MatchingIsOneToOneAndLinksNeedOneTrack) {
+  // Particle 0 is found in frames 0-2 by track 7, then by track 8 in frame 3;
+  // particle 1 in frame 0 only, by a point 1.5 pixels off (no match).
+  std::vector<TruthPoint> truth = {{0, 0, 10, 10, 100}, {1, 0, 11, 10, 100}, {2, 0, 12, 10, 100},
+                                   {3, 0, 13, 10, 100}, {0, 1, 30, 30, 100}, {1, 1, 30, 30, 0}};
+  std::vector<TrackPoint> points = {{7, 0, 10.1, 10}, {7, 1, 11, 10.2}, {7, 2, 12, 10},
+                                    {8, 3, 13, 10},   {9, 3, 13.1, 10}, {5, 0, 31.5, 30}};
+  const EvalResult r = EvaluateTracks(points, truth);
+  EXPECT_EQ(r.truth_points, 5);
+  EXPECT_EQ(r.matched, 4);
+  EXPECT_EQ(r.track_points, 6);
+  EXPECT_EQ(r.true_links, 3);
+  EXPECT_EQ(r.reproduced_links, 2);
+  EXPECT_NEAR(r.RmsePerAxisPx(), std::sqrt((0.01 + 0.04) / 8), 1e-12);
+  std::string error;
+  std::vector<TrackPoint> parsed;
+  EXPECT_FALSE(ParseTrackTable("track\tframe\tx_px\n1\t2\t3\n", parsed, error));
+  EXPECT_FALSE(ParseTrackTable("track\tframe\tx_px\ty_px\n1\t2\tx\t4\n", parsed, error));
+}
+
+TEST_F(TrackingRun, TrackAndEvalCommands) {
+  const std::string xki = (dir_ / "t.xki").string(), tsv = (dir_ / "t.tsv").string();
+  testing::internal::CaptureStdout();
+  const int code = cli::RunTrack({record_, "--out", xki, "--tsv", tsv});
+  const std::string out = testing::internal::GetCapturedStdout();
+  ASSERT_EQ(code, 0);
+  EXPECT_NE(out.find(" objects ("), std::string::npos);
+  EXPECT_NE(out.find(" - too big radius,"), std::string::npos);
+  EXPECT_NE(out.find("tracks: "), std::string::npos);
+  EXPECT_EQ(ReadAll(tsv).rfind("track\tframe\ttime_s\tx_px\ty_px\tintensity\n", 0), 0u);
+  EXPECT_GT(fs::file_size(xki), 0u);
+  testing::internal::CaptureStdout();
+  EXPECT_EQ(cli::RunEval({tsv, TruthPathFor(record_)}), 0);
+  EXPECT_NE(testing::internal::GetCapturedStdout().find("RMSE / limit: "), std::string::npos);
+  // The settings file's Q of 999 finds nothing; --q given after it wins.
+  const std::string ini = (dir_ / "t.ini").string();
+  std::ofstream(ini) << "Q_threshold 999\nMinTrackLength 5\n";
+  testing::internal::CaptureStdout();
+  EXPECT_EQ(cli::RunTrack({record_, "--out", xki, "--ini", ini}), 0);
+  EXPECT_NE(testing::internal::GetCapturedStdout().find("tracks: 0\n"), std::string::npos);
+  testing::internal::CaptureStdout();
+  EXPECT_EQ(cli::RunTrack({record_, "--out", xki, "--ini", ini, "--q", "8"}), 0);
+  EXPECT_EQ(testing::internal::GetCapturedStdout().find("tracks: 0\n"), std::string::npos);
+  testing::internal::CaptureStderr();
+  EXPECT_EQ(cli::RunTrack({record_, "--out", xki, "--ini", (dir_ / "none.ini").string()}), 2);
+  EXPECT_EQ(cli::RunTrack({record_, "--out", xki, "--q", "1"}), 2);
+  EXPECT_EQ(cli::RunTrack({record_}), 2);
+  EXPECT_EQ(cli::RunEval({tsv, (dir_ / "missing.tsv").string()}), 1);
+  testing::internal::GetCapturedStderr();
+}
+
+}  // namespace
+}  // namespace lumetra
