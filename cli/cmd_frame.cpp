@@ -2,6 +2,7 @@
 #include <iostream>
 
 #include "cli/cli_common.h"
+#include "common/common_messages.h"
 #include "common/file_handle.h"
 #include "record/record_store.h"
 #include "record/xkv_writer.h"
@@ -46,7 +47,7 @@ int RunFrame(const std::vector<std::string>& args) {
   if (p.Value("out") == p.Arg(0)) return Fail("frame", "--out must not be the record itself");
 
   FileHandle out = OpenFile(p.Value("out"), "wb");
-  if (!out) return Fail("frame", "Can not Open File for Writing: " + p.Value("out"));
+  if (!out) return Fail("frame", std::string(kCanNotOpenForWriting) + ": " + p.Value("out"));
   if (!WriteXKVFrame(out.get(), store->Prm(), store->Add(), store->FrameBuffer(), options) ||
       std::fflush(out.get()) != 0)
     return Fail("frame", "File write error: " + p.Value("out"));

@@ -3,6 +3,7 @@
 #include <iostream>
 
 #include "cli/cli_common.h"
+#include "common/common_messages.h"
 #include "display/frame_painter.h"
 #include "display/palette.h"
 #include "display/png_writer.h"
@@ -87,7 +88,7 @@ int RunRender(const std::vector<std::string>& args) {
   FramePainter painter;
   painter.SetPalette(palette);
   if (!WriteFrameImage(*store, painter, static_cast<int32_t>(zoom), p.Value("out")))
-    return Fail("render", "Can not Open File for Writing: " + p.Value("out"));
+    return Fail("render", std::string(kCanNotOpenForWriting) + ": " + p.Value("out"));
   return 0;
 }
 

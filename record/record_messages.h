@@ -4,6 +4,8 @@
 
 #include <string_view>
 
+#include "common/common_messages.h"
+
 namespace lumetra {
 
 inline constexpr std::string_view kFileReadErrorAddInfo = "File read error (ADD_INFO";
@@ -12,7 +14,6 @@ inline constexpr std::string_view kFrameReadingError = "Frame Reading Error";
 // Prefix of the refusal of a header whose size fields would make the reader
 // divide by zero, overflow or leave pixels unset; the reason follows in brackets.
 inline constexpr std::string_view kBrokenFrameHeader = "Broken Frame Header";
-inline constexpr std::string_view kFileOpenError = "File open ERROR";
 inline constexpr std::string_view kFileNotOpen = "File is not open";
 inline constexpr std::string_view kCanNotAllocateBuffers = "Can not allocate memory for buffers";
 inline constexpr std::string_view kDifferentSizeWarning =

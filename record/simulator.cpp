@@ -4,6 +4,7 @@
 #include <cmath>
 #include <cstdio>
 
+#include "common/common_messages.h"
 #include "common/file_handle.h"
 #include "common/parallel.h"
 #include "common/random.h"
@@ -146,13 +147,13 @@ bool SimulateRecord(const SimulationParams& p, const std::string& xkv_path, Repo
   }
   FileHandle out = OpenFile(xkv_path, "wb");
   if (!out) {
-    reporter.Modal("Can not Open File for Writing: " + xkv_path);
+    reporter.Modal(std::string(kCanNotOpenForWriting) + ": " + xkv_path);
     return false;
   }
   const std::string truth_path = TruthPathFor(xkv_path);
   FileHandle truth = OpenFile(truth_path, "w");
   if (!truth) {
-    reporter.Modal("Can not Open File for Writing: " + truth_path);
+    reporter.Modal(std::string(kCanNotOpenForWriting) + ": " + truth_path);
     return false;
   }
   const std::vector<TruthRow> rows = SimulateTruth(p);

@@ -6,6 +6,8 @@
 
 #include <string_view>
 
+#include "common/common_messages.h"
+
 namespace lumetra {
 
 // Input boxes: title, prompt and refusal of each setter.
@@ -53,7 +55,6 @@ inline constexpr std::string_view kIniFilter = "INI file|*.ini";
 inline constexpr std::string_view kIniDefaultExt = "ini";
 inline constexpr std::string_view kReadSettingsCaption = "Read Settings (INI)";
 inline constexpr std::string_view kSaveSettingsCaption = "Save Settings (INI)";
-inline constexpr std::string_view kCanNotOpenForWriting = "Can not Open File for Writing";
 inline constexpr std::string_view kCanNotOpenFile = "Can not open file";
 
 }  // namespace lumetra

@@ -4,6 +4,8 @@
 
 #include <string_view>
 
+#include "common/common_messages.h"
+
 namespace lumetra {
 
 inline constexpr std::string_view kSpotFormCaption =
@@ -52,8 +54,6 @@ inline constexpr std::string_view kClustThrLabel = "Clastering Thresh (counts/pi
 inline constexpr std::string_view kThresholdError = "Threshold Out of Order";
 
 // Track files.
-inline constexpr std::string_view kCanNotOpenForWriting = "Can not Open File for Writing";
-inline constexpr std::string_view kFileOpenError = "File open ERROR";
 inline constexpr std::string_view kTrackTimingError =
     "ERROR track timing outside record length - ABORT";
 inline constexpr std::string_view kFileWritingError = "File Writing Error";
