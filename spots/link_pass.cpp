@@ -43,7 +43,7 @@ void CheckJump(TrackRec& t, int32_t f, double limit_um, const TrackingParams& pa
 
 // One track at frame f: border and brightness checks, the fit, the jump rules.
 void RefineTrack(TrackRec& t, const LinkPassFrame& frame, const TrackingParams& params, double sx,
-                 double sy, double limit_um, Counts& n) {
+                 double sy, double limit_um, bool keep_last, Counts& n) {
   const int32_t f = frame.f;
   const int32_t x = TruncToInt(t.x[f]), y = TruncToInt(t.y[f]);
   if (x < 5 || y < 5 || x > frame.width - 7 || y > frame.height - 7) {
@@ -61,7 +61,7 @@ void RefineTrack(TrackRec& t, const LinkPassFrame& frame, const TrackingParams& 
   CopyFitBlock(frame.pixels, frame.width, frame.height, x, y, block, valid);
   // Beside another spot, keep to the one this track followed in the frame before.
   double prefer_x = 6, prefer_y = 6;
-  if (f > t.first_frame) {
+  if (f > t.first_frame && keep_last) {
     prefer_x = t.X + t.x[f - 1] / (frame.nm_per_pixel_x * 0.001) - (x - 6);
     prefer_y = t.Y + t.y[f - 1] / (frame.nm_per_pixel_y * 0.001) - (y - 6);
   }
@@ -70,6 +70,29 @@ void RefineTrack(TrackRec& t, const LinkPassFrame& frame, const TrackingParams& 
   t.x[f] = static_cast<float>((x - t.X + off_x) * frame.nm_per_pixel_x * 0.001);
   t.y[f] = static_cast<float>((y - t.Y + off_y) * frame.nm_per_pixel_y * 0.001);
   if (f > t.first_frame) CheckJump(t, f, limit_um, params, n);
+}
+
+// "Resolve Close Spots": marks the tracks covering frame f whose point there
+// another track holds too (a spot two particles share), before any of them
+// is refined.
+void MarkSharedPoints(const TrackStore& store, int32_t f, std::vector<uint8_t>& shared) {
+  struct At {
+    float x, y;
+    int32_t t;
+  };
+  std::vector<At> at;
+  for (int32_t ti = 0; ti < store.track_count; ++ti) {
+    const TrackRec& t = store.Slot(ti);
+    if (!t.completed || !store.HasSeries(ti)) continue;
+    if (f < t.first_frame || f > t.first_frame + t.point_count) continue;
+    at.push_back({t.x[f], t.y[f], ti});
+  }
+  std::sort(at.begin(), at.end(),
+            [](const At& a, const At& b) { return a.y < b.y || (a.y == b.y && a.x < b.x); });
+  shared.assign(static_cast<size_t>(store.track_count), 0);
+  for (size_t k = 1; k < at.size(); ++k)
+    if (at[k].x == at[k - 1].x && at[k].y == at[k - 1].y)
+      shared[static_cast<size_t>(at[k].t)] = shared[static_cast<size_t>(at[k - 1].t)] = 1;
 }
 
 }  // namespace
@@ -90,12 +113,17 @@ void RefineFrame(TrackStore& store, const LinkPassFrame& frame, const TrackingPa
   const int32_t tracks = store.track_count;
   const int parts = pool ? std::max(1, std::min(4 * (pool->Threads() + 1), tracks / 8)) : 1;
   std::vector<Counts> counts(static_cast<size_t>(parts));
+  std::vector<uint8_t> shared;
+  if (params.resolve_close) MarkSharedPoints(store, f, shared);
   auto part = [&](int i) {
     for (int32_t ti = tracks * i / parts; ti < tracks * (i + 1) / parts; ++ti) {
       TrackRec& t = store.Slot(ti);
       if (!t.completed || !store.HasSeries(ti)) continue;
       if (f < t.first_frame || f > t.first_frame + t.point_count) continue;
-      RefineTrack(t, frame, params, sx, sy, limit_um, counts[static_cast<size_t>(i)]);
+      // With close spots resolved, a track keeps to its last position only
+      // on a shared spot; on a spot of its own it takes the fit nearest to it.
+      const bool keep_last = !params.resolve_close || shared[static_cast<size_t>(ti)];
+      RefineTrack(t, frame, params, sx, sy, limit_um, keep_last, counts[static_cast<size_t>(i)]);
     }
   };
   if (parts > 1)

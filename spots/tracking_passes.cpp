@@ -41,7 +41,10 @@ void DetectPass::OnFrame(const RecordStore& record) {
 }
 
 void DetectPass::EndRecord(const RecordStore&, bool) {
-  if (link_) TrackLinker::FinishRecord(store_, params_);
+  if (link_) {
+    if (params_.resolve_close) linker_.FinishShares(store_);
+    TrackLinker::FinishRecord(store_, params_);
+  }
   end_readout_ = std::to_string(store_.completed_count) + std::string(kCompletedTracks);
   reporter_.Status(end_readout_);
 }
