@@ -116,15 +116,9 @@ int32_t CloseSpotSplitter::AssignParts(const std::vector<Candidate>& c, size_t f
   return parts;
 }
 
-int32_t CloseSpotSplitter::Split(std::vector<Candidate>& candidates, int32_t object_count,
-                                 const uint16_t* pixels, int32_t width, int32_t height,
-                                 const CloseSpotRules& rules) {
-  if (object_count <= 0 || candidates.empty()) return object_count;
-  pixels_ = pixels;
-  width_ = width;
-  height_ = height;
-  rules_ = rules;
-  // Candidates grouped by label, each group in list order.
+void CloseSpotSplitter::GroupByLabel(const std::vector<Candidate>& candidates,
+                                     int32_t object_count) {
+  // A counting sort: each label's candidates in list order.
   const size_t labels = static_cast<size_t>(object_count);
   starts_.assign(labels + 1, 0);
   for (const Candidate& m : candidates)
@@ -137,9 +131,21 @@ int32_t CloseSpotSplitter::Split(std::vector<Candidate>& candidates, int32_t obj
     if (l >= 0 && l < object_count)
       members_[static_cast<size_t>(first_new_[static_cast<size_t>(l)]++)] = static_cast<int32_t>(i);
   }
+}
+
+int32_t CloseSpotSplitter::Split(std::vector<Candidate>& candidates, int32_t object_count,
+                                 const uint16_t* pixels, int32_t width, int32_t height,
+                                 const CloseSpotRules& rules) {
+  if (object_count <= 0 || candidates.empty()) return object_count;
+  pixels_ = pixels;
+  width_ = width;
+  height_ = height;
+  rules_ = rules;
+  GroupByLabel(candidates, object_count);
   part_.assign(candidates.size(), 0);
   // New label of each old label's first part; the parts of a split cluster
   // follow it in the order of their first candidate.
+  const size_t labels = static_cast<size_t>(object_count);
   first_new_.assign(labels, 0);
   int32_t next = 0;
   for (size_t l = 0; l < labels; ++l) {

@@ -27,7 +27,8 @@ class CloseSpotSplitter {
  public:
   // Gives the candidates of each cluster with separated maxima one label per
   // maximum (each candidate goes to its nearest maximum) and renumbers the
-  // labels in the order of their first candidate, so a frame without such a
+  // labels: clusters keep their order, the parts of a split one follow each
+  // other in the order of their first candidate. A frame without such a
   // cluster keeps its labels. Only labels below `object_count` are looked at;
   // at most 10000 objects result. Returns the new object count. Candidates lie
   // at least 5 pixels inside the frame, as the scan leaves them.
@@ -43,6 +44,7 @@ class CloseSpotSplitter {
     int32_t x, y;
     int64_t value;
   };
+  void GroupByLabel(const std::vector<Candidate>& candidates, int32_t object_count);
   // The separated maxima of the cluster whose candidates are members_[from, to).
   void FindPeaks(const std::vector<Candidate>& candidates, size_t from, size_t to);
   // Gives each candidate of the cluster its part; returns the number of parts.

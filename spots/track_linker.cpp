@@ -140,6 +140,8 @@ void TrackLinker::LinkFrame(TrackStore& store, int32_t f, bool first,
                             Reporter& reporter) {
   if (f < 0 || f >= store.Frames()) return;
   taken_.assign(spots.size(), 0);
+  if (params.resolve_close && shared_run_.empty())
+    shared_run_.assign(static_cast<size_t>(kMaxTracks), 0);
   if (first) {
     StartTracks(store, f, spots);
     CommitMap();
