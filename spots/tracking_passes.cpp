@@ -61,6 +61,7 @@ void LinkTracksPass::StartRecord(const RecordStore&) {
   // read them as pixels.
   active_ = !store_.refined;
   if (active_) store_.too_bright = store_.too_big_radius = store_.truncated = 0;
+  shared_.before.clear();
 }
 
 void LinkTracksPass::OnFrame(const RecordStore& record) {
@@ -69,7 +70,7 @@ void LinkTracksPass::OnFrame(const RecordStore& record) {
   RefineFrame(store_,
               {record.FrameBuffer(), record.Width(), record.Height(), prm.ScaleX, prm.ScaleY,
                record.CurrentFrame()},
-              params_, pool_.get());
+              params_, pool_.get(), &shared_);
 }
 
 void LinkTracksPass::EndRecord(const RecordStore&, bool) {
