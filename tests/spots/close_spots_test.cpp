@@ -10,9 +10,11 @@
 #include <memory>
 #include <sstream>
 
+#include "common/text_format.h"
 #include "record/playback.h"
 #include "record/record_store.h"
 #include "record/simulator.h"
+#include "spots/link_pass.h"
 #include "spots/spot_finder.h"
 #include "spots/track_eval.h"
 #include "spots/track_export.h"
@@ -188,6 +190,51 @@ TEST(CloseLinks, CrossingPairKeepsItsTracks) {
   EXPECT_EQ(store->Slot(1).x[1], 20.0f);
   EXPECT_EQ(store->Slot(1).y[1], 34.0f);
   EXPECT_EQ(store->new_track_count, 0);
+}
+
+// Link Tracks over two tracks: track 0 stays on a spot at (20.3, 24.4); track
+// 1 follows a spot at 24.5, which is missing in frame 5, shares track 0's
+// spot there (its fit lands on it, 4.2 pixels off) and goes on to the spot
+// again at 27.3: a step of 7 pixels, more than R, out of the shared spot.
+std::unique_ptr<TrackStore> RefineSharedPair(bool resolve) {
+  constexpr int32_t kFrames = 12;
+  auto store = std::make_unique<TrackStore>();
+  store->Reset(kFrames);
+  for (int32_t ti : {0, 1}) {
+    TrackRec& t = store->Use(ti);
+    t.completed = 1;
+    t.point_count = kFrames - 1;
+    for (int32_t f = 0; f < kFrames; ++f) {
+      t.x[f] = ti == 0 || f == 5 ? 20.0f : (f < 5 ? 24.0f : 27.0f);
+      t.y[f] = 24.0f;
+    }
+    t.X = TruncToInt(t.x[0]);
+    t.Y = 24;
+  }
+  store->track_count = store->completed_count = 2;
+  TrackingParams params;
+  params.min_track = 3;
+  params.resolve_close = resolve;
+  SharedPoints shared;
+  for (int32_t f = 0; f < kFrames; ++f) {
+    std::vector<TestSpot> spots = {{20.3, 24.4, 300}};
+    if (f != 5) spots.push_back({f < 5 ? 24.5 : 27.3, 24.4, 300});
+    const auto px = MakeFrame(kW, kH, 100, spots);
+    RefineFrame(*store, {px.data(), kW, kH, 100, 100, f}, params, nullptr, &shared);
+  }
+  return store;
+}
+
+TEST(CloseLinks, StepOutOfASharedSpotDoesNotCutTheTrack) {
+  const auto plain = RefineSharedPair(false);
+  EXPECT_EQ(plain->truncated, 1);
+  EXPECT_EQ(plain->Slot(1).point_count, 6);  // cut after frame 6
+  const auto close = RefineSharedPair(true);
+  EXPECT_EQ(close->truncated, 0);
+  EXPECT_EQ(close->Slot(1).point_count, 11);
+  // On the shared spot track 1's fit is the spot of track 0.
+  EXPECT_NEAR(close->Slot(1).X + close->Slot(1).x[5] / 0.1, 20.3, 0.1);
+  EXPECT_NEAR(close->Slot(1).X + close->Slot(1).x[6] / 0.1, 27.3, 0.1);
 }
 
 namespace fs = std::filesystem;
