@@ -110,7 +110,7 @@ int64_t BoxSum11(const uint16_t* px, int32_t w, int32_t h, std::vector<int32_t>&
   return check;
 }
 
-int BenchTrack(const std::string& path, int repeats) {
+int BenchTrack(const std::string& path, int repeats, bool resolve_close) {
   ConsoleReporter console;
   auto store = RecordStore::Create(console);
   if (!store || !store->Open(path, console)) return 1;
@@ -126,7 +126,8 @@ int BenchTrack(const std::string& path, int repeats) {
     std::copy_n(store->FrameBuffer(), pixels, frames.data() + pixels * f);
     if (f + 1 < held && !store->NextFrame(quiet)) return Fail("bench", "Frame Reading Error");
   }
-  const TrackingParams params;
+  TrackingParams params;
+  params.resolve_close = resolve_close;
   const double scale = store->Prm().ScaleX;
   // Frames per second of wall time (median of the runs); `cpu_ms` receives the
   // processor time a frame took over all threads in the fastest run, which
@@ -165,6 +166,7 @@ int BenchTrack(const std::string& path, int repeats) {
         if (link)
           linker.LinkFrame(*tracks, f, f == 0, finder.Objects(), finder.LabelMap(), params, quiet);
       }
+      if (link && params.resolve_close) linker.FinishShares(*tracks);
       if (link) TrackLinker::FinishRecord(*tracks, params);
     });
   };
@@ -194,7 +196,8 @@ int BenchTrack(const std::string& path, int repeats) {
   auto fps = [](double v) { return FormatFixed(v, 0) + " frames/s"; };
   auto cpu = [](double ms) { return ", CPU " + FormatFixed(ms, 3) + " ms a frame"; };
   std::cout << "record: " << path << " (" << store->FrameCount() << " frames of " << w << " x " << h
-            << ", " << held << " held in memory, " << WorkerCount() << " cores)\n"
+            << ", " << held << " held in memory, " << WorkerCount() << " cores"
+            << (resolve_close ? ", Resolve Close Spots on" : "") << ")\n"
             << "floor, 11 x 11 box sum, one core: " << fps(floor_fps) << "\n"
             << "detection, one core: " << fps(det1) << " (" << FormatFixed(floor_fps / det1, 2)
             << "x the floor's time" << cpu(det1_cpu) << ")\n"
@@ -227,6 +230,7 @@ int RunBench(const std::vector<std::string>& args) {
   p.Positional("KIND", "what to measure: read, display, export or track")
       .Positional("FILE.xkv", "the record (make one with 'lumetra-cli simulate')")
       .Option("repeats", "N", "runs to take the median of", "5")
+      .Flag("resolve-close", "track: with Resolve Close Spots on")
       .Option("out-dir", "DIR", "export: where the outputs are written (and removed)",
               std::filesystem::temp_directory_path().string());
   if (auto code = ParseOrExit(p, args)) return *code;
@@ -238,7 +242,8 @@ int RunBench(const std::vector<std::string>& args) {
   if (p.Arg(0) == "display") return BenchDisplay(p.Arg(1), static_cast<int>(repeats));
   if (p.Arg(0) == "export")
     return BenchExport(p.Arg(1), static_cast<int>(repeats), p.Value("out-dir"));
-  if (p.Arg(0) == "track") return BenchTrack(p.Arg(1), static_cast<int>(repeats));
+  if (p.Arg(0) == "track")
+    return BenchTrack(p.Arg(1), static_cast<int>(repeats), p.Has("resolve-close"));
   return Fail("bench", "unknown KIND '" + p.Arg(0) + "' (read, display, export, track)", 2);
 }
 

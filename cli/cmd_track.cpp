@@ -78,6 +78,7 @@ bool ReadParams(const ArgParser& p, TrackingParams& params, Reporter& reporter,
       !whole("cluster", params.cluster_threshold))
     return false;
   params.subtract_background = p.Has("subtract-background");
+  params.resolve_close = p.Has("resolve-close");
   return true;
 }
 
@@ -103,6 +104,9 @@ int RunTrack(const std::vector<std::string>& args) {
       .Option("temporal-median", "3|5|7",
               "filter every frame by the median of the last 3, 5 or 7 frames first")
       .Flag("subtract-background", "intensities above the local background ring")
+      .Flag("resolve-close",
+            "Resolve Close Spots: split spots with two separate maxima; a track may share "
+            "a neighbour's spot for up to 5 frames")
       .Flag("no-link-pass", "skip Link Tracks (positions stay whole pixels)")
       .Flag("verbose", "print the read-out of every frame on stderr");
   if (auto code = ParseOrExit(p, args)) return *code;

@@ -43,7 +43,7 @@ void CheckJump(TrackRec& t, int32_t f, double limit_um, const TrackingParams& pa
 
 // One track at frame f: border and brightness checks, the fit, the jump rules.
 void RefineTrack(TrackRec& t, const LinkPassFrame& frame, const TrackingParams& params, double sx,
-                 double sy, double limit_um, Counts& n) {
+                 double sy, double limit_um, bool keep_last, bool jump_rule, Counts& n) {
   const int32_t f = frame.f;
   const int32_t x = TruncToInt(t.x[f]), y = TruncToInt(t.y[f]);
   if (x < 5 || y < 5 || x > frame.width - 7 || y > frame.height - 7) {
@@ -61,7 +61,7 @@ void RefineTrack(TrackRec& t, const LinkPassFrame& frame, const TrackingParams& 
   CopyFitBlock(frame.pixels, frame.width, frame.height, x, y, block, valid);
   // Beside another spot, keep to the one this track followed in the frame before.
   double prefer_x = 6, prefer_y = 6;
-  if (f > t.first_frame) {
+  if (f > t.first_frame && keep_last) {
     prefer_x = t.X + t.x[f - 1] / (frame.nm_per_pixel_x * 0.001) - (x - 6);
     prefer_y = t.Y + t.y[f - 1] / (frame.nm_per_pixel_y * 0.001) - (y - 6);
   }
@@ -69,7 +69,30 @@ void RefineTrack(TrackRec& t, const LinkPassFrame& frame, const TrackingParams& 
   const double off_x = fit.cx - 6.0, off_y = fit.cy - 6.0;
   t.x[f] = static_cast<float>((x - t.X + off_x) * frame.nm_per_pixel_x * 0.001);
   t.y[f] = static_cast<float>((y - t.Y + off_y) * frame.nm_per_pixel_y * 0.001);
-  if (f > t.first_frame) CheckJump(t, f, limit_um, params, n);
+  if (f > t.first_frame && jump_rule) CheckJump(t, f, limit_um, params, n);
+}
+
+// "Resolve Close Spots": marks the tracks covering frame f whose point there
+// another track holds too (a spot two particles share), before any of them
+// is refined.
+void MarkSharedPoints(const TrackStore& store, int32_t f, std::vector<uint8_t>& shared) {
+  struct At {
+    float x, y;
+    int32_t t;
+  };
+  std::vector<At> at;
+  for (int32_t ti = 0; ti < store.track_count; ++ti) {
+    const TrackRec& t = store.Slot(ti);
+    if (!t.completed || !store.HasSeries(ti)) continue;
+    if (f < t.first_frame || f > t.first_frame + t.point_count) continue;
+    at.push_back({t.x[f], t.y[f], ti});
+  }
+  std::sort(at.begin(), at.end(),
+            [](const At& a, const At& b) { return a.y < b.y || (a.y == b.y && a.x < b.x); });
+  shared.assign(static_cast<size_t>(store.track_count), 0);
+  for (size_t k = 1; k < at.size(); ++k)
+    if (at[k].x == at[k - 1].x && at[k].y == at[k - 1].y)
+      shared[static_cast<size_t>(at[k].t)] = shared[static_cast<size_t>(at[k - 1].t)] = 1;
 }
 
 }  // namespace
@@ -79,7 +102,7 @@ double SigmaPixels(double fwhm_nm, double nm_per_pixel) {
 }
 
 void RefineFrame(TrackStore& store, const LinkPassFrame& frame, const TrackingParams& params,
-                 WorkerPool* pool) {
+                 WorkerPool* pool, SharedPoints* shared_points) {
   const int32_t f = frame.f;
   if (f < 0 || f >= store.Frames()) return;
   const double sx = SigmaPixels(params.fwhm_nm, frame.nm_per_pixel_x);
@@ -90,18 +113,33 @@ void RefineFrame(TrackStore& store, const LinkPassFrame& frame, const TrackingPa
   const int32_t tracks = store.track_count;
   const int parts = pool ? std::max(1, std::min(4 * (pool->Threads() + 1), tracks / 8)) : 1;
   std::vector<Counts> counts(static_cast<size_t>(parts));
+  SharedPoints local;
+  SharedPoints& marks = shared_points ? *shared_points : local;
+  if (params.resolve_close) MarkSharedPoints(store, f, marks.now);
+  const std::vector<uint8_t>& shared = marks.now;
+  auto was_shared = [&](int32_t ti) {
+    return static_cast<size_t>(ti) < marks.before.size() && marks.before[static_cast<size_t>(ti)];
+  };
   auto part = [&](int i) {
     for (int32_t ti = tracks * i / parts; ti < tracks * (i + 1) / parts; ++ti) {
       TrackRec& t = store.Slot(ti);
       if (!t.completed || !store.HasSeries(ti)) continue;
       if (f < t.first_frame || f > t.first_frame + t.point_count) continue;
-      RefineTrack(t, frame, params, sx, sy, limit_um, counts[static_cast<size_t>(i)]);
+      // With close spots resolved, a track keeps to its last position only
+      // on a shared spot; on a spot of its own it takes the fit nearest to it.
+      const bool keep_last = !params.resolve_close || shared[static_cast<size_t>(ti)];
+      // Leaving a shared spot, the fit before may have taken the other
+      // particle of the pair: a long step then is no wrong link.
+      const bool jump_rule = !params.resolve_close || !was_shared(ti);
+      RefineTrack(t, frame, params, sx, sy, limit_um, keep_last, jump_rule,
+                  counts[static_cast<size_t>(i)]);
     }
   };
   if (parts > 1)
     pool->Run(parts, part);
   else
     part(0);
+  if (params.resolve_close) marks.before.swap(marks.now);
   for (const Counts& n : counts) {
     store.completed_count -= n.dropped;
     store.too_bright += n.too_bright;

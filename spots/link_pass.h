@@ -7,6 +7,7 @@
 
 #include <cstdint>
 #include <string>
+#include <vector>
 
 #include "spots/spot_params.h"
 #include "spots/track_store.h"
@@ -23,10 +24,17 @@ struct LinkPassFrame {
   int32_t f;  // frame number in the record
 };
 
+// "Resolve Close Spots": the tracks whose point another track holds too (a
+// spot two particles share), in the frame refined last and in this one.
+struct SharedPoints {
+  std::vector<uint8_t> before, now;
+};
+
 // Refines frame `frame.f` of every completed track that covers it, on the
-// pool's threads too when one is given (the result is the same).
+// pool's threads too when one is given (the result is the same). `shared`
+// carries the shared points from frame to frame when close spots are resolved.
 void RefineFrame(TrackStore& store, const LinkPassFrame& frame, const TrackingParams& params,
-                 WorkerPool* pool = nullptr);
+                 WorkerPool* pool = nullptr, SharedPoints* shared = nullptr);
 
 // "57 completed tracks (0 - too bright,1 - too big radius,2 - truncated)"
 std::string LinkPassReadOut(const TrackStore& store);

@@ -33,7 +33,10 @@ int32_t SpotFinder::DetectFrame(const uint16_t* pixels, int32_t width, int32_t h
   double sum = 0;
   for (const Candidate& c : cands) sum += c.amplitude;
   if (!cands.empty()) mean_amplitude_ = sum / static_cast<double>(cands.size());
-  const int32_t count = ClusterCandidates(cands, &index_map_, width);
+  int32_t count = ClusterCandidates(cands, &index_map_, width);
+  if (params.resolve_close)
+    count = splitter_.Split(cands, count, pixels, width, height,
+                            CloseSpotRulesFor(params.fwhm_nm / (nm_per_pixel * 2.355)));
   DetectCenters(cands, count, pixels, width, params.subtract_background, nm_per_pixel, objects_,
                 label_map_, written_);
   return candidate_count_;

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "common/report.h"
+#include "spots/close_spots.h"
 #include "spots/spot_detector.h"
 #include "spots/spot_objects.h"
 #include "spots/spot_params.h"
@@ -43,6 +44,7 @@ class SpotFinder {
 
  private:
   SpotDetector detector_;
+  CloseSpotSplitter splitter_;
   std::vector<SpotRec> objects_;
   std::vector<uint16_t> label_map_;
   std::vector<int32_t> written_;

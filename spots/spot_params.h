@@ -13,6 +13,7 @@ struct TrackingParams {
   int32_t q_threshold = 8;           // Q: amplitude over residual a candidate needs
   int32_t cluster_threshold = 500;   // C: brightest intensity a track may have (counts/pixel)
   bool subtract_background = false;  // "Subtract Background": intensity above the ring
+  bool resolve_close = false;        // "Resolve Close Spots": split clusters of close spots
 };
 
 // Ranges of the input boxes of the window.

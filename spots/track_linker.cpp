@@ -20,6 +20,7 @@ void TrackLinker::Prepare(int32_t width, int32_t height) {
   track_map_.assign(static_cast<size_t>(width) * static_cast<size_t>(height), -1);
   open_.clear();
   next_.clear();
+  shared_run_.assign(static_cast<size_t>(kMaxTracks), 0);
 }
 
 int32_t TrackLinker::MapSearch(const TrackRec& t, const std::vector<SpotRec>& spots,
@@ -139,6 +140,8 @@ void TrackLinker::LinkFrame(TrackStore& store, int32_t f, bool first,
                             Reporter& reporter) {
   if (f < 0 || f >= store.Frames()) return;
   taken_.assign(spots.size(), 0);
+  if (params.resolve_close && shared_run_.empty())
+    shared_run_.assign(static_cast<size_t>(kMaxTracks), 0);
   if (first) {
     StartTracks(store, f, spots);
     CommitMap();
@@ -160,6 +163,11 @@ void TrackLinker::LinkFrame(TrackStore& store, int32_t f, bool first,
     // A track at column 0 or row 0 is never searched, like a free slot.
     if (t.X == 0 || t.Y == 0) continue;
     store.Use(ti);
+    if (params.resolve_close && shared_run_[static_cast<size_t>(ti)] > 0) {
+      // A track on a neighbour's spot comes after the tracks with spots of their own.
+      waiting_.push_back(ti);
+      continue;
+    }
     int32_t best = start_best;
     const int32_t s =
         map_search ? MapSearch(t, spots, label_map, r, best) : ListSearch(t, spots, best);
@@ -170,9 +178,12 @@ void TrackLinker::LinkFrame(TrackStore& store, int32_t f, bool first,
     }
     if (take)
       Link(store, ti, f, spots[static_cast<size_t>(s)], s, best);
+    else if (params.resolve_close)
+      waiting_.push_back(ti);
     else
       EndTrack(store, ti, f, params.min_track);
   }
+  if (params.resolve_close) RescueTracks(store, f, spots, params);
   NewTracks(store, f, spots);
   CommitMap();
 }

@@ -37,6 +37,10 @@ class TrackLinker {
   // non-zero, and its current position that frame's position.
   static void FinishRecord(TrackStore& store, const TrackingParams& params);
 
+  // With "Resolve Close Spots", before FinishRecord: the points an open track
+  // took from a neighbour's spot at its end are removed (close_links.cpp).
+  void FinishShares(TrackStore& store);
+
  private:
   int32_t MapSearch(const TrackRec& t, const std::vector<SpotRec>& spots,
                     const std::vector<uint16_t>& label_map, int32_t r, int32_t& best) const;
@@ -48,6 +52,14 @@ class TrackLinker {
   static void EndTrack(TrackStore& store, int32_t t, int32_t f, int32_t min_track);
   void NewTracks(TrackStore& store, int32_t f, const std::vector<SpotRec>& spots);
   void Place(int32_t t, int32_t x, int32_t y);
+  // "Resolve Close Spots" (close_links.cpp): the tracks the rules above would
+  // end get a second chance once every other track has linked.
+  void RescueTracks(TrackStore& store, int32_t f, const std::vector<SpotRec>& spots,
+                    const TrackingParams& params);
+  bool TrySwap(TrackStore& store, int32_t w, int32_t f, const std::vector<SpotRec>& spots,
+               int32_t own_cost, int32_t limit);
+  void Relink(TrackStore& store, int32_t u, int32_t f, const SpotRec& spot, int32_t s, int32_t d2);
+  void EndSharingTrack(TrackStore& store, int32_t t, int32_t f, int32_t min_track);
   void CommitMap();
 
   int32_t width_ = 0, height_ = 0;
@@ -61,6 +73,13 @@ class TrackLinker {
   std::vector<Placed> open_;
   std::vector<Placed> next_;
   std::vector<uint8_t> taken_;
+  // Tracks waiting for their second chance, and per slot the number of
+  // points at its end that share a neighbour's spot.
+  std::vector<int32_t> waiting_;
+  std::vector<int32_t> shared_run_;
+  std::vector<int32_t> owner_;  // track that took each spot this frame, -1 if none
+  std::vector<Placed> before_;  // each track's position after the previous frame
+  int32_t last_frame_ = -1;
 };
 
 }  // namespace lumetra

@@ -41,7 +41,10 @@ void DetectPass::OnFrame(const RecordStore& record) {
 }
 
 void DetectPass::EndRecord(const RecordStore&, bool) {
-  if (link_) TrackLinker::FinishRecord(store_, params_);
+  if (link_) {
+    if (params_.resolve_close) linker_.FinishShares(store_);
+    TrackLinker::FinishRecord(store_, params_);
+  }
   end_readout_ = std::to_string(store_.completed_count) + std::string(kCompletedTracks);
   reporter_.Status(end_readout_);
 }
@@ -58,6 +61,7 @@ void LinkTracksPass::StartRecord(const RecordStore&) {
   // read them as pixels.
   active_ = !store_.refined;
   if (active_) store_.too_bright = store_.too_big_radius = store_.truncated = 0;
+  shared_.before.clear();
 }
 
 void LinkTracksPass::OnFrame(const RecordStore& record) {
@@ -66,7 +70,7 @@ void LinkTracksPass::OnFrame(const RecordStore& record) {
   RefineFrame(store_,
               {record.FrameBuffer(), record.Width(), record.Height(), prm.ScaleX, prm.ScaleY,
                record.CurrentFrame()},
-              params_, pool_.get());
+              params_, pool_.get(), &shared_);
 }
 
 void LinkTracksPass::EndRecord(const RecordStore&, bool) {

@@ -10,6 +10,7 @@
 
 #include "common/report.h"
 #include "record/playback.h"
+#include "spots/link_pass.h"
 #include "spots/spot_finder.h"
 #include "spots/spot_params.h"
 #include "spots/track_linker.h"
@@ -66,6 +67,7 @@ class LinkTracksPass final : public FrameConsumer {
   bool active_ = false;
   std::string end_readout_;
   std::unique_ptr<WorkerPool> pool_;
+  SharedPoints shared_;
 };
 
 }  // namespace lumetra

@@ -163,6 +163,10 @@ void TSpotForm::BuildMenus() {
   SubtractBkgr->setCheckable(true);
   connect(SubtractBkgr, &QAction::toggled, this,
           [this](bool on) { params_.subtract_background = on; });
+  // Off by default: Detect then gives the plain detection and linking.
+  ResolveClose = Settings_->addAction(QStringLiteral("Resolve Close Spots"));
+  ResolveClose->setCheckable(true);
+  connect(ResolveClose, &QAction::toggled, this, [this](bool on) { params_.resolve_close = on; });
   UpdateCaptions();
   // Until a setting changes, the menu keeps its caption of the start.
   Settings_->setTitle(Q(kSettingsMenuStartCaption));

@@ -121,6 +121,7 @@ class TSpotForm final : public QMainWindow {
   QAction* SensThr = nullptr;
   QAction* ClustThr = nullptr;
   QAction* SubtractBkgr = nullptr;
+  QAction* ResolveClose = nullptr;
   QAction* SelectedOnly = nullptr;
   QAction* SaveZpos = nullptr;
   QAction* IncludeTime = nullptr;

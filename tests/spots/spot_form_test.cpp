@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <QApplication>
+#include <QMenu>
 #include <QMenuBar>
 #include <filesystem>
 
@@ -85,6 +86,25 @@ TEST(SpotForm, DetectLinkSaveAndReadTracks) {
   bool found = false;
   for (QAction* a : form.menuBar()->actions()) found |= a->text() == "Settings(R5,FWHM250)";
   EXPECT_TRUE(found);
+
+  // "Resolve Close Spots": a checkable item of the settings menu, off at the
+  // start, that sets the tracking parameters (and so the next Detect).
+  QAction* resolve = nullptr;
+  for (QAction* menu : form.menuBar()->actions())
+    if (menu->menu())
+      for (QAction* a : menu->menu()->actions())
+        if (a->text() == "Resolve Close Spots") resolve = a;
+  ASSERT_NE(resolve, nullptr);
+  EXPECT_TRUE(resolve->isCheckable());
+  EXPECT_FALSE(resolve->isChecked());
+  EXPECT_FALSE(form.Params().resolve_close);
+  resolve->trigger();
+  EXPECT_TRUE(form.Params().resolve_close);
+  form.DetectClick();
+  form.FinishPlayback();
+  EXPECT_TRUE(form.StatusText().endsWith(" completed tracks"));
+  resolve->trigger();
+  EXPECT_FALSE(form.Params().resolve_close);
 
   // The main window's keys reach the views.
   auto* view = form.findChild<SpotView*>();
