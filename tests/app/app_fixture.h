@@ -23,7 +23,8 @@ inline QApplication& App() {
     QApplication::setOrganizationName(QStringLiteral("LumetraTests"));
     QApplication::setApplicationName(QStringLiteral("Lumetra32Tests"));
     QSettings::setPath(QSettings::NativeFormat, QSettings::UserScope,
-                       QDir::tempPath() + QStringLiteral("/lumetra-test-settings"));
+                       QDir::tempPath() + QStringLiteral("/lumetra-test-settings-") +
+                           QString::number(QCoreApplication::applicationPid()));
     QSettings().clear();
     return a;
   }();

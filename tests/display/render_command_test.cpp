@@ -18,7 +18,10 @@ namespace fs = std::filesystem;
 class RenderCommand : public ::testing::Test {
  protected:
   void SetUp() override {
-    dir_ = fs::temp_directory_path() / "lumetra_render_test";
+    // One folder a test: CTest runs the tests of this fixture side by side.
+    dir_ = fs::temp_directory_path() /
+           (std::string("lumetra_render_") +
+            ::testing::UnitTest::GetInstance()->current_test_info()->name());
     fs::create_directories(dir_);
     record_ = (dir_ / "sim.xkv").string();
     SimulationParams p;
