@@ -1,12 +1,14 @@
 // lumetra: the desktop program. Optional argument: a record to open.
 // Hidden options for documentation and checks: --frame N, --region L,T,R,B,
-// --line X0,Y0,X1,Y1 and --screenshot FILE (saves the window after it has
+// --line X0,Y0,X1,Y1, --tracking (opens the tracking window and runs Detect)
+// and --screenshot FILE (saves the window, or the tracking window, after it has
 // been shown and quits).
 #include <QApplication>
 #include <QCommandLineParser>
 #include <QTimer>
 
 #include "app/main_form.h"
+#include "spots/gui/spot_form.h"
 
 namespace {
 
@@ -42,7 +44,9 @@ int main(int argc, char** argv) {
   const QCommandLineOption region = Hidden(QStringLiteral("region"), QStringLiteral("L,T,R,B"));
   const QCommandLineOption line = Hidden(QStringLiteral("line"), QStringLiteral("X0,Y0,X1,Y1"));
   const QCommandLineOption shot = Hidden(QStringLiteral("screenshot"), QStringLiteral("FILE"));
-  parser.addOptions({frame, region, line, shot});
+  QCommandLineOption tracking(QStringLiteral("tracking"));
+  tracking.setFlags(QCommandLineOption::HiddenFromHelp);
+  parser.addOptions({frame, region, line, shot, tracking});
   parser.process(app);
 
   lumetra::TMainForm form;
@@ -54,11 +58,20 @@ int main(int argc, char** argv) {
     if (r.size() == 4) form.SetRegion(lumetra::Region{r[0], r[1], r[2], r[3], true});
     const std::vector<int> l = Numbers(parser.value(line));
     if (l.size() == 4) form.SetLine(lumetra::ProfileLine{l[0], l[1], l[2], l[3]});
+    if (parser.isSet(tracking)) {
+      // The tracking window after a whole Detect pass: the screenshot shows it.
+      form.SpotingClick();
+      if (form.SpotForm()) {
+        form.SpotForm()->DetectClick();
+        form.SpotForm()->FinishPlayback();
+      }
+    }
   }
   if (parser.isSet(shot)) {
     const QString file = parser.value(shot);
     QTimer::singleShot(1500, &form, [&form, file] {
-      form.grab().save(file);
+      QWidget* shown = form.SpotForm() ? static_cast<QWidget*>(form.SpotForm()) : &form;
+      shown->grab().save(file);
       QApplication::quit();
     });
   }
