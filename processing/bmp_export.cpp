@@ -35,22 +35,6 @@ bool Restart(ExportJob& job) {
   return false;
 }
 
-// Reads the next frame; false at the end, on a read error or on Esc.
-bool NextFrame(ExportJob& job, ExportResult& r, bool& ok) {
-  if (job.stop && job.stop->load()) {
-    r.stopped = true;
-    return false;
-  }
-  const FrameReadStatus st = job.store.ReadNext(job.reporter);
-  if (st != FrameReadStatus::kOk) {
-    ok = ok && st == FrameReadStatus::kEndOfRecord;
-    return false;
-  }
-  ++r.frames_read;
-  if (job.progress) job.progress(r.frames_read);
-  return true;
-}
-
 }  // namespace
 
 ScreenRect SavedScreenRect(const Region& roi, const ScreenView& view) {
@@ -77,7 +61,7 @@ ExportResult ExportBmpSequence(ExportJob& job, const std::string& chosen_path,
   ExportResult r;
   bool ok = true;
   RgbImage image;
-  while (ok && NextFrame(job, r, ok)) {
+  while (ok && ReadExportFrame(job, r, ok)) {
     PaintScreenRect(store.FrameBuffer(), store.Width(), store.Height(), palette, view, rect, image);
     const std::string name = NumberedName(chosen_path, store.CurrentFrame(), ".bmp");
     if (RefuseRecordAsOutput(store, name, job.reporter)) {
@@ -109,7 +93,7 @@ ExportResult ExportBmpPage(ExportJob& job, const std::string& out_path,
   page.Resize(pw, ph, kPageBackground);
   ExportResult r;
   bool ok = true;
-  while (NextFrame(job, r, ok)) {
+  while (ReadExportFrame(job, r, ok)) {
     const int32_t k = store.CurrentFrame() - 1;
     if (k >= store.FrameCount()) break;
     PaintScreenRect(store.FrameBuffer(), store.Width(), store.Height(), palette, view, rect, tile);

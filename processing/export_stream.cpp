@@ -48,21 +48,28 @@ bool XkvExportStream::Open(const std::string& out_path, int32_t counter) {
   return true;
 }
 
-bool XkvExportStream::Next() {
-  if (failed_ || !out_) return false;
-  if (job_.stop && job_.stop->load()) {
-    result_.stopped = true;
+bool ReadExportFrame(ExportJob& job, ExportResult& r, bool& ok) {
+  if (job.stop && job.stop->load()) {
+    r.stopped = true;
     return false;
   }
-  const FrameReadStatus st = job_.store.ReadNext(job_.reporter);
+  const FrameReadStatus st = job.store.ReadNext(job.reporter);
   if (st != FrameReadStatus::kOk) {
     // The reader has told the user about anything but the normal end.
-    if (st != FrameReadStatus::kEndOfRecord) failed_ = true;
+    ok = ok && st == FrameReadStatus::kEndOfRecord;
     return false;
   }
-  ++result_.frames_read;
-  if (job_.progress) job_.progress(result_.frames_read);
+  ++r.frames_read;
+  if (job.progress) job.progress(r.frames_read);
   return true;
+}
+
+bool XkvExportStream::Next() {
+  if (failed_ || !out_) return false;
+  bool ok = true;
+  const bool more = ReadExportFrame(job_, result_, ok);
+  failed_ = !ok;
+  return more;
 }
 
 bool XkvExportStream::Write(const PRM_INFO& prm, const uint16_t* pixels) {

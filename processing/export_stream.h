@@ -50,6 +50,12 @@ bool RefuseRecordAsOutput(const RecordStore& store, const std::string& out, Repo
 // frame number and `extension`: ("out.raw", 12, ".raw") -> "out12.raw".
 std::string NumberedName(const std::string& chosen, int32_t number, const std::string& extension);
 
+// Reads the next frame of an export through the store and counts it in `r`
+// (and the job's progress read-out). False at the end of the record, on Esc
+// (r.stopped) or after a read error, which the reader has reported and which
+// clears `ok`.
+bool ReadExportFrame(ExportJob& job, ExportResult& r, bool& ok);
+
 // The record streamed once into one XKV output file.
 class XkvExportStream {
  public:

@@ -56,14 +56,7 @@ ExportResult ExportRaw(ExportJob& job, const std::string& out_path) {
   }
   ExportResult r;
   bool ok = true;
-  while (ok && !(job.stop && job.stop->load())) {
-    const FrameReadStatus st = store.ReadNext(job.reporter);
-    if (st != FrameReadStatus::kOk) {
-      ok = st == FrameReadStatus::kEndOfRecord;
-      break;
-    }
-    ++r.frames_read;
-    if (job.progress) job.progress(r.frames_read);
+  while (ok && ReadExportFrame(job, r, ok)) {
     ok = WriteRawFrame(out.get(), store, job.roi, bytes);
     if (!ok) job.reporter.Modal(kExportWriteError);
     r.frames_written += ok ? 1 : 0;
@@ -88,14 +81,7 @@ ExportResult ExportRawSequence(ExportJob& job, const std::string& chosen_path) {
   const int32_t bytes = RawBytesPerPixel(store.MaxLevel());
   ExportResult r;
   bool ok = true;
-  while (ok && !(job.stop && job.stop->load())) {
-    const FrameReadStatus st = store.ReadNext(job.reporter);
-    if (st != FrameReadStatus::kOk) {
-      ok = st == FrameReadStatus::kEndOfRecord;
-      break;
-    }
-    ++r.frames_read;
-    if (job.progress) job.progress(r.frames_read);
+  while (ok && ReadExportFrame(job, r, ok)) {
     const std::string name = NumberedName(chosen_path, store.CurrentFrame(), ".raw");
     if (RefuseRecordAsOutput(store, name, job.reporter)) {
       ok = false;
