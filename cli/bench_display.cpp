@@ -53,7 +53,7 @@ std::vector<uint16_t> Tiled(const RecordStore& store, int32_t side) {
 int BenchDisplay(const std::string& path, int repeats) {
   ConsoleReporter console;
   auto store = RecordStore::Create(console);
-  if (!store || !store->Open(path, console)) return 1;
+  if (!store || !OpenRecordWithFrames(*store, path, console)) return 1;
   if (store->FrameCount() == 0 || store->CurrentFrame() != 0)
     return Fail("bench", "the record holds no readable frame");
   std::vector<uint32_t> palette;

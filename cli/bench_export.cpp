@@ -65,7 +65,7 @@ int BenchExport(const std::string& path, int repeats, const std::string& out_dir
   ConsoleReporter console;
   NullReporter quiet;
   auto store = RecordStore::Create(console);
-  if (!store || !store->Open(path, console)) return 1;
+  if (!store || !OpenRecordWithFrames(*store, path, console)) return 1;
   if (store->FrameCount() == 0) return Fail("bench", "the record holds no frame");
   const int32_t frames = store->FrameCount();
   const std::string out = (std::filesystem::path(out_dir) / "lumetra_bench_export.tmp").string();

@@ -35,6 +35,10 @@ std::optional<int> ParseOrExit(ArgParser& parser, const std::vector<std::string>
   return std::nullopt;
 }
 
+bool OpenRecordWithFrames(RecordStore& store, const std::string& path, Reporter& reporter) {
+  return store.Open(path, reporter) && store.FrameCount() > 0 && store.CurrentFrame() == 0;
+}
+
 int Fail(const std::string& command, const std::string& text, int code) {
   std::cerr << "lumetra-cli " << command << ": " << text << '\n';
   return code;

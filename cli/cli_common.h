@@ -8,6 +8,7 @@
 
 #include "cli/arg_parser.h"
 #include "common/report.h"
+#include "record/record_store.h"
 
 namespace lumetra::cli {
 
@@ -27,6 +28,11 @@ class ConsoleReporter final : public Reporter {
 // Parses the command line. Returns an exit code when the command should end
 // now (0 after printing --help, 2 after a usage error), else nothing.
 std::optional<int> ParseOrExit(ArgParser& parser, const std::vector<std::string>& args);
+
+// Opens a record for a command that works on its frames: false when the file
+// cannot be opened, holds no frame or its first frame cannot be read (the
+// store has reported why).
+bool OpenRecordWithFrames(RecordStore& store, const std::string& path, Reporter& reporter);
 
 // Prints "lumetra-cli CMD: TEXT" on stderr and returns `code`.
 int Fail(const std::string& command, const std::string& text, int code = 1);

@@ -113,7 +113,7 @@ int64_t BoxSum11(const uint16_t* px, int32_t w, int32_t h, std::vector<int32_t>&
 int BenchTrack(const std::string& path, int repeats, bool resolve_close) {
   ConsoleReporter console;
   auto store = RecordStore::Create(console);
-  if (!store || !store->Open(path, console)) return 1;
+  if (!store || !OpenRecordWithFrames(*store, path, console)) return 1;
   const int32_t w = store->Width(), h = store->Height();
   const size_t pixels = static_cast<size_t>(w) * h;
   // Frames held in memory so that detection is timed apart from the file.

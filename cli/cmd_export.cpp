@@ -93,7 +93,7 @@ int RunExport(const std::vector<std::string>& args) {
   TemporalMedian filter(console);
   // In the chain before the record opens, so the ring starts with the record.
   if (q.median_frames > 0) UseTemporalMedian(*store, filter, q.median_frames);
-  if (!store->Open(p.Arg(0), console)) return 1;
+  if (!OpenRecordWithFrames(*store, p.Arg(0), console)) return 1;
   if (store->FrameCount() == 0) return Fail("export", "the record holds no frame");
   if (region.active && !region.FitsIn(store->Width(), store->Height()))
     return Fail("export",

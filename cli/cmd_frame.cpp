@@ -34,7 +34,7 @@ int RunFrame(const std::vector<std::string>& args) {
 
   ConsoleReporter console;
   auto store = RecordStore::Create(console);
-  if (!store || !store->Open(p.Arg(0), console)) return 1;
+  if (!store || !OpenRecordWithFrames(*store, p.Arg(0), console)) return 1;
   if (index < 0 || index >= store->FrameCount())
     return Fail("frame", "--index " + std::to_string(index) + " is outside the record (0-" +
                              std::to_string(store->FrameCount() - 1) + ")");

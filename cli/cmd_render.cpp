@@ -70,7 +70,7 @@ int RunRender(const std::vector<std::string>& args) {
   TemporalMedian filter(console);
   // In the chain before the record opens, so the ring starts with the record.
   if (median_frames > 0) UseTemporalMedian(*store, filter, median_frames);
-  if (!store->Open(p.Arg(0), console)) return 1;
+  if (!OpenRecordWithFrames(*store, p.Arg(0), console)) return 1;
   if (index < 0 || index >= store->FrameCount())
     return Fail("render", "--index " + std::to_string(index) + " is outside the record (0-" +
                               std::to_string(store->FrameCount() - 1) + ")");

@@ -130,7 +130,7 @@ int RunTrack(const std::vector<std::string>& args) {
     median = std::make_unique<TemporalMedian>(reporter);
     UseTemporalMedian(*record, *median, *frames);
   }
-  if (!record->Open(p.Arg(0), reporter)) return 1;
+  if (!OpenRecordWithFrames(*record, p.Arg(0), reporter)) return 1;
   auto store = std::make_unique<TrackStore>();
   DetectPass detect(*store, params, reporter);
   Playback(*record, {&detect}).Run(reporter);

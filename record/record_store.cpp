@@ -1,6 +1,7 @@
 #include "record/record_store.h"
 
 #include <algorithm>
+#include <filesystem>
 #include <new>
 
 #include "common/text_format.h"
@@ -31,7 +32,9 @@ std::string RecordStore::MakeCaption(const std::string& path, int32_t frames, in
 }
 
 bool RecordStore::Open(const std::string& path, Reporter& reporter) {
-  FileHandle f = OpenFile(path, "rb");
+  std::error_code ec;
+  // A folder opens for reading on some systems and then reads as nothing.
+  FileHandle f = std::filesystem::is_directory(path, ec) ? nullptr : OpenFile(path, "rb");
   if (!f) {
     reporter.Modal(kFileOpenError);
     return false;

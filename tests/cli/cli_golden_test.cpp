@@ -72,6 +72,14 @@ TEST(CliInfo, FailsWithTheMessageOnStderr) {
   EXPECT_EQ(r.code, 1);
   EXPECT_EQ(r.err, "The record holds no frame\n");
 
+  // Commands that work on frames fail the same way on a record without one.
+  for (CommandFn fn : {RunTrack, RunRender, RunFrame}) {
+    r = Call(fn, {empty, "--out", TempPath("none.out")});
+    EXPECT_EQ(r.code, 1);
+    EXPECT_EQ(r.out, "");
+    EXPECT_EQ(r.err, "The record holds no frame\n");
+  }
+
   r = Call(RunInfo, {});
   EXPECT_EQ(r.code, 2);
   EXPECT_NE(r.err.find("missing FILE.xkv"), std::string::npos);

@@ -4,6 +4,8 @@
 
 #include <gtest/gtest.h>
 
+#include <filesystem>
+
 #include "record/playback.h"
 #include "record/record_messages.h"
 #include "tests/support/xkv_builder.h"
@@ -111,6 +113,9 @@ TEST_F(RecordStoreTest, EmptyAndMissingFiles) {
   EXPECT_FALSE(store->Open(TempPath("missing.xkv"), messages));
   EXPECT_EQ(messages.Texts(), std::vector<std::string>{std::string(kFileOpenError)});
   EXPECT_EQ(store->FrameCount(), 2) << "a failed open leaves the record as it was";
+  messages.Clear();
+  EXPECT_FALSE(store->Open(std::filesystem::path(empty).parent_path().string(), messages));
+  EXPECT_EQ(messages.Texts(), std::vector<std::string>{std::string(kFileOpenError)}) << "a folder";
 }
 
 TEST_F(RecordStoreTest, AtMostTenThousandFramesAreIndexedAndShown) {
