@@ -84,6 +84,11 @@ int RunImport(const std::vector<std::string>& args) {
                  "frame "
               << r.frames_written << "\n";
   std::cout << p.Value("out") << ": " << r.frames_written << " frames written\n";
+  // The window ends a short source silently; a script should not go on with an
+  // empty record.
+  if (r.frames_written == 0)
+    return Fail("import", "the source holds no complete frame of " + p.Value("width") + " x " +
+                              p.Value("height") + " pixels");
   return 0;
 }
 

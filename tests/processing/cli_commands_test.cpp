@@ -111,6 +111,11 @@ TEST(CliFuseAndImport, PrintTheirResults) {
   r = Call(cli::RunImport, args);
   EXPECT_EQ(r.code, 1);
   EXPECT_EQ(r.err, "Image Width is too small\n");
+  // A source shorter than one frame leaves an empty record: said, and exit 1.
+  args[4] = "20";
+  r = Call(cli::RunImport, args);
+  EXPECT_EQ(r.code, 1);
+  EXPECT_EQ(r.err, "lumetra-cli import: the source holds no complete frame of 20 x 5 pixels\n");
 }
 
 }  // namespace
