@@ -112,10 +112,10 @@ TEST(CliFuseAndImport, PrintTheirResults) {
   EXPECT_EQ(r.code, 1);
   EXPECT_EQ(r.err, "Image Width is too small\n");
   // A source shorter than one frame leaves an empty record: said, and exit 1.
-  args[4] = "20";
+  args[4] = "30";
   r = Call(cli::RunImport, args);
   EXPECT_EQ(r.code, 1);
-  EXPECT_EQ(r.err, "lumetra-cli import: the source holds no complete frame of 20 x 5 pixels\n");
+  EXPECT_EQ(r.err, "lumetra-cli import: the source holds no complete frame of 30 x 5 pixels\n");
 }
 
 }  // namespace
