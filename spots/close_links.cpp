@@ -119,15 +119,7 @@ bool TrackLinker::TrySwap(TrackStore& store, int32_t wi, int32_t f,
 
 void TrackLinker::Relink(TrackStore& store, int32_t ui, int32_t f, const SpotRec& spot, int32_t s,
                          int32_t d2) {
-  TrackRec& t = store.Slot(ui);
-  t.last_jump2 = static_cast<float>(d2);
-  t.x[f] = static_cast<float>(spot.X);
-  t.y[f] = static_cast<float>(spot.Y);
-  t.X = spot.X;
-  t.Y = spot.Y;
-  t.linked = s;
-  t.intensity[f] = spot.intensity;
-  taken_[static_cast<size_t>(s)] = 1;
+  SetPoint(store.Slot(ui), f, spot, s, d2);
   for (Placed& p : next_)
     if (p.t == ui) p = {spot.X, spot.Y, ui};
 }

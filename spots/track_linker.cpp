@@ -107,7 +107,12 @@ void TrackLinker::Link(TrackStore& store, int32_t ti, int32_t f, const SpotRec& 
                        int32_t best) {
   TrackRec& t = store.Slot(ti);
   ++t.point_count;
-  t.last_jump2 = static_cast<float>(best);
+  SetPoint(t, f, spot, s, best);
+  Place(ti, spot.X, spot.Y);
+}
+
+void TrackLinker::SetPoint(TrackRec& t, int32_t f, const SpotRec& spot, int32_t s, int32_t d2) {
+  t.last_jump2 = static_cast<float>(d2);
   t.x[f] = static_cast<float>(spot.X);
   t.y[f] = static_cast<float>(spot.Y);
   t.X = spot.X;
@@ -115,7 +120,6 @@ void TrackLinker::Link(TrackStore& store, int32_t ti, int32_t f, const SpotRec& 
   t.linked = s;
   t.intensity[f] = spot.intensity;
   taken_[static_cast<size_t>(s)] = 1;
-  Place(ti, spot.X, spot.Y);
 }
 
 void TrackLinker::EndTrack(TrackStore& store, int32_t ti, int32_t f, int32_t min_track) {

@@ -52,6 +52,9 @@ class TrackLinker {
   static void EndTrack(TrackStore& store, int32_t t, int32_t f, int32_t min_track);
   void NewTracks(TrackStore& store, int32_t f, const std::vector<SpotRec>& spots);
   void Place(int32_t t, int32_t x, int32_t y);
+  // Puts `spot` (number s) at frame f of the track as its current position,
+  // with the squared step d2, and marks the spot taken.
+  void SetPoint(TrackRec& t, int32_t f, const SpotRec& spot, int32_t s, int32_t d2);
   // "Resolve Close Spots" (close_links.cpp): the tracks the rules above would
   // end get a second chance once every other track has linked.
   void RescueTracks(TrackStore& store, int32_t f, const std::vector<SpotRec>& spots,

@@ -7,6 +7,7 @@
 
 #include "cli/cli_common.h"
 #include "record/xkv_reader.h"
+#include "tests/support/cli_capture.h"
 #include "tests/support/xkv_builder.h"
 
 namespace lumetra::cli {
@@ -16,21 +17,8 @@ using lumetra::testing::TempPath;
 using lumetra::testing::TestHeader;
 using lumetra::testing::XkvBuilder;
 
-struct CliRun {
-  int code;
-  std::string out;
-  std::string err;
-};
-
-CliRun Call(CommandFn fn, std::vector<std::string> args) {
-  std::ostringstream out, err;
-  auto* old_out = std::cout.rdbuf(out.rdbuf());
-  auto* old_err = std::cerr.rdbuf(err.rdbuf());
-  const int code = fn(args);
-  std::cout.rdbuf(old_out);
-  std::cerr.rdbuf(old_err);
-  return {code, out.str(), err.str()};
-}
+using lumetra::testing::Call;
+using lumetra::testing::CliRun;
 
 TEST(CliInfo, PrintsTheCaptionFiguresWarningsAndHeaderLines) {
   const std::string path = TempPath("info.xkv");

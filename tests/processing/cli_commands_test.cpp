@@ -7,25 +7,13 @@
 
 #include "cli/cli_common.h"
 #include "tests/processing/test_records.h"
+#include "tests/support/cli_capture.h"
 
 namespace lumetra {
 namespace {
 
-struct CliRun {
-  int code;
-  std::string out;
-  std::string err;
-};
-
-CliRun Call(cli::CommandFn fn, const std::vector<std::string>& args) {
-  std::ostringstream out, err;
-  auto* old_out = std::cout.rdbuf(out.rdbuf());
-  auto* old_err = std::cerr.rdbuf(err.rdbuf());
-  const int code = fn(args);
-  std::cout.rdbuf(old_out);
-  std::cerr.rdbuf(old_err);
-  return {code, out.str(), err.str()};
-}
+using testing::Call;
+using testing::CliRun;
 
 TEST(CliExport, WritesTheTransformAndRefusesBadRequests) {
   test::ScratchDir dir;
