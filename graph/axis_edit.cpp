@@ -3,7 +3,6 @@
 #include <algorithm>
 
 #include "common/text_format.h"
-#include "graph/graph_layout.h"
 #include "graph/graph_messages.h"
 
 namespace lumetra {

@@ -2,11 +2,15 @@
 // last value and tick distance, refused with a message that names the axis.
 #pragma once
 
+#include <cstdint>
 #include <optional>
 #include <string>
 #include <string_view>
 
 namespace lumetra {
+
+// The settings dialog refuses axis values that give more ticks than this.
+inline constexpr int64_t kMaxTicksPerAxis = 1000;
 
 struct AxisEdit {
   double first = 0, last = 10, tick = 1;

@@ -17,6 +17,15 @@ double Scale(int32_t extent, const GraphAxis& axis) {
   return range > 0 ? static_cast<double>(extent) / range : 0.0;
 }
 
+// How far the axis's last tick lies past its last value, in axis ranges; 0
+// when it does not, or when it lies so far that making room is not worth it.
+double Overhang(const TickSpan& ticks, const GraphAxis& axis) {
+  const double range = axis.Last - axis.First;
+  if (ticks.Count() == 0 || !(range > 0) || !std::isfinite(range)) return 0;
+  const double over = (static_cast<double>(ticks.last) - axis.Last) / range;
+  return over > 0 && over <= kMaxLastTickOverhang ? over : 0;
+}
+
 }  // namespace
 
 int32_t GraphLayout::PixelX(double x) const {
@@ -28,11 +37,11 @@ int32_t GraphLayout::PixelY(double y, bool right_axis) const {
                     : ToPixel(PlotBottom() - (y - FirstY0) * ScaleY0);
 }
 
-int WidestTickLabel(const TickSpan& ticks, const TextMeasure& measure) {
-  if (ticks.Count() > kMaxTicksPerAxis) return 0;
+int WidestTickLabel(const GraphLayout& l, bool right_axis, const TextMeasure& measure) {
   int widest = 0;
-  for (int64_t n = ticks.first_n; n <= ticks.last_n; ++n)
-    widest = std::max(widest, measure.TextWidth(TickLabelText(ticks.Value(n))));
+  ForEachTickY(l, right_axis, [&](float v, int32_t) {
+    widest = std::max(widest, measure.TextWidth(TickLabelText(v)));
+  });
   return widest;
 }
 
@@ -45,26 +54,45 @@ GraphLayout ComputeLayout(const GraphModel& model, int width, int height,
   l.TicksX = AxisTicks(model.X.First, model.X.Last, model.X.Tick);
   l.TicksY0 = AxisTicks(model.Y0.First, model.Y0.Last, model.Y0.Tick);
   if (l.RightAxis) l.TicksY1 = AxisTicks(model.Y1.First, model.Y1.Last, model.Y1.Tick);
-
-  l.LineHeight = measure.TextHeight(kLineHeightSample) + 3;
-  l.LeftMargin = WidestTickLabel(l.TicksY0, measure) + l.LineHeight + 4;
-  l.RightMargin = l.RightAxis ? WidestTickLabel(l.TicksY1, measure) + l.LineHeight : 0;
-  // Half a line above for the top tick label; below, the X labels and title.
-  l.TopMargin = l.LineHeight / 2 + 2;
-  l.BottomMargin = 2 * l.LineHeight + 4;
-
-  l.PlotLeft = l.LeftMargin;
-  l.PlotTop = l.TopMargin;
-  // One pixel less, so that the right and bottom frame lines stay on the surface.
-  l.PlotWidth = std::max(0, l.Width - l.LeftMargin - l.RightMargin - 1);
-  l.PlotHeight = std::max(0, l.Height - l.TopMargin - l.BottomMargin - 1);
-
-  l.ScaleX = Scale(l.PlotWidth, model.X);
-  l.ScaleY0 = Scale(l.PlotHeight, model.Y0);
-  l.ScaleY1 = Scale(l.PlotHeight, model.Y1);
   l.FirstX = model.X.First;
   l.FirstY0 = model.Y0.First;
   l.FirstY1 = model.Y1.First;
+  l.LineHeight = measure.TextHeight(kLineHeightSample) + 3;
+
+  // Heights first: the Y labels that are drawn, and so the left margin,
+  // depend on the Y scales. Half a line above for the top tick label, more
+  // when the last tick lies above the last value; below, the X labels and title.
+  const int32_t base_top = l.LineHeight / 2 + 2;
+  l.BottomMargin = 2 * l.LineHeight + 4;
+  // One pixel less, so that the right and bottom frame lines stay on the surface.
+  const int32_t below_top = std::max(0, l.Height - l.BottomMargin - 1);
+  double over_y = Overhang(l.TicksY0, model.Y0);
+  if (l.RightAxis) over_y = std::max(over_y, Overhang(l.TicksY1, model.Y1));
+  // The last tick lies over_y plot heights above the plot's top:
+  // top - over_y * (below_top - top) >= base_top.
+  l.TopMargin = std::clamp(
+      static_cast<int32_t>(std::ceil((base_top + over_y * below_top) / (1 + over_y))), base_top,
+      std::max(base_top, below_top));
+  l.PlotTop = l.TopMargin;
+  l.PlotHeight = std::max(0, below_top - l.TopMargin);
+  l.ScaleY0 = Scale(l.PlotHeight, model.Y0);
+  l.ScaleY1 = Scale(l.PlotHeight, model.Y1);
+
+  l.LeftMargin = WidestTickLabel(l, false, measure) + l.LineHeight + 4;
+  const int32_t right_labels = l.RightAxis ? WidestTickLabel(l, true, measure) + l.LineHeight : 0;
+  l.PlotLeft = l.LeftMargin;
+  const int32_t beside = std::max(0, l.Width - l.LeftMargin - 1);
+  l.PlotWidth = std::max(0, beside - right_labels);
+  const double over_x = Overhang(l.TicksX, model.X);
+  if (over_x > 0) {
+    // The last X tick at plot_width * (1 + over_x) past the plot's left edge,
+    // with half its label to its right, stays on the surface.
+    const int label = measure.TextWidth(TickLabelText(l.TicksX.last));
+    const double fits = (beside - (label + 1) / 2) / (1 + over_x);
+    l.PlotWidth = std::clamp(static_cast<int32_t>(std::floor(fits)), 0, l.PlotWidth);
+  }
+  l.RightMargin = beside - l.PlotWidth;
+  l.ScaleX = Scale(l.PlotWidth, model.X);
   return l;
 }
 

@@ -4,21 +4,6 @@
 #include <cstdio>
 
 namespace lumetra {
-namespace {
-
-// Multiples beyond 2^53 are no longer whole numbers apart.
-constexpr double kMaxMultiple = 9007199254740992.0;
-
-bool Representable(double v, double tick) {
-  const double q = v / tick;
-  return std::isfinite(q) && std::fabs(q) < kMaxMultiple - 2;
-}
-
-double At(int64_t n, double tick) {
-  return static_cast<double>(n) * tick;
-}
-
-}  // namespace
 
 double NiceTickDistance(double range, double count) {
   if (count == 0) return 1.0;
@@ -36,45 +21,58 @@ double NiceTickDistance(double range, double count) {
   return 5 * step;
 }
 
-// The loops step in whole distances from 0; here they start from a division
-// and then correct by single steps, so each rule holds exactly for the
-// products n * tick that are drawn.
-int64_t FirstTickMultiple(double first, double tick) {
-  if (!Representable(first, tick)) return 0;
+TickWalk FirstTickWalk(double first, float step) {
+  TickWalk w;
   if (first > 0) {
-    auto n = static_cast<int64_t>(std::floor(first / tick));
-    while (At(n, tick) > first) --n;
-    while (At(n, tick) <= first) ++n;
-    return n;
+    while (w.value <= first) {
+      const float next = w.value + step;
+      if (next == w.value) return {w.value, w.steps, false};
+      w.value = next;
+      ++w.steps;
+    }
+  } else {
+    while (first + step < w.value) {
+      const float next = w.value - step;
+      if (next == w.value) return {w.value, w.steps, false};
+      w.value = next;
+      --w.steps;
+    }
   }
-  auto n = static_cast<int64_t>(std::floor((first + tick) / tick));
-  if (n > 0) n = 0;
-  while (n < 0 && !(first + tick < At(n + 1, tick))) ++n;
-  while (first + tick < At(n, tick)) --n;
-  return n;
+  return w;
 }
 
-int64_t LastTickMultiple(double last, double tick) {
-  if (!Representable(last, tick)) return 0;
+TickWalk LastTickWalk(double last, float step) {
+  TickWalk w;
   if (last > 0) {
-    auto n = static_cast<int64_t>(std::ceil(last / tick));
-    while (n > 0 && At(n - 1, tick) >= last) --n;
-    while (At(n, tick) < last) ++n;
-    return n;
+    while (w.value < last) {
+      const float next = w.value + step;
+      if (next == w.value) return {w.value, w.steps, false};
+      w.value = next;
+      ++w.steps;
+    }
+  } else {
+    while (last < w.value) {
+      const float next = w.value - step;
+      if (next == w.value) return {w.value, w.steps, false};
+      w.value = next;
+      --w.steps;
+    }
   }
-  auto n = static_cast<int64_t>(std::floor(last / tick));
-  if (n > 0) n = 0;
-  while (n < 0 && !(last < At(n + 1, tick))) ++n;
-  while (last < At(n, tick)) --n;
-  return n;
+  return w;
 }
 
 TickSpan AxisTicks(double first, double last, double tick) {
   TickSpan span;
-  span.tick = tick;
-  if (!(tick > 0) || !Representable(first, tick) || !Representable(last, tick)) return span;
-  span.first_n = FirstTickMultiple(first, tick);
-  span.last_n = LastTickMultiple(last, tick);
+  span.step = static_cast<float>(tick);
+  if (!(span.step > 0)) return span;
+  const TickWalk f = FirstTickWalk(first, span.step);
+  const TickWalk l = LastTickWalk(last, span.step);
+  if (!f.reached || !l.reached || l.steps < f.steps) return span;
+  span.first = f.value;
+  span.count = l.steps - f.steps + 1;
+  // Stepping up from a first tick below 0 need not land exactly where the
+  // last tick's own loop did; `last` is the value drawn.
+  ForEachTick(span, [&](float v) { span.last = v; });
   return span;
 }
 
@@ -82,16 +80,12 @@ std::string TickLabelText(double value) {
   if (!std::isfinite(value)) return value != value ? "NAN" : (value > 0 ? "INF" : "-INF");
   const bool near_zero = value > -0.1 && value < 0.1;
   const int64_t unit = near_zero ? 10000 : 100;
-  double scaled = value * static_cast<double>(unit);
+  const double scaled = value * static_cast<double>(unit);
   char buf[400];
   if (std::fabs(scaled) >= 9.0e18) {  // beyond int64: already a whole number
     std::snprintf(buf, sizeof buf, "%.0f", value);
     return buf;
   }
-  // A tick such as 0.57 is stored just below itself; a product within a
-  // billionth of a whole unit counts as that unit before truncating.
-  const double whole = std::round(scaled);
-  if (std::fabs(scaled - whole) <= 1e-9 * std::fmax(1.0, std::fabs(scaled))) scaled = whole;
   const auto n = static_cast<int64_t>(scaled);  // truncates toward zero
   const uint64_t magnitude = n < 0 ? 0 - static_cast<uint64_t>(n) : static_cast<uint64_t>(n);
   std::string text = n < 0 ? "-" : "";

@@ -34,20 +34,6 @@ Qt::PenStyle PenStyleOf(int32_t tick_style) {
   }
 }
 
-// Calls fn(value, pixel) for each tick that lies on the axis's range. The
-// rules may put the last tick just beyond the last value; that one is not
-// drawn.
-template <typename Fn>
-void ForEachTick(const TickSpan& ticks, const GraphAxis& axis, Fn fn) {
-  if (ticks.Count() > kMaxTicksPerAxis) return;
-  const double slack = (axis.Last - axis.First) * 1e-9;
-  for (int64_t n = ticks.first_n; n <= ticks.last_n; ++n) {
-    const double v = ticks.Value(n);
-    if (v < axis.First - slack || v > axis.Last + slack) continue;
-    fn(v);
-  }
-}
-
 // Draws text centred on x, kept within 0..width.
 void TextCentredAt(QPainter& p, int x, int top, int width, const QString& text) {
   const int w = p.fontMetrics().horizontalAdvance(text);
@@ -130,21 +116,12 @@ void DrawTickLines(QPainter& p, const GraphModel& m, const GraphLayout& l) {
     return pen;
   };
   p.setPen(pen_for(m.X));
-  ForEachTick(l.TicksX, m.X, [&](double v) {
-    const int x = l.PixelX(v);
-    p.drawLine(x, l.PlotTop, x, l.PlotBottom());
-  });
+  ForEachTickX(l, [&](float, int x) { p.drawLine(x, l.PlotTop, x, l.PlotBottom()); });
   p.setPen(pen_for(m.Y0));
-  ForEachTick(l.TicksY0, m.Y0, [&](double v) {
-    const int y = l.PixelY(v, false);
-    p.drawLine(l.PlotLeft, y, l.PlotRight(), y);
-  });
+  ForEachTickY(l, false, [&](float, int y) { p.drawLine(l.PlotLeft, y, l.PlotRight(), y); });
   if (!l.RightAxis) return;
   p.setPen(pen_for(m.Y1));
-  ForEachTick(l.TicksY1, m.Y1, [&](double v) {
-    const int y = l.PixelY(v, true);
-    p.drawLine(l.PlotLeft, y, l.PlotRight(), y);
-  });
+  ForEachTickY(l, true, [&](float, int y) { p.drawLine(l.PlotLeft, y, l.PlotRight(), y); });
 }
 
 void DrawFrameAndLabels(QPainter& p, const GraphModel& m, const GraphLayout& l) {
@@ -154,20 +131,17 @@ void DrawFrameAndLabels(QPainter& p, const GraphModel& m, const GraphLayout& l) 
   const int half_text = fm.ascent() / 2;
   if (l.HasPlot()) {
     p.drawRect(l.PlotLeft, l.PlotTop, l.PlotWidth, l.PlotHeight);
-    ForEachTick(l.TicksX, m.X, [&](double v) {
-      const int x = l.PixelX(v);
+    ForEachTickX(l, [&](float v, int x) {
       p.drawLine(x, l.PlotBottom(), x, l.PlotBottom() + kTickMark);
       TextCentredAt(p, x, l.PlotBottom() + kTickMark, l.Width, Text(TickLabelText(v)));
     });
-    ForEachTick(l.TicksY0, m.Y0, [&](double v) {
-      const int y = l.PixelY(v, false);
+    ForEachTickY(l, false, [&](float v, int y) {
       const QString label = Text(TickLabelText(v));
       p.drawLine(l.PlotLeft - 3, y, l.PlotLeft, y);
       p.drawText(l.PlotLeft - 4 - fm.horizontalAdvance(label), y + half_text, label);
     });
     if (l.RightAxis) {
-      ForEachTick(l.TicksY1, m.Y1, [&](double v) {
-        const int y = l.PixelY(v, true);
+      ForEachTickY(l, true, [&](float v, int y) {
         p.drawLine(l.PlotRight(), y, l.PlotRight() + 2, y);
         p.drawText(l.PlotRight() + 3, y + half_text, Text(TickLabelText(v)));
       });

@@ -94,6 +94,84 @@ TEST(GraphLayout, MarginsComeFromTheWidestTickLabels) {
   EXPECT_EQ(l.PlotLeft + l.PlotWidth + l.RightMargin + 1, 800);
 }
 
+// The last tick may lie past the axis's last value; its label is drawn where
+// the tick falls, and the layout leaves room for it on the surface.
+TEST(GraphLayout, LastTickPastTheEndStaysOnTheSurface) {
+  struct Case {
+    GraphAxis x, y0;
+    bool over_x, over_y;
+  };
+  const Case cases[] = {
+      {{0, 18, 5, kTickSolid, 0}, {0, 9.5, 2, kTickSolid, 0}, true, true},
+      {{0, 20, 5, kTickSolid, 0}, {0, 9.5, 2, kTickSolid, 0}, false, true},
+      {{0, 18, 5, kTickSolid, 0}, {0, 10, 2, kTickSolid, 0}, true, false},
+      {{-0.75, 15.75, 5, kTickSolid, 0}, {-0.3, 6.3, 1, kTickSolid, 0}, true, true},
+  };
+  const FixedMeasure measure;
+  for (const Case& c : cases) {
+    SCOPED_TRACE(testing::Message() << "X " << c.x.First << ".." << c.x.Last << " Y "
+                                    << c.y0.First << ".." << c.y0.Last);
+    GraphModel m;
+    m.X = c.x;
+    m.Y0 = c.y0;
+    const GraphLayout l = ComputeLayout(m, 1200, 800, measure);
+    const int label_x = measure.TextWidth(TickLabelText(l.TicksX.last));
+    const int last_x = l.PixelX(l.TicksX.last);
+    const int last_y = l.PixelY(l.TicksY0.last, false);
+    if (c.over_x) {
+      EXPECT_GT(last_x, l.PlotRight());
+      EXPECT_LE(last_x + (label_x + 1) / 2, l.Width);
+      EXPECT_GE(last_x + (label_x + 1) / 2, l.Width - 2) << "no more room than it needs";
+    } else {
+      EXPECT_EQ(l.RightMargin, 0);
+    }
+    if (c.over_y) {
+      EXPECT_LT(last_y, l.PlotTop);
+      EXPECT_GE(last_y, l.LineHeight / 2 + 2);
+      EXPECT_LE(last_y, l.LineHeight / 2 + 3) << "no more room than it needs";
+    } else {
+      EXPECT_EQ(l.TopMargin, l.LineHeight / 2 + 2);
+    }
+    // Every tick drawn, the one past the end too.
+    int64_t drawn = 0;
+    ForEachTickX(l, [&](float, int32_t) { ++drawn; });
+    EXPECT_EQ(drawn, l.TicksX.Count());
+  }
+}
+
+// A tick distance larger than the range puts the last tick so far out that
+// the plot is not shrunk for it.
+TEST(GraphLayout, FarLastTickGetsNoRoom) {
+  GraphModel m;
+  m.X = {0, 0.5, 10, kTickSolid, 0};
+  m.Y0 = {0, 0.5, 10, kTickSolid, 0};
+  const GraphLayout l = ComputeLayout(m, 800, 600, FixedMeasure());
+  EXPECT_EQ(l.RightMargin, 0);
+  EXPECT_EQ(l.TopMargin, l.LineHeight / 2 + 2);
+}
+
+// More ticks than fit apart: every tick is visited, the labels measured and
+// drawn are one per pixel, and the margin still holds the widest of them.
+TEST(GraphLayout, ThousandsOfTicksStillGetLabels) {
+  GraphModel m;
+  m.Y0 = {0, 5000, 1, kTickSolid, 0};
+  m.X = {0, 3000, 1, kTickSolid, 0};
+  const FixedMeasure measure;
+  const GraphLayout l = ComputeLayout(m, 800, 600, measure);
+  EXPECT_EQ(l.LeftMargin, 4 * 7 + 13 + 4);  // "5000"
+  int32_t previous = l.PlotBottom() + 1;
+  int64_t drawn = 0;
+  ForEachTickY(l, false, [&](float, int32_t y) {
+    EXPECT_LT(y, previous);
+    previous = y;
+    ++drawn;
+  });
+  EXPECT_EQ(drawn, l.PlotHeight + 1);
+  drawn = 0;
+  ForEachTickX(l, [&](float, int32_t) { ++drawn; });
+  EXPECT_EQ(drawn, l.PlotWidth + 1);
+}
+
 TEST(GraphLayout, AxisEndsMapToThePlotEdgesAndPixelsTruncate) {
   GraphModel m;
   m.X = {-4, 6, 1, kTickSolid, 0};
