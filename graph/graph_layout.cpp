@@ -83,14 +83,8 @@ GraphLayout ComputeLayout(const GraphModel& model, int width, int height,
   l.PlotLeft = l.LeftMargin;
   const int32_t beside = std::max(0, l.Width - l.LeftMargin - 1);
   l.PlotWidth = std::max(0, beside - right_labels);
-  const double over_x = Overhang(l.TicksX, model.X);
-  if (over_x > 0) {
-    // The last X tick at plot_width * (1 + over_x) past the plot's left edge,
-    // with half its label to its right, stays on the surface.
-    const int label = measure.TextWidth(TickLabelText(l.TicksX.last));
-    const double fits = (beside - (label + 1) / 2) / (1 + over_x);
-    l.PlotWidth = std::clamp(static_cast<int32_t>(std::floor(fits)), 0, l.PlotWidth);
-  }
+  // No room is made to the right: without a right axis the plot runs to the
+  // surface's edge, and an X tick past the last value is drawn off it.
   l.RightMargin = beside - l.PlotWidth;
   l.ScaleX = Scale(l.PlotWidth, model.X);
   return l;
