@@ -53,6 +53,8 @@ const std::vector<Command>& Commands() {
       {"simulate", "write a simulated single-molecule record and its truth table", RunSimulate},
       {"track", "find and track single particles, write XKI and tidy track tables", RunTrack},
       {"eval", "score a track table against a simulator truth table", RunEval},
+      {"eval-steps", "score a step detector's results against a simulator step table",
+       RunEvalSteps},
       {"export", "save a record summed, binned, cut, thinned, filtered, as RAW or BMP files",
        RunExport},
       {"fuse", "join several XKV files into one record", RunFuse},

@@ -55,6 +55,7 @@ int RunPlot(const std::vector<std::string>& args);
 int RunRender(const std::vector<std::string>& args);
 int RunTrack(const std::vector<std::string>& args);
 int RunEval(const std::vector<std::string>& args);
+int RunEvalSteps(const std::vector<std::string>& args);
 
 // bench display FILE.xkv (cli/bench_display.cpp).
 int BenchDisplay(const std::string& path, int repeats);

@@ -21,6 +21,48 @@ double Sigma(const SimulationParams& p) {
   return p.fwhm_nm / (2.0 * std::sqrt(2.0 * std::log(2.0))) / p.nm_per_pixel;
 }
 
+// Frames until an event of probability `prob` per frame first happens (1 when
+// it happens on the very next frame); kNever when it cannot happen.
+constexpr int32_t kNever = INT32_MAX;
+int32_t FramesUntil(Rng& rng, double prob) {
+  if (!(prob > 0)) return kNever;
+  if (prob >= 1) return 1;
+  const double u = 1.0 - rng.Uniform();  // (0, 1]
+  const double g = 1.0 + std::floor(std::log(u) / std::log1p(-prob));
+  return g < 1e9 ? static_cast<int32_t>(g) : kNever;
+}
+
+// When one spot of the step model binds and when each of its fluorophores bleaches.
+struct SpotPlan {
+  int32_t bind = 0;             // first frame it shows; kNever: never binds
+  std::vector<int32_t> bleach;  // first dark frame of each fluorophore
+
+  int32_t LitAt(int32_t frame) const {
+    if (bind == kNever || frame < bind) return 0;
+    int32_t lit = 0;
+    for (int32_t b : bleach) lit += b > frame;
+    return lit;
+  }
+};
+
+// Every spot draws from its own stream, apart from the one that moves the
+// particles, so the positions do not depend on the step options.
+SpotPlan PlanSpot(const SimulationParams& p, size_t index) {
+  Rng rng(p.seed, (0x57E9ull << 48) | index);
+  SpotPlan plan;
+  const int32_t span = p.fluorophores_max - p.fluorophores_min + 1;
+  const int32_t n =
+      std::min(p.fluorophores_max,
+               p.fluorophores_min + static_cast<int32_t>(std::floor(rng.Uniform() * span)));
+  plan.bind = p.binding_rate > 0 ? FramesUntil(rng, p.binding_rate) : 0;
+  plan.bleach.resize(static_cast<size_t>(n));
+  for (int32_t& b : plan.bleach) {
+    const int32_t g = FramesUntil(rng, p.bleach_prob);
+    b = plan.bind == kNever || g == kNever || g > kNever - plan.bind ? kNever : plan.bind + g;
+  }
+  return plan;
+}
+
 double Reflect(double v, double lo, double hi) {
   const double span = hi - lo;
   if (span <= 0) return lo;
@@ -45,10 +87,23 @@ std::optional<std::string> CheckSimulationParams(const SimulationParams& p) {
   if (!(p.diffusion >= 0)) return "diffusion must not be negative";
   if (!(p.frame_ms >= 1) || p.frame_ms * p.frames > 2e9) return "frame time must be at least 1 ms";
   if (!(p.bleach_prob >= 0 && p.bleach_prob <= 1)) return "bleach probability must be 0 to 1";
+  if (p.fluorophores_min < 1 || p.fluorophores_max > 100 || p.fluorophores_min > p.fluorophores_max)
+    return "fluorophores per spot must be 1 to 100, the smaller number first";
+  if (!(p.binding_rate >= 0 && p.binding_rate <= 1)) return "binding rate must be 0 to 1";
   return std::nullopt;
 }
 
-std::string TruthPathFor(const std::string& xkv_path) {
+bool UsesStepModel(const SimulationParams& p) {
+  return p.fluorophores_min != 1 || p.fluorophores_max != 1 || p.binding_rate > 0;
+}
+
+double DefaultStepBleachProb(int32_t frames) {
+  return frames > 3 ? 3.0 / frames : 1.0;
+}
+
+namespace {
+
+std::string WithoutXkvExtension(const std::string& xkv_path) {
   std::string base = xkv_path;
   if (base.size() > 4) {
     std::string ext = base.substr(base.size() - 4);
@@ -56,7 +111,17 @@ std::string TruthPathFor(const std::string& xkv_path) {
                    [](unsigned char c) { return std::tolower(c); });
     if (ext == ".xkv") base.resize(base.size() - 4);
   }
-  return base + ".truth.tsv";
+  return base;
+}
+
+}  // namespace
+
+std::string TruthPathFor(const std::string& xkv_path) {
+  return WithoutXkvExtension(xkv_path) + ".truth.tsv";
+}
+
+std::string StepsPathFor(const std::string& xkv_path) {
+  return WithoutXkvExtension(xkv_path) + ".steps.tsv";
 }
 
 std::vector<TruthRow> SimulateTruth(const SimulationParams& p) {
@@ -67,7 +132,7 @@ std::vector<TruthRow> SimulateTruth(const SimulationParams& p) {
   const double y_lo = kEdgeMargin, y_hi = p.height - 1 - kEdgeMargin;
   struct Particle {
     double x, y;
-    bool bleached;
+    bool bleached;  // single-step bleaching without the step model
   };
   std::vector<Particle> parts(static_cast<size_t>(p.spots));
   for (Particle& q : parts) {
@@ -75,6 +140,10 @@ std::vector<TruthRow> SimulateTruth(const SimulationParams& p) {
     q.y = y_lo + rng.Uniform() * (y_hi - y_lo);
     q.bleached = false;
   }
+  const bool step_model = UsesStepModel(p);
+  std::vector<SpotPlan> plans;
+  if (step_model)
+    for (size_t i = 0; i < parts.size(); ++i) plans.push_back(PlanSpot(p, i));
   // Brownian step per axis: sqrt(2 D dt), um -> pixels.
   const double step_px = std::sqrt(2.0 * p.diffusion * p.frame_ms * 1e-3) * 1000.0 / p.nm_per_pixel;
   for (int32_t f = 0; f < p.frames; ++f) {
@@ -83,12 +152,30 @@ std::vector<TruthRow> SimulateTruth(const SimulationParams& p) {
       if (f > 0) {
         q.x = Reflect(q.x + step_px * rng.Normal(), x_lo, x_hi);
         q.y = Reflect(q.y + step_px * rng.Normal(), y_lo, y_hi);
+        // Drawn with the step model too, so the paths stay those of a plain record.
         if (!q.bleached && p.bleach_prob > 0 && rng.Uniform() < p.bleach_prob) q.bleached = true;
       }
-      rows.push_back({f, static_cast<int32_t>(i), q.x, q.y, q.bleached ? 0.0 : p.photons});
+      const double photons =
+          step_model ? plans[i].LitAt(f) * p.photons : (q.bleached ? 0.0 : p.photons);
+      rows.push_back({f, static_cast<int32_t>(i), q.x, q.y, photons});
     }
   }
   return rows;
+}
+
+std::vector<StepRow> StepsFromTruth(const std::vector<TruthRow>& rows, int32_t spots) {
+  std::vector<StepRow> steps;
+  if (spots <= 0) return steps;
+  const size_t n = static_cast<size_t>(spots);
+  for (size_t i = 0; i < n; ++i)
+    for (size_t k = i + n; k < rows.size(); k += n) {
+      const TruthRow& was = rows[k - n];
+      const TruthRow& now = rows[k];
+      if (now.photons == was.photons) continue;
+      steps.push_back({now.particle, now.x, now.y, now.frame, now.photons > was.photons,
+                       was.photons, now.photons});
+    }
+  return steps;
 }
 
 void RenderSimulatedFrame(const SimulationParams& p, int32_t frame, const TruthRow* rows,
@@ -156,6 +243,12 @@ bool SimulateRecord(const SimulationParams& p, const std::string& xkv_path, Repo
     reporter.Modal(std::string(kCanNotOpenForWriting) + ": " + truth_path);
     return false;
   }
+  const std::string steps_path = StepsPathFor(xkv_path);
+  FileHandle steps_file = OpenFile(steps_path, "w");
+  if (!steps_file) {
+    reporter.Modal(std::string(kCanNotOpenForWriting) + ": " + steps_path);
+    return false;
+  }
   const std::vector<TruthRow> rows = SimulateTruth(p);
 
   PRM_INFO prm = DefaultPrmInfo();
@@ -180,7 +273,16 @@ bool SimulateRecord(const SimulationParams& p, const std::string& xkv_path, Repo
                         t.photons) > 0;
     }
   }
-  ok = ok && std::fflush(out.get()) == 0 && std::fflush(truth.get()) == 0;
+  ok = ok && std::fputs("particle\tx\ty\tframe\tkind\tphotons_before\tphotons_after\n",
+                        steps_file.get()) >= 0;
+  for (const StepRow& s : ok ? StepsFromTruth(rows, p.spots) : std::vector<StepRow>{}) {
+    ok =
+        std::fprintf(steps_file.get(), "%d\t%.4f\t%.4f\t%d\t%s\t%.6g\t%.6g\n", s.particle, s.x, s.y,
+                     s.frame, s.rise ? "rise" : "drop", s.photons_before, s.photons_after) > 0;
+    if (!ok) break;
+  }
+  ok = ok && std::fflush(out.get()) == 0 && std::fflush(truth.get()) == 0 &&
+       std::fflush(steps_file.get()) == 0;
   if (!ok) {
     reporter.Modal("File write error: " + xkv_path);
     return false;

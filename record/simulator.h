@@ -1,8 +1,9 @@
 // A simulated single-molecule record with its ground truth: Gaussian spots
 // (pixel-integrated) with Poisson photon noise on a Poisson background, camera
-// read noise, Brownian motion and optional single-step bleaching. The same
-// seed gives the same record everywhere. Tests, the demo and the benchmarks
-// all use it.
+// read noise, Brownian motion and optional single-step bleaching; for step
+// detection, spots of several fluorophores that bleach one by one and spots
+// that bind at a random frame. The same seed gives the same record everywhere.
+// Tests, the demo and the benchmarks all use it.
 #pragma once
 
 #include <cstdint>
@@ -26,16 +27,46 @@ struct SimulationParams {
   double read_noise = 2;    // counts, standard deviation
   double diffusion = 0.1;   // um^2/s
   double frame_ms = 50;
-  double bleach_prob = 0;  // per spot and frame
+  double bleach_prob = 0;  // per spot and frame; per fluorophore and frame with the step model
   uint64_t seed = 1;
+  // The step model: each spot holds a whole number of fluorophores drawn
+  // uniformly from [fluorophores_min, fluorophores_max], each worth `photons`
+  // and bleaching on its own with `bleach_prob` per frame. With binding_rate
+  // above 0 every spot starts unbound (invisible) and binds with that
+  // probability per frame, from frame 1 on; bound, it shows all its
+  // fluorophores and they start bleaching from the next frame.
+  int32_t fluorophores_min = 1;
+  int32_t fluorophores_max = 1;
+  double binding_rate = 0;
 };
+
+// True when the parameters ask for the step model (more than one fluorophore
+// or binding); otherwise a spot is one fluorophore, visible from frame 0.
+bool UsesStepModel(const SimulationParams& p);
+
+// Bleaching probability per fluorophore and frame for step data when none is
+// given: 3 / frames, so a fluorophore lives a third of the record on average
+// and about 5 % outlive it.
+double DefaultStepBleachProb(int32_t frames);
 
 struct TruthRow {
   int32_t frame;
   int32_t particle;
   double x;        // column, pixel centres at whole numbers
   double y;        // row
-  double photons;  // 0 once bleached
+  double photons;  // of the fluorophores lit; 0 before binding and once all have bleached
+};
+
+// One change of a spot's brightness: `frame` is the first frame that shows
+// the new level (0-based).
+struct StepRow {
+  int32_t particle;
+  double x;  // position at `frame`: column
+  double y;  // row
+  int32_t frame;
+  bool rise;  // binding (brighter); otherwise a drop (bleaching)
+  double photons_before;
+  double photons_after;
 };
 
 // Why the parameters cannot make a record, or nothing.
@@ -43,9 +74,16 @@ std::optional<std::string> CheckSimulationParams(const SimulationParams& p);
 
 // The path of the truth table beside a record: "demo.xkv" -> "demo.truth.tsv".
 std::string TruthPathFor(const std::string& xkv_path);
+// The step table beside it: "demo.xkv" -> "demo.steps.tsv".
+std::string StepsPathFor(const std::string& xkv_path);
 
 // Spot positions and brightness of every frame, without the pixels.
+// Rows are frame-major: row f * spots + i is particle i at frame f.
 std::vector<TruthRow> SimulateTruth(const SimulationParams& p);
+
+// The steps the truth rows contain: every frame at which a particle's photons
+// differ from the frame before, in order of particle, then frame.
+std::vector<StepRow> StepsFromTruth(const std::vector<TruthRow>& rows, int32_t spots);
 
 // Renders one frame of counts (width x height, row-major) for the truth rows
 // of that frame. Rows of the frame are split over the cores; every row has its
@@ -53,7 +91,8 @@ std::vector<TruthRow> SimulateTruth(const SimulationParams& p);
 void RenderSimulatedFrame(const SimulationParams& p, int32_t frame, const TruthRow* rows,
                           size_t row_count, std::vector<float>& expected_scratch, uint16_t* out);
 
-// Writes the record and its truth table. False after reporting the problem.
+// Writes the record, its truth table and its step table (the header alone
+// when nothing changes brightness). False after reporting the problem.
 bool SimulateRecord(const SimulationParams& p, const std::string& xkv_path, Reporter& reporter);
 
 }  // namespace lumetra

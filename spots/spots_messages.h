@@ -68,4 +68,12 @@ inline constexpr std::string_view kVelocityHeader = "Velocity(um/s)\tTrack_Lengt
 inline constexpr std::string_view kTidyTracksHeader =
     "track\tframe\ttime_s\tx_px\ty_px\tintensity\n";
 
+// Reading result and step tables (eval-steps); "line N: " goes before them.
+inline constexpr std::string_view kStepTableEmpty = "the table is empty";
+inline constexpr std::string_view kStepTableNoColumn = "the header has no column";
+inline constexpr std::string_view kStepTableShortLine = "the line ends before column";
+inline constexpr std::string_view kStepTableNotNumber = "is not a number";
+inline constexpr std::string_view kStepTableBadKind = "kind must be drop or rise, not";
+inline constexpr std::string_view kStepTableLineTooLong = "the line is longer than the limit";
+
 }  // namespace lumetra
