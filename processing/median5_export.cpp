@@ -2,9 +2,17 @@
 
 #include <cstring>
 
+#include "processing/processing_messages.h"
+
 namespace lumetra {
 
 ExportResult ExportMedian5(ExportJob& job, const std::string& out_path, TemporalMedian& filter) {
+  // The first frame is written once 4 have been read.
+  if (job.store.FrameCount() < 4) {
+    job.reporter.Modal(std::string(kRecordShorterThanMedian5) + " (the record holds " +
+                       std::to_string(job.store.FrameCount()) + ")");
+    return {};
+  }
   if (!filter.EnsureBuffer()) return {};
   const int32_t mode = filter.MedianFrames();
   filter.SetMedianFrames(0);

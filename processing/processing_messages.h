@@ -22,6 +22,14 @@ inline constexpr std::string_view kOutputIsInput =
 inline constexpr std::string_view kExportWriteError = "File write error (disk full?)";
 inline constexpr std::string_view kNoRecordOpen = "File is not open";
 
+// Outputs that would hold no frame are refused before the file is made.
+inline constexpr std::string_view kRecordShorterThanSum =
+    "The record holds fewer frames than one sum: nothing to save";
+inline constexpr std::string_view kRecordShorterThanMedian5 =
+    "Median of 5 needs at least 4 frames: nothing to save";
+inline constexpr std::string_view kNoFrameWritten =
+    "No frame was written: the empty output file was removed";
+
 // Part of the Record.
 inline constexpr std::string_view kSavePartTitle = "Save Part of Record";
 inline constexpr std::string_view kSaveFromFramePrompt = "Save From Frame N=";
@@ -69,6 +77,8 @@ inline constexpr std::string_view kPaletteTooShort = "The palette has no colour"
 // Fuse Records.
 inline constexpr std::string_view kCanNotOpenOutput = "Can not open Output file";
 inline constexpr std::string_view kCanNotOpenXkv = "Can not open XKV file";
+inline constexpr std::string_view kNoFrameToFuse =
+    "The selected files hold no frame: nothing was fused";
 inline constexpr std::string_view kDone = "Done";
 
 // Save dialogs.

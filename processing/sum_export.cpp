@@ -16,6 +16,13 @@ bool IsSumLength(int32_t n) {
 
 ExportResult ExportSum(ExportJob& job, const std::string& out_path, int32_t n) {
   if (!IsSumLength(n)) return {};
+  // Frames after the last whole group are dropped: fewer than N give nothing.
+  if (job.store.FrameCount() < n) {
+    job.reporter.Modal(std::string(kRecordShorterThanSum) + " (" + std::to_string(n) +
+                       " frames needed, the record holds " +
+                       std::to_string(job.store.FrameCount()) + ")");
+    return {};
+  }
   // The accumulator: 32-bit counts, one per pixel. Sized for the current
   // frame and grown only when a larger frame comes (cells beyond the old size
   // start at zero, as they would have been).
