@@ -49,7 +49,6 @@ bool XkvExportStream::Open(const std::string& out_path, int32_t counter) {
     job_.reporter.Modal(kExportFileOpenError, detail);
     return false;
   }
-  out_path_ = out_path;
   return true;
 }
 
@@ -96,12 +95,6 @@ ExportResult XkvExportStream::Finish() {
       failed_ = true;
     }
     result_.ok = !failed_;
-    if (result_.ok && result_.frames_written == 0 && !result_.stopped) {
-      std::error_code ec;
-      std::filesystem::remove(out_path_, ec);
-      job_.reporter.Modal(kNoFrameWritten, out_path_);
-      result_.ok = false;
-    }
   }
   return result_;
 }

@@ -73,8 +73,7 @@ class XkvExportStream {
   bool Write(const PRM_INFO& prm, const uint16_t* pixels);
   // Ends the export as failed after the transform has reported why.
   void Abandon() { failed_ = true; }
-  // Closes the output; the record stays open and usable. An output that got
-  // no frame (and was not stopped by Esc) is removed and reported.
+  // Closes the output; the record stays open and usable.
   ExportResult Finish();
 
   RecordStore& Store() { return job_.store; }
@@ -84,7 +83,6 @@ class XkvExportStream {
  private:
   ExportJob& job_;
   FileHandle out_;
-  std::string out_path_;
   ExportResult result_;
   bool failed_ = false;
 };

@@ -22,13 +22,12 @@ inline constexpr std::string_view kOutputIsInput =
 inline constexpr std::string_view kExportWriteError = "File write error (disk full?)";
 inline constexpr std::string_view kNoRecordOpen = "File is not open";
 
-// Outputs that would hold no frame are refused before the file is made.
+// A record too short for one output frame still gives its (empty) output
+// file; these say why it holds no frame.
 inline constexpr std::string_view kRecordShorterThanSum =
-    "The record holds fewer frames than one sum: nothing to save";
+    "The record holds fewer frames than one sum: no frame was written";
 inline constexpr std::string_view kRecordShorterThanMedian5 =
-    "Median of 5 needs at least 4 frames: nothing to save";
-inline constexpr std::string_view kNoFrameWritten =
-    "No frame was written: the empty output file was removed";
+    "Median of 5 needs at least 4 frames: no frame was written";
 
 // Part of the Record.
 inline constexpr std::string_view kSavePartTitle = "Save Part of Record";

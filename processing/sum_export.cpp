@@ -16,13 +16,6 @@ bool IsSumLength(int32_t n) {
 
 ExportResult ExportSum(ExportJob& job, const std::string& out_path, int32_t n) {
   if (!IsSumLength(n)) return {};
-  // Frames after the last whole group are dropped: fewer than N give nothing.
-  if (job.store.FrameCount() < n) {
-    job.reporter.Modal(std::string(kRecordShorterThanSum) + " (" + std::to_string(n) +
-                       " frames needed, the record holds " +
-                       std::to_string(job.store.FrameCount()) + ")");
-    return {};
-  }
   // The accumulator: 32-bit counts, one per pixel. Sized for the current
   // frame and grown only when a larger frame comes (cells beyond the old size
   // start at zero, as they would have been).
@@ -54,7 +47,15 @@ ExportResult ExportSum(ExportJob& job, const std::string& out_path, int32_t n) {
         static_cast<int32_t>(static_cast<uint32_t>(prm.ExposureMs) * static_cast<uint32_t>(n));
     s.Write(prm, frame);
   }
-  return s.Finish();
+  ExportResult r = s.Finish();
+  // Frames after the last whole group are dropped: fewer than N give a file
+  // with no frame, and the user is told why.
+  if (r.ok && !r.stopped && r.frames_written == 0) {
+    job.reporter.Modal(std::string(kRecordShorterThanSum) + " (" + std::to_string(n) +
+                       " frames needed, the record holds " + std::to_string(r.frames_read) + ")");
+    r.ok = false;
+  }
+  return r;
 }
 
 }  // namespace lumetra
