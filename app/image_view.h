@@ -33,6 +33,9 @@ class ImageView : public QAbstractScrollArea {
   void SetRegion(const Region& region);
   void SetLine(const ProfileLine& line, bool shown, int32_t width_pixels);
   void SetInfoLines(const QStringList& lines) { info_lines_ = lines; }
+  // What is shown: a frame (or the hint when none) and the header lines.
+  bool ShowsFrame() const { return pixels_ != nullptr; }
+  const QStringList& InfoLines() const { return info_lines_; }
   void SetTimeText(const QString& text) { time_text_ = text; }
   // Scale bar of `um` micrometres on pixels of `nm_per_pixel`; 0 um hides it.
   void SetScaleBar(double um, double nm_per_pixel);

@@ -125,8 +125,9 @@ QAction* TMainForm::MenuItem(const QString& name) const {
 bool TMainForm::OpenRecord(const QString& path) {
   if (Playing()) EndPlayback();
   if (!store_) return false;
-  CloseRecordWindows();
+  // A file that is no readable record leaves the open one as it was.
   if (!store_->Open(S(path), reporter_)) return false;
+  CloseRecordWindows();
   setWindowTitle(Q(store_->Caption()));
   region_ = Region{};  // a new record starts without a region
   view_->SetRegion(region_);
@@ -236,8 +237,7 @@ QString TMainForm::RegionPanelText() const {
 }
 
 const QImage& TMainForm::FrameImage() const {
-  if (!image_stale_ || !store_ || !store_->RecordLoaded() || store_->FrameCount() == 0)
-    return image_;
+  if (!image_stale_ || !store_ || !store_->RecordLoaded() || !store_->HasFrame()) return image_;
   const int32_t w = store_->Width(), h = store_->Height();
   if (image_.width() != w || image_.height() != h) image_ = QImage(w, h, QImage::Format_RGB32);
   painter_.Paint(store_->FrameBuffer(), w, FrameRect{0, 0, w, h}, 1,
@@ -248,8 +248,12 @@ const QImage& TMainForm::FrameImage() const {
 
 void TMainForm::ShowFrame() {
   // A record without a readable frame shows the hint, not a stale buffer.
-  if (!store_ || !store_->RecordLoaded() || store_->FrameCount() == 0) {
+  if (!store_ || !store_->RecordLoaded() || store_->FrameCount() == 0 || !store_->HasFrame()) {
     view_->SetFrame(nullptr, 0, 0, nullptr);
+    view_->SetInfoLines({});
+    view_->SetTimeText({});
+    frame_panel_->setText(FramePanelText());
+    time_panel_->setText(TimePanelText());
     return;
   }
   // The chain can raise MaxLevel on a deeper frame: the table follows it.

@@ -3,6 +3,15 @@
 #include "common/text_format.h"
 
 namespace lumetra::cli {
+namespace {
+
+// "--region: 4294967298 is out of range (-2147483648 to 2147483647)".
+std::string OutOfRange(const std::string& name, int64_t v, int64_t lo, int64_t hi) {
+  return "--" + name + ": " + std::to_string(v) + " is out of range (" + std::to_string(lo) +
+         " to " + std::to_string(hi) + ")";
+}
+
+}  // namespace
 
 ArgParser::ArgParser(std::string command, std::string summary)
     : command_(std::move(command)), summary_(std::move(summary)) {}
@@ -94,12 +103,17 @@ std::string ArgParser::Value(const std::string& name) const {
   return s ? s->default_value : std::string();
 }
 
-bool ArgParser::Int(const std::string& name, int64_t& out, std::string& error) const {
+bool ArgParser::Int(const std::string& name, int64_t& out, std::string& error, int64_t lo,
+                    int64_t hi) const {
   const std::string text = Value(name);
   if (text.empty() && !Has(name)) return true;
   auto v = ParseInteger(text);
   if (!v) {
     error = "--" + name + ": not a whole number: " + text;
+    return false;
+  }
+  if (*v < lo || *v > hi) {
+    error = OutOfRange(name, *v, lo, hi);
     return false;
   }
   out = *v;
@@ -129,6 +143,10 @@ bool ArgParser::IntList(const std::string& name, size_t count, std::vector<int64
     auto v = ParseInteger(std::string_view(text).substr(start, comma - start));
     if (!v) {
       error = "--" + name + ": expected whole numbers separated by commas: " + text;
+      return false;
+    }
+    if (*v < INT32_MIN || *v > INT32_MAX) {
+      error = OutOfRange(name, *v, INT32_MIN, INT32_MAX);
       return false;
     }
     out.push_back(*v);

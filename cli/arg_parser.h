@@ -33,10 +33,14 @@ class ArgParser {
   std::string Value(const std::string& name) const;
 
   // Typed reads of an option (its default when not given). False with `error`
-  // set when the text is not a number of that kind.
-  bool Int(const std::string& name, int64_t& out, std::string& error) const;
+  // set when the text is not a number of that kind. Whole numbers must lie
+  // within [lo, hi], by default the 32-bit range the core works in, so a
+  // value never wraps on its way there.
+  bool Int(const std::string& name, int64_t& out, std::string& error,
+           int64_t lo = INT32_MIN, int64_t hi = INT32_MAX) const;
   bool Real(const std::string& name, double& out, std::string& error) const;
-  // Comma-separated whole numbers ("10,20,30,40"); `count` 0 means any number.
+  // Comma-separated whole numbers ("10,20,30,40"), each within the 32-bit
+  // range; `count` 0 means any number.
   bool IntList(const std::string& name, size_t count, std::vector<int64_t>& out,
                std::string& error) const;
 

@@ -22,6 +22,12 @@ void ConsoleReporter::Report(MessageKind kind, std::string_view text) {
   }
 }
 
+void ConsoleReporter::ReportDetailed(MessageKind kind, std::string_view text,
+                                     std::string_view detail) {
+  if (detail.empty()) return Report(kind, text);
+  Report(kind, std::string(text) + ": " + std::string(detail));
+}
+
 std::optional<int> ParseOrExit(ArgParser& parser, const std::vector<std::string>& args) {
   std::string error;
   if (!parser.Parse(args, error)) {
@@ -36,7 +42,7 @@ std::optional<int> ParseOrExit(ArgParser& parser, const std::vector<std::string>
 }
 
 bool OpenRecordWithFrames(RecordStore& store, const std::string& path, Reporter& reporter) {
-  return store.Open(path, reporter) && store.FrameCount() > 0 && store.CurrentFrame() == 0;
+  return store.Open(path, reporter) && store.FrameCount() > 0 && store.HasFrame();
 }
 
 int Fail(const std::string& command, const std::string& text, int code) {

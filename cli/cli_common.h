@@ -18,6 +18,7 @@ class ConsoleReporter final : public Reporter {
  public:
   explicit ConsoleReporter(bool verbose = false) : verbose_(verbose) {}
   void Report(MessageKind kind, std::string_view text) override;
+  void ReportDetailed(MessageKind kind, std::string_view text, std::string_view detail) override;
   int Modals() const { return modals_; }
 
  private:

@@ -1,25 +1,16 @@
 // lumetra-cli eval TRACKS.tsv TRUTH.tsv: how well a track table reproduces
 // the truth of a simulated record.
 #include <algorithm>
-#include <fstream>
 #include <iostream>
-#include <sstream>
 
 #include "cli/cli_common.h"
+#include "common/common_messages.h"
+#include "common/line_reader.h"
 #include "common/text_format.h"
 #include "spots/track_eval.h"
 
 namespace lumetra::cli {
 namespace {
-
-bool ReadText(const std::string& path, std::string& text) {
-  std::ifstream in(path, std::ios::binary);
-  if (!in) return false;
-  std::ostringstream s;
-  s << in.rdbuf();
-  text = s.str();
-  return true;
-}
 
 double MedianPhotons(const std::vector<TruthPoint>& truth) {
   std::vector<double> v;
@@ -63,13 +54,16 @@ int RunEval(const std::vector<std::string>& args) {
     return Fail("eval", error, 2);
   if (!(radius > 0) || !(scale > 0) || !(fwhm > 0))
     return Fail("eval", "radius, FWHM and pixel size must be above 0", 2);
-  std::string tracks_text, truth_text;
-  if (!ReadText(p.Arg(0), tracks_text)) return Fail("eval", "File open ERROR: " + p.Arg(0));
-  if (!ReadText(p.Arg(1), truth_text)) return Fail("eval", "File open ERROR: " + p.Arg(1));
+  // Read line by line: a huge or endless input is refused at its first overlong line.
+  FileLines tracks_lines, truth_lines;
+  if (!tracks_lines.Open(p.Arg(0)))
+    return Fail("eval", std::string(kFileOpenError) + ": " + tracks_lines.Error());
+  if (!truth_lines.Open(p.Arg(1)))
+    return Fail("eval", std::string(kFileOpenError) + ": " + truth_lines.Error());
   std::vector<TrackPoint> points;
   std::vector<TruthPoint> truth;
-  if (!ParseTrackTable(tracks_text, points, error)) return Fail("eval", p.Arg(0) + ": " + error);
-  if (!ParseTruthTable(truth_text, truth, error)) return Fail("eval", p.Arg(1) + ": " + error);
+  if (!ParseTrackTable(tracks_lines, points, error)) return Fail("eval", p.Arg(0) + ": " + error);
+  if (!ParseTruthTable(truth_lines, truth, error)) return Fail("eval", p.Arg(1) + ": " + error);
   if (!p.Has("photons")) photons = MedianPhotons(truth);
 
   const EvalResult r = EvaluateTracks(points, truth, radius);

@@ -8,6 +8,24 @@
 #include "record/xkv_format.h"
 
 namespace lumetra::cli {
+namespace {
+
+// Passes message boxes on and drops the rest.
+class ModalsOnly final : public Reporter {
+ public:
+  explicit ModalsOnly(Reporter& to) : to_(to) {}
+  void Report(MessageKind kind, std::string_view text) override {
+    if (kind == MessageKind::kModal) to_.Report(kind, text);
+  }
+  void ReportDetailed(MessageKind kind, std::string_view text, std::string_view detail) override {
+    if (kind == MessageKind::kModal) to_.ReportDetailed(kind, text, detail);
+  }
+
+ private:
+  Reporter& to_;
+};
+
+}  // namespace
 
 int RunInfo(const std::vector<std::string>& args) {
   ArgParser p("info",
@@ -20,14 +38,10 @@ int RunInfo(const std::vector<std::string>& args) {
   ConsoleReporter console;
   auto store = RecordStore::Create(console);
   if (!store) return 1;
-  // Warnings belong in the listing; message boxes go to stderr.
-  CollectingReporter collected;
-  if (!store->Open(p.Arg(0), collected)) {
-    for (const std::string& t : collected.Texts(MessageKind::kModal)) std::cerr << t << '\n';
-    return 1;
-  }
-  for (const std::string& t : collected.Texts(MessageKind::kModal)) std::cerr << t << '\n';
-  if (store->FrameCount() == 0 || store->CurrentFrame() != 0) {
+  // Warnings belong in the listing (from OpenWarnings); message boxes go to stderr.
+  ModalsOnly modals(console);
+  if (!store->Open(p.Arg(0), modals)) return 1;
+  if (store->FrameCount() == 0 || !store->HasFrame()) {
     if (store->FrameCount() == 0)
       std::cerr << kNoFramesWarning << '\n';
     else

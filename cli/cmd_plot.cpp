@@ -8,6 +8,8 @@
 #include <sstream>
 
 #include "cli/cli_common.h"
+#include "common/common_messages.h"
+#include "common/line_reader.h"
 #include "common/text_format.h"
 #include "graph/graph_messages.h"
 #include "graph/plot_setup.h"
@@ -148,11 +150,10 @@ int RunPlot(const std::vector<std::string>& args) {
   PlotOptions options;
   if (!ReadOptions(p, options, error)) return Fail("plot", error, 2);
 
-  std::ifstream in(p.Arg(0), std::ios::binary);
-  if (!in) return Fail("plot", "File open ERROR: " + p.Arg(0));
-  std::stringstream text;
-  text << in.rdbuf();
-  auto table = ParsePlotTable(text.str(), error);
+  // Read line by line: a huge or endless input is refused at its first overlong line.
+  FileLines lines;
+  if (!lines.Open(p.Arg(0))) return Fail("plot", std::string(kFileOpenError) + ": " + lines.Error());
+  auto table = ParsePlotTable(lines, error);
   if (!table) return Fail("plot", p.Arg(0) + ": " + error);
 #if LUMETRA_CLI_PLOT
   return DrawAndSave(*table, options, static_cast<int>(size[0]), static_cast<int>(size[1]),

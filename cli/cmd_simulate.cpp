@@ -71,7 +71,7 @@ int RunSimulate(const std::vector<std::string>& args) {
   SimulationParams s;
   bool ok = p.Int("width", width, error) && p.Int("height", height, error) &&
             p.Int("frames", frames, error) && p.Int("spots", spots, error) &&
-            p.Int("seed", seed, error) && p.Real("fwhm-nm", s.fwhm_nm, error) &&
+            p.Int("seed", seed, error, INT64_MIN, INT64_MAX) && p.Real("fwhm-nm", s.fwhm_nm, error) &&
             p.Real("nm-per-pixel", s.nm_per_pixel, error) && p.Real("photons", s.photons, error) &&
             p.Real("background", s.background, error) &&
             p.Real("read-noise", s.read_noise, error) && p.Real("diffusion", s.diffusion, error) &&

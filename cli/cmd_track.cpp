@@ -33,6 +33,10 @@ class CollapsingReporter final : public Reporter {
     }
     to_.Report(kind, text);
   }
+  void ReportDetailed(MessageKind kind, std::string_view text, std::string_view detail) override {
+    last_kind_ = MessageKind::kStatus;
+    to_.ReportDetailed(kind, text, detail);
+  }
 
  private:
   Reporter& to_;

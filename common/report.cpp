@@ -8,6 +8,12 @@ void CollectingReporter::Report(MessageKind kind, std::string_view text) {
   messages_.push_back({kind, std::string(text)});
 }
 
+void CollectingReporter::ReportDetailed(MessageKind kind, std::string_view text,
+                                        std::string_view detail) {
+  Report(kind, text);
+  details_.emplace_back(detail);
+}
+
 std::vector<std::string> CollectingReporter::Texts(MessageKind kind) const {
   std::vector<std::string> out;
   for (const Message& m : messages_)

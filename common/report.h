@@ -26,8 +26,18 @@ class Reporter {
  public:
   virtual ~Reporter() = default;
   virtual void Report(MessageKind kind, std::string_view text) = 0;
+  // A message with what it concerns, such as the file and the system's reason
+  // ("cell3.xkv: No such file or directory"). The window shows the program's
+  // own text alone; the command line prints "text: detail".
+  virtual void ReportDetailed(MessageKind kind, std::string_view text, std::string_view detail) {
+    (void)detail;
+    Report(kind, text);
+  }
 
   void Modal(std::string_view text) { Report(MessageKind::kModal, text); }
+  void Modal(std::string_view text, std::string_view detail) {
+    ReportDetailed(MessageKind::kModal, text, detail);
+  }
   void Warning(std::string_view text) { Report(MessageKind::kWarning, text); }
   void Notice(std::string_view text) { Report(MessageKind::kNotice, text); }
   void Status(std::string_view text) { Report(MessageKind::kStatus, text); }
@@ -43,16 +53,23 @@ class NullReporter final : public Reporter {
 class CollectingReporter final : public Reporter {
  public:
   void Report(MessageKind kind, std::string_view text) override;
+  void ReportDetailed(MessageKind kind, std::string_view text, std::string_view detail) override;
   const std::vector<Message>& messages() const { return messages_; }
+  // The details of the detailed messages, in order.
+  const std::vector<std::string>& Details() const { return details_; }
   // Texts of one kind, in order.
   std::vector<std::string> Texts(MessageKind kind) const;
   // Texts of every kind, in order.
   std::vector<std::string> Texts() const;
   bool Contains(std::string_view text) const;
-  void Clear() { messages_.clear(); }
+  void Clear() {
+    messages_.clear();
+    details_.clear();
+  }
 
  private:
   std::vector<Message> messages_;
+  std::vector<std::string> details_;
 };
 
 }  // namespace lumetra

@@ -49,15 +49,17 @@ bool AllNumbers(const std::vector<std::string_view>& fields) {
 }  // namespace
 
 std::optional<PlotTable> ParsePlotTable(std::string_view text, std::string& error) {
+  TextLines lines(text);
+  return ParsePlotTable(lines, error);
+}
+
+std::optional<PlotTable> ParsePlotTable(LineSource& lines, std::string& error) {
   std::vector<std::vector<float>> columns;
   PlotTable table;
-  size_t pos = 0;
-  int line_no = 0;
-  while (pos < text.size()) {
-    size_t end = text.find('\n', pos);
-    if (end == std::string_view::npos) end = text.size();
-    const std::string_view line = Trim(text.substr(pos, end - pos));
-    pos = end + 1;
+  int64_t line_no = 0;
+  std::string_view raw;
+  while (lines.Next(raw)) {
+    const std::string_view line = Trim(raw);
     ++line_no;
     if (line.empty() || line.front() == '#') continue;
     const auto fields = SplitFields(line);
@@ -96,6 +98,10 @@ std::optional<PlotTable> ParsePlotTable(std::string_view text, std::string& erro
       }
       columns[c].push_back(static_cast<float>(*v));
     }
+  }
+  if (!lines.Error().empty()) {
+    error = lines.Error();
+    return std::nullopt;
   }
   if (columns.empty() || columns[0].empty()) {
     error = std::string(kTableEmpty);

@@ -9,6 +9,8 @@
 #include <string_view>
 #include <vector>
 
+#include "common/line_reader.h"
+
 namespace lumetra {
 
 // An empty field, "nan" or "-" is a missing value; it is stored below both gap
@@ -27,6 +29,7 @@ struct PlotTable {
 // are split at tabs, or at runs of blanks in a line without a tab. The first
 // line is the header unless all its fields are numbers (the columns are then
 // named "X", "1", "2", ...). On failure `error` names the line and the fault.
+std::optional<PlotTable> ParsePlotTable(LineSource& lines, std::string& error);
 std::optional<PlotTable> ParsePlotTable(std::string_view text, std::string& error);
 
 }  // namespace lumetra

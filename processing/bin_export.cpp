@@ -92,6 +92,11 @@ ExportResult ExportBinning(ExportJob& job, const std::string& out_path, int32_t 
   if (n != 2 && n != 3 && n != 5 && n != -3) return {};
   const int64_t k = n < 0 ? -n : n;
   const int64_t pixels = static_cast<int64_t>(job.store.Width()) * job.store.Height();
+  // A frame narrower or lower than one bin gives no pixel to save.
+  if (n > 0 && (job.store.Width() < n || job.store.Height() < n)) {
+    job.reporter.Modal(kFrameTooSmallForBinning);
+    return {};
+  }
   // An expanded frame beyond the frame buffer would be unreadable afterwards.
   if (n < 0 && pixels * k * k > kMaxFramePixels) {
     job.reporter.Modal(kExpandedFrameTooLarge);

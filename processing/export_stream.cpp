@@ -1,5 +1,6 @@
 #include "processing/export_stream.h"
 
+#include <cerrno>
 #include <filesystem>
 #include <system_error>
 
@@ -39,10 +40,13 @@ bool XkvExportStream::Open(const std::string& out_path, int32_t counter) {
   }
   if (RefuseRecordAsOutput(job_.store, out_path, job_.reporter)) return false;
   out_ = OpenFile(out_path, "wb");
-  NullReporter quiet;  // one message for both opens, as the window gives
-  if (!out_ || !job_.store.RestartStream(counter, quiet)) {
+  std::string detail = out_ ? std::string() : OpenFailureDetail(out_path, errno);
+  CollectingReporter reopen;  // one message for both opens, as the window gives
+  if (out_ && !job_.store.RestartStream(counter, reopen))
+    detail = reopen.Details().empty() ? job_.store.RecordFileName() : reopen.Details().front();
+  if (!detail.empty()) {
     out_.reset();
-    job_.reporter.Modal(kExportFileOpenError);
+    job_.reporter.Modal(kExportFileOpenError, detail);
     return false;
   }
   return true;

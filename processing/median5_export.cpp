@@ -2,6 +2,8 @@
 
 #include <cstring>
 
+#include "processing/processing_messages.h"
+
 namespace lumetra {
 
 ExportResult ExportMedian5(ExportJob& job, const std::string& out_path, TemporalMedian& filter) {
@@ -27,7 +29,14 @@ ExportResult ExportMedian5(ExportJob& job, const std::string& out_path, Temporal
     s.Write(store.Prm(), store.FrameBuffer());
   }
   filter.SetMedianFrames(mode);
-  return s.Finish();
+  ExportResult r = s.Finish();
+  // The first frame is written once 4 have been read.
+  if (r.ok && !r.stopped && r.frames_written == 0) {
+    job.reporter.Modal(std::string(kRecordShorterThanMedian5) + " (the record holds " +
+                       std::to_string(r.frames_read) + ")");
+    r.ok = false;
+  }
+  return r;
 }
 
 }  // namespace lumetra

@@ -22,6 +22,13 @@ inline constexpr std::string_view kOutputIsInput =
 inline constexpr std::string_view kExportWriteError = "File write error (disk full?)";
 inline constexpr std::string_view kNoRecordOpen = "File is not open";
 
+// A record too short for one output frame still gives its (empty) output
+// file; these say why it holds no frame.
+inline constexpr std::string_view kRecordShorterThanSum =
+    "The record holds fewer frames than one sum: no frame was written";
+inline constexpr std::string_view kRecordShorterThanMedian5 =
+    "Median of 5 needs at least 4 frames: no frame was written";
+
 // Part of the Record.
 inline constexpr std::string_view kSavePartTitle = "Save Part of Record";
 inline constexpr std::string_view kSaveFromFramePrompt = "Save From Frame N=";
@@ -69,6 +76,8 @@ inline constexpr std::string_view kPaletteTooShort = "The palette has no colour"
 // Fuse Records.
 inline constexpr std::string_view kCanNotOpenOutput = "Can not open Output file";
 inline constexpr std::string_view kCanNotOpenXkv = "Can not open XKV file";
+inline constexpr std::string_view kNoFrameToFuse =
+    "The selected files hold no frame: nothing was fused";
 inline constexpr std::string_view kDone = "Done";
 
 // Save dialogs.

@@ -1,7 +1,10 @@
 #include "processing/record_fusion.h"
 
 #include <algorithm>
+#include <cerrno>
+#include <filesystem>
 #include <new>
+#include <system_error>
 
 #include "common/file_handle.h"
 #include "processing/export_stream.h"
@@ -105,10 +108,13 @@ FusionResult FuseRecords(const std::vector<std::string>& inputs, const std::stri
   }
   bool opened = true, written = true;
   for (size_t f = 0; written && f < inputs.size() && !(stop && stop->load()); ++f) {
-    FileHandle in = OpenFile(inputs[f], "rb");
+    // A folder opens for reading here but holds no record.
+    std::error_code ec;
+    const bool folder = std::filesystem::is_directory(inputs[f], ec);
+    FileHandle in = folder ? nullptr : OpenFile(inputs[f], "rb");
     if (!in) {
       // The fusion ends here; what was written stays.
-      reporter.Modal(kCanNotOpenXkv);
+      reporter.Modal(kCanNotOpenXkv, OpenFailureDetail(inputs[f], folder ? EISDIR : errno));
       opened = false;
       break;
     }
@@ -118,9 +124,17 @@ FusionResult FuseRecords(const std::vector<std::string>& inputs, const std::stri
   }
   if (std::fclose(out.release()) != 0) written = false;
   if (!written) reporter.Modal(kExportWriteError);
-  reporter.Notice(kDone);
   r.frames_written = fusion.FramesWritten();
   r.ok = opened && written;
+  // Inputs without a single frame leave nothing worth a file.
+  if (r.frames_written == 0) {
+    std::error_code ec;
+    std::filesystem::remove(out_path, ec);
+    if (r.ok) reporter.Modal(kNoFrameToFuse);
+    r.ok = false;
+    return r;
+  }
+  reporter.Notice(kDone);
   return r;
 }
 

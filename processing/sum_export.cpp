@@ -47,7 +47,15 @@ ExportResult ExportSum(ExportJob& job, const std::string& out_path, int32_t n) {
         static_cast<int32_t>(static_cast<uint32_t>(prm.ExposureMs) * static_cast<uint32_t>(n));
     s.Write(prm, frame);
   }
-  return s.Finish();
+  ExportResult r = s.Finish();
+  // Frames after the last whole group are dropped: fewer than N give a file
+  // with no frame, and the user is told why.
+  if (r.ok && !r.stopped && r.frames_written == 0) {
+    job.reporter.Modal(std::string(kRecordShorterThanSum) + " (" + std::to_string(n) +
+                       " frames needed, the record holds " + std::to_string(r.frames_read) + ")");
+    r.ok = false;
+  }
+  return r;
 }
 
 }  // namespace lumetra

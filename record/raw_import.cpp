@@ -1,8 +1,11 @@
 #include "record/raw_import.h"
 
+#include <sys/stat.h>
+
 #include <algorithm>
 #include <cctype>
 #include <filesystem>
+#include <limits>
 #include <new>
 #include <vector>
 
@@ -48,12 +51,32 @@ bool SetSkip(int64_t& field, std::string_view text, std::string_view message, Re
   return true;
 }
 
-// Offsets and frame headers are skipped by reading single bytes: the source
-// is read strictly forwards (it may be a pipe). False at the end of the source.
-bool SkipBytes(std::FILE* f, int64_t n) {
-  for (int64_t i = 0; i < n; ++i)
-    if (std::getc(f) == EOF) return false;
+// Skips n bytes of the source. A source that can seek (a file, a device) is
+// sought over, so a huge offset costs nothing; a pipe is read forwards in
+// blocks, and Esc ends that. False at the end of the source or on Esc.
+bool SkipBytes(std::FILE* f, int64_t n, const std::atomic<bool>* stop) {
+  if (n <= 0) return true;
+  if (n <= static_cast<int64_t>(std::numeric_limits<off_t>::max()) &&
+      fseeko(f, static_cast<off_t>(n), SEEK_CUR) == 0)
+    return true;
+  std::array<char, 65536> block;
+  while (n > 0) {
+    if (stop && stop->load()) return false;
+    const size_t want = static_cast<size_t>(std::min<int64_t>(n, block.size()));
+    const size_t got = std::fread(block.data(), 1, want, f);
+    n -= static_cast<int64_t>(got);
+    if (got < want) return false;
+  }
   return true;
+}
+
+// Bytes left in a regular file from the current position, or -1 when the
+// source has no size (a pipe, a device).
+int64_t BytesLeft(std::FILE* f) {
+  struct stat info {};
+  const off_t at = ftello(f);
+  if (at < 0 || fstat(fileno(f), &info) != 0 || !S_ISREG(info.st_mode)) return -1;
+  return static_cast<int64_t>(info.st_size) - at;
 }
 
 }  // namespace
@@ -115,7 +138,7 @@ std::string SequenceFileName(const std::string& first, int32_t k) {
   while (begin > name_start && std::isdigit(static_cast<unsigned char>(first[begin - 1]))) --begin;
   if (begin == end || end - begin > 9) return {};
   const int64_t number = std::stoll(first.substr(begin, end - begin)) + k;
-  if (number > 9999) return {};
+  if (number > kLastSequenceNumber) return {};
   std::string digits = std::to_string(number);
   if (digits.size() < end - begin) digits.insert(0, end - begin - digits.size(), '0');
   return first.substr(0, begin) + digits + first.substr(end);
@@ -245,7 +268,8 @@ struct ImportSink {
       result.stopped = true;
       return false;
     }
-    return result.frames_written + 1 < kImportFrameLimit;
+    // A sequence ends at its last number instead.
+    return run.type != ImportType::kRawFile || result.frames_written + 1 < kImportFrameLimit;
   }
 };
 
@@ -253,9 +277,9 @@ void ImportRawFile(std::FILE* src, ImportSink& sink, std::vector<uint8_t>& bytes
                    std::vector<uint16_t>& frame) {
   const ImportSettings& s = sink.run.settings;
   const size_t n = static_cast<size_t>(s.width) * static_cast<size_t>(s.height);
-  SkipBytes(src, s.offset);
+  SkipBytes(src, s.offset, sink.run.stop);
   for (int32_t f = 1; f < kImportFrameLimit; ++f) {
-    SkipBytes(src, s.frame_header);
+    SkipBytes(src, s.frame_header, sink.run.stop);
     bool short_read = false;
     if (!ReadRawPixels(src, s, bytes, frame.data(), n, short_read)) break;
     if (short_read && sink.result.source_short_at == 0) sink.result.source_short_at = f;
@@ -269,7 +293,8 @@ bool ImportSequence(const std::string& first, ImportSink& sink, std::vector<uint
                     std::vector<uint16_t>& frame) {
   const ImportSettings& s = sink.run.settings;
   const size_t n = static_cast<size_t>(s.width) * static_cast<size_t>(s.height);
-  for (int32_t k = 0; k + 1 < kImportFrameLimit; ++k) {
+  // Every number up to 9999 (SequenceFileName gives none beyond it).
+  for (int32_t k = 0; k <= kLastSequenceNumber; ++k) {
     const std::string name = SequenceFileName(first, k);
     if (name.empty()) break;
     if (sink.run.type == ImportType::kBmpSequence) {
@@ -284,7 +309,8 @@ bool ImportSequence(const std::string& first, ImportSink& sink, std::vector<uint
       FileHandle src = OpenFile(name, "rb");
       if (!src) break;
       bool short_read = false;
-      if (!SkipBytes(src.get(), s.offset + s.frame_header) ||
+      if (!SkipBytes(src.get(), s.offset, sink.run.stop) ||
+          !SkipBytes(src.get(), s.frame_header, sink.run.stop) ||
           !ReadRawPixels(src.get(), s, bytes, frame.data(), n, short_read) || short_read)
         break;
     }
@@ -314,6 +340,16 @@ ImportResult RunImport(const ImportRun& run, const std::string& source, const st
   if (std::filesystem::equivalent(source, out_path, ec)) {
     reporter.Modal(kImportOutputIsSource);
     return {};
+  }
+  // An offset past the end of the file would leave nothing to import (and a
+  // little-endian import would write 9999 empty frames).
+  if (run.type == ImportType::kRawFile) {
+    const int64_t size = BytesLeft(src.get());
+    if (size >= 0 && s.offset > size) {
+      reporter.Modal(std::string(kOffsetBeyondSource) + " (" + std::to_string(s.offset) +
+                     " bytes, the file holds " + std::to_string(size) + ")");
+      return {};
+    }
   }
   if (run.type != ImportType::kRawFile) src.reset();
   sink.out = OpenFile(out_path, "wb");

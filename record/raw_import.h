@@ -35,9 +35,12 @@ inline constexpr std::string_view kImportWriteError = "XKV File write error (dis
 inline constexpr std::string_view kBmpNotSupported =
     "BMP File can not be read (uncompressed 8, 24 or 32 bit/pixel bitmaps only)";
 inline constexpr std::string_view kBmpSizeDiffers = "BMP image size differs from Width x Height";
+inline constexpr std::string_view kOffsetBeyondSource = "Offset is beyond the end of the RAW file";
 
-// The import stops after this many frames: at most 9999 are written.
+// A raw file import stops after this many frames: at most 9999 are written.
+// A sequence instead ends at the number 9999 (from 0000 that is 10000 files).
 inline constexpr int32_t kImportFrameLimit = 10000;
+inline constexpr int32_t kLastSequenceNumber = 9999;
 
 enum class ImportType : int32_t { kRawFile = 0, kRawSequence = 1, kBmpSequence = 2 };
 

@@ -1,6 +1,9 @@
 #include "record/record_store.h"
 
+#include <sys/stat.h>
+
 #include <algorithm>
+#include <cerrno>
 #include <filesystem>
 #include <new>
 
@@ -31,14 +34,49 @@ std::string RecordStore::MakeCaption(const std::string& path, int32_t frames, in
          FormatGeneral(static_cast<double>(tenths) * 0.1) + " Mb)";
 }
 
+bool RecordStore::FirstFrameReadable(std::FILE* f, const std::string& path, Reporter& reporter) {
+  if (std::getc(f) == EOF) return true;  // zero bytes: a record of no frame
+  std::rewind(f);
+  PRM_INFO p = DefaultPrmInfo();
+  ADD_INFO a;
+  // The reader's own message, with the file named for the command line.
+  CollectingReporter refusal;
+  const FrameReadStatus st = ReadXKVHeader(f, p, a, refusal);
+  if (st == FrameReadStatus::kEndOfRecord) {
+    reporter.Modal(kFrameReadingError, path + ": the file ends inside the header of frame 0");
+    return false;
+  }
+  if (st != FrameReadStatus::kOk) {
+    for (const std::string& t : refusal.Texts(MessageKind::kModal))
+      reporter.Modal(t, path + ": frame 0 can not be read");
+    return false;
+  }
+  struct stat info {};
+  const off_t data_at = ftello(f);
+  if (fstat(fileno(f), &info) == 0 && S_ISREG(info.st_mode) && data_at >= 0) {
+    const int64_t held = static_cast<int64_t>(info.st_size) - data_at;
+    if (held < PixelDataBytes(p)) {
+      reporter.Modal(kFrameReadingError,
+                     path + ": frame 0 needs " + std::to_string(PixelDataBytes(p)) +
+                         " bytes of pixel data, the file holds " + std::to_string(held));
+      return false;
+    }
+  }
+  std::rewind(f);
+  return true;
+}
+
 bool RecordStore::Open(const std::string& path, Reporter& reporter) {
   std::error_code ec;
   // A folder opens for reading on some systems and then reads as nothing.
-  FileHandle f = std::filesystem::is_directory(path, ec) ? nullptr : OpenFile(path, "rb");
+  const bool folder = std::filesystem::is_directory(path, ec);
+  FileHandle f = folder ? nullptr : OpenFile(path, "rb");
   if (!f) {
-    reporter.Modal(kFileOpenError);
+    reporter.Modal(kFileOpenError, OpenFailureDetail(path, folder ? EISDIR : errno));
     return false;
   }
+  // The open record is given up only for one whose first frame can be shown.
+  if (!FirstFrameReadable(f.get(), path, reporter)) return false;
   Close();
   file_name_ = path;
 
@@ -120,8 +158,12 @@ void RecordStore::Close() {
   scanned_bytes_ = 0;
   record_reading_ = false;
   record_loaded_ = false;
+  has_frame_ = false;
   current_frame_ = -1;
   frames_read_ = 0;
+  // No record, no header: what is shown and used as a template is the default.
+  prm_ = DefaultPrmInfo();
+  add_ = ADD_INFO{};
 }
 
 bool RecordStore::ReopenAtStart() {
@@ -137,6 +179,9 @@ FrameReadStatus RecordStore::ReadNext(Reporter& reporter) {
   if (frames_read_ >= FrameCount()) return FrameReadStatus::kEndOfRecord;
   const FrameReadStatus st = ReadXKVFrame(file_.get(), prm_, add_, frame_buffer_.data(),
                                           raw_byte_buffer_.data(), reporter);
+  // A refused frame leaves no current one (a short read may have overwritten
+  // part of the buffer); the normal end keeps the last frame read.
+  if (st != FrameReadStatus::kEndOfRecord) has_frame_ = st == FrameReadStatus::kOk;
   if (st == FrameReadStatus::kShortData) {
     file_.reset();
     record_reading_ = false;
@@ -163,7 +208,8 @@ bool RecordStore::NextFrame(Reporter& reporter) {
   if (!record_reading_) {
     current_frame_ = -1;
     if (!ReopenAtStart()) {
-      reporter.Modal(kFileOpenError);
+      reporter.Modal(kFileOpenError, OpenFailureDetail(file_name_, errno));
+      has_frame_ = false;
       current_frame_ = 0;
       return false;
     }
@@ -217,7 +263,7 @@ bool RecordStore::RestartStream(int32_t counter, Reporter& reporter) {
     return false;
   }
   if (!ReopenAtStart()) {
-    reporter.Modal(kFileOpenError);
+    reporter.Modal(kFileOpenError, OpenFailureDetail(file_name_, errno));
     return false;
   }
   current_frame_ = counter;

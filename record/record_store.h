@@ -34,8 +34,10 @@ class RecordStore {
   static std::unique_ptr<RecordStore> Create(Reporter& reporter);
 
   // Opening a record: scan the headers, build the index, set the caption and
-  // read frame 0. Returns false (record state unchanged) when the file cannot
-  // be opened.
+  // read frame 0. Returns false (record state unchanged: the record open
+  // before stays open and shown) when the file cannot be opened, or when it
+  // holds bytes but its first frame cannot be read (a text file, a record cut
+  // short inside frame 0). A file of zero bytes opens as a record of no frame.
   bool Open(const std::string& path, Reporter& reporter);
   void Close();
 
@@ -80,6 +82,11 @@ class RecordStore {
   double FrameInterval() const { return frame_interval_; }
   int32_t MaxLevel() const { return max_level_; }
   int32_t CurrentFrame() const { return current_frame_; }
+  // True while the frame buffer and the current header hold a frame of the
+  // open record. False before the first read and after a read that failed:
+  // a refused frame leaves nothing to show or analyse (CurrentFrame is then
+  // only where the next fetch starts).
+  bool HasFrame() const { return has_frame_; }
   const PRM_INFO& Prm() const { return prm_; }
   const ADD_INFO& Add() const { return add_; }
   int32_t Width() const { return prm_.Width; }
@@ -107,6 +114,9 @@ class RecordStore {
   RecordStore() = default;
   void RunChain();
   bool ReopenAtStart();
+  // Frame 0 of a file about to be opened, checked without touching the open
+  // record: false after reporting why it cannot be read.
+  static bool FirstFrameReadable(std::FILE* f, const std::string& path, Reporter& reporter);
 
   FileHandle file_;
   std::string file_name_;
@@ -123,6 +133,7 @@ class RecordStore {
   int64_t scanned_bytes_ = 0;
   bool record_reading_ = false;
   bool record_loaded_ = false;
+  bool has_frame_ = false;
   PRM_INFO prm_ = DefaultPrmInfo();
   ADD_INFO add_;
   std::vector<uint16_t> frame_buffer_;

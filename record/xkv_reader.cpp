@@ -42,8 +42,7 @@ std::optional<std::string> BrokenSizeReason(const PRM_INFO& p) {
   return std::nullopt;
 }
 
-FrameReadStatus ReadXKVFrame(std::FILE* file, PRM_INFO& prm, ADD_INFO& add, uint16_t* frame,
-                             uint8_t* byte_buffer, Reporter& reporter) {
+FrameReadStatus ReadXKVHeader(std::FILE* file, PRM_INFO& prm, ADD_INFO& add, Reporter& reporter) {
   PrmBytes hb;
   if (std::fread(hb.data(), 1, hb.size(), file) != hb.size()) return FrameReadStatus::kEndOfRecord;
   PRM_INFO p = DecodePrmInfo(hb);
@@ -53,14 +52,13 @@ FrameReadStatus ReadXKVFrame(std::FILE* file, PRM_INFO& prm, ADD_INFO& add, uint
     return FrameReadStatus::kBrokenHeader;
   }
 
-  ADD_INFO a = add;
   if (p.AddInfoFlag == 1) {
     AddBytes ab;
     if (std::fread(ab.data(), 1, ab.size(), file) != ab.size()) {
       reporter.Modal(kFileReadErrorAddInfo);
       return FrameReadStatus::kAddInfoShort;
     }
-    a = DecodeAddInfo(ab);
+    add = DecodeAddInfo(ab);
   }
 
   ApplyScaleRules(p);
@@ -73,6 +71,16 @@ FrameReadStatus ReadXKVFrame(std::FILE* file, PRM_INFO& prm, ADD_INFO& add, uint
     ReportBroken(reporter, *reason);
     return FrameReadStatus::kBrokenHeader;
   }
+  prm = p;
+  return FrameReadStatus::kOk;
+}
+
+FrameReadStatus ReadXKVFrame(std::FILE* file, PRM_INFO& prm, ADD_INFO& add, uint16_t* frame,
+                             uint8_t* byte_buffer, Reporter& reporter) {
+  PRM_INFO p = prm;
+  ADD_INFO a = add;
+  const FrameReadStatus header = ReadXKVHeader(file, p, a, reporter);
+  if (header != FrameReadStatus::kOk) return header;
 
   const size_t count = static_cast<size_t>(p.PixelCount);
   const size_t pixels = static_cast<size_t>(p.Width) * static_cast<size_t>(p.Height);

@@ -39,4 +39,10 @@ std::optional<std::string> NormaliseSizeForm(PRM_INFO& p);
 FrameReadStatus ReadXKVFrame(std::FILE* file, PRM_INFO& prm, ADD_INFO& add, uint16_t* frame,
                              uint8_t* byte_buffer, Reporter& reporter);
 
+// The header half of ReadXKVFrame: reads the 48-byte header and any ADD_INFO
+// at the current position into `prm` and `add` (`add` is left alone when none
+// follows) and runs every check of the reader, with its messages. On kOk the
+// file is left at the pixel data, whose size is PixelDataBytes(prm).
+FrameReadStatus ReadXKVHeader(std::FILE* file, PRM_INFO& prm, ADD_INFO& add, Reporter& reporter);
+
 }  // namespace lumetra

@@ -20,6 +20,8 @@ constexpr std::array<std::string_view, kIniKeyCount> kKeyNames = {
 
 // A longer line cannot hold a key and a number; the rest of it is dropped.
 constexpr size_t kMaxLineBytes = 4096;
+// The most a settings file is read of; fourteen lines need a few hundred bytes.
+constexpr size_t kMaxIniBytes = 1 << 20;
 
 std::optional<int64_t> FileInteger(std::string_view text) {
   return ParseInteger(text);
@@ -191,16 +193,26 @@ bool ReadIniFile(const std::string& path, Settings& settings, Reporter& reporter
     if (!silent) reporter.Modal(kCanNotOpenFile);
     return false;
   }
+  // Read into a copy: a file refused half-way changes nothing.
+  Settings read = settings;
   std::vector<IniKey> met;
-  LineSplitter splitter(settings, met);
+  LineSplitter splitter(read, met);
   char buf[65536];
-  size_t n;
-  while ((n = std::fread(buf, 1, sizeof buf, f.get())) > 0) splitter.Feed(std::string_view(buf, n));
+  size_t n, total = 0;
+  while ((n = std::fread(buf, 1, sizeof buf, f.get())) > 0) {
+    total += n;
+    if (total > kMaxIniBytes) {
+      reporter.Modal(kIniFileTooLarge, path);
+      return false;
+    }
+    splitter.Feed(std::string_view(buf, n));
+  }
   // A folder opens on some systems but cannot be read.
   if (std::ferror(f.get())) {
     if (!silent) reporter.Modal(kCanNotOpenFile);
     return false;
   }
+  settings = read;
   if (keys) *keys = std::move(met);
   return true;
 }

@@ -10,6 +10,9 @@
 
 namespace lumetra {
 
+// Typed text that is no number at all, refused before any range check.
+inline constexpr std::string_view kNotANumber = "not a number";
+
 // Input boxes: title, prompt and refusal of each setter.
 inline constexpr std::string_view kFwhmTitle = "Set new FWHM value";
 inline constexpr std::string_view kFwhmPrompt = "FWHM (nm)=";
@@ -56,5 +59,9 @@ inline constexpr std::string_view kIniDefaultExt = "ini";
 inline constexpr std::string_view kReadSettingsCaption = "Read Settings (INI)";
 inline constexpr std::string_view kSaveSettingsCaption = "Save Settings (INI)";
 inline constexpr std::string_view kCanNotOpenFile = "Can not open file";
+// Fourteen short lines make a settings file; anything far longer (a device,
+// a data file chosen by mistake) is left unread and nothing changes.
+inline constexpr std::string_view kIniFileTooLarge =
+    "The settings file is too large (over 1 MB): nothing was read";
 
 }  // namespace lumetra

@@ -77,6 +77,12 @@ std::string OfferedText(const Settings& s, SettingCommand command) {
 }
 
 SetResult ApplySetting(Settings& s, SettingCommand command, std::string_view text) {
+  // Text that is no number is named as such rather than as out of range. The
+  // local background radius and the 68-degree shift keep their fallbacks
+  // (1 and 0), which lie inside their ranges and so were always accepted.
+  const bool keeps_fallback =
+      command == SettingCommand::kSetLocalBackgr || command == SettingCommand::kShift68;
+  if (!keeps_fallback && !ParseReal(text)) return Refused(kNotANumber);
   const int32_t n = IntegerOr(text, 0);
   switch (command) {
     case SettingCommand::kSetFWHM:

@@ -78,9 +78,10 @@ struct SetResult {
   std::string_view refusal;  // the message box text when refused
 };
 
-// Converts the typed text (integers: a non-number counts as 0, for the local
-// background radius as 1; reals: a non-number is refused), checks the range
-// and stores the value. A refused value leaves `settings` as it was.
+// Converts the typed text, checks the range and stores the value. Text that
+// is no number is refused with kNotANumber before the range check, except for
+// the local background radius (counts as 1) and the 68-degree shift (counts
+// as 0). A refused value leaves `settings` as it was.
 SetResult ApplySetting(Settings& settings, SettingCommand command, std::string_view text);
 
 // Menu captions, named after their menu item. The start captions follow the

@@ -24,17 +24,13 @@ std::vector<std::string_view> SplitTabs(std::string_view line) {
 // Calls row(fields) for every data line; `cols` receives the index of each
 // wanted column. False with `error` set.
 template <typename Row>
-bool ForEachRow(std::string_view text, const std::vector<std::string_view>& wanted,
+bool ForEachRow(LineSource& lines, const std::vector<std::string_view>& wanted,
                 std::string& error, Row&& row) {
   std::vector<size_t> cols;
-  size_t pos = 0;
   int64_t line_no = 0;
   std::vector<double> values(wanted.size());
-  while (pos < text.size()) {
-    size_t end = text.find('\n', pos);
-    if (end == std::string_view::npos) end = text.size();
-    std::string_view line = text.substr(pos, end - pos);
-    pos = end + 1;
+  std::string_view line;
+  while (lines.Next(line)) {
     ++line_no;
     if (!line.empty() && line.back() == '\r') line.remove_suffix(1);
     if (line.empty()) continue;
@@ -62,6 +58,10 @@ bool ForEachRow(std::string_view text, const std::vector<std::string_view>& want
     }
     row(values);
   }
+  if (!lines.Error().empty()) {
+    error = lines.Error();
+    return false;
+  }
   if (cols.empty()) {
     error = "the table is empty";
     return false;
@@ -76,16 +76,26 @@ int64_t Key(int32_t frame, int32_t id) {
 }  // namespace
 
 bool ParseTrackTable(std::string_view text, std::vector<TrackPoint>& out, std::string& error) {
+  TextLines lines(text);
+  return ParseTrackTable(lines, out, error);
+}
+
+bool ParseTruthTable(std::string_view text, std::vector<TruthPoint>& out, std::string& error) {
+  TextLines lines(text);
+  return ParseTruthTable(lines, out, error);
+}
+
+bool ParseTrackTable(LineSource& lines, std::vector<TrackPoint>& out, std::string& error) {
   out.clear();
-  return ForEachRow(text, {"track", "frame", "x_px", "y_px"}, error,
+  return ForEachRow(lines, {"track", "frame", "x_px", "y_px"}, error,
                     [&](const std::vector<double>& v) {
                       out.push_back({TruncToInt(v[0]), TruncToInt(v[1]), v[2], v[3]});
                     });
 }
 
-bool ParseTruthTable(std::string_view text, std::vector<TruthPoint>& out, std::string& error) {
+bool ParseTruthTable(LineSource& lines, std::vector<TruthPoint>& out, std::string& error) {
   out.clear();
-  return ForEachRow(text, {"frame", "particle", "x", "y", "photons"}, error,
+  return ForEachRow(lines, {"frame", "particle", "x", "y", "photons"}, error,
                     [&](const std::vector<double>& v) {
                       out.push_back({TruncToInt(v[0]), TruncToInt(v[1]), v[2], v[3], v[4]});
                     });

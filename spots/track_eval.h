@@ -11,6 +11,8 @@
 #include <string_view>
 #include <vector>
 
+#include "common/line_reader.h"
+
 namespace lumetra {
 
 struct TrackPoint {
@@ -29,6 +31,8 @@ struct TruthPoint {
 // Tab-separated tables with a header line naming the columns (track, frame,
 // x_px, y_px; and frame, particle, x, y, photons). False with `error` set on
 // a missing column or a line that is not numbers.
+bool ParseTrackTable(LineSource& lines, std::vector<TrackPoint>& out, std::string& error);
+bool ParseTruthTable(LineSource& lines, std::vector<TruthPoint>& out, std::string& error);
 bool ParseTrackTable(std::string_view text, std::vector<TrackPoint>& out, std::string& error);
 bool ParseTruthTable(std::string_view text, std::vector<TruthPoint>& out, std::string& error);
 

@@ -244,6 +244,44 @@ TEST_F(MainWindow, PlaybackEndsOnABrokenFrameWithOneMessage) {
   EXPECT_EQ(form_->Store()->CurrentFrame(), 0);
 }
 
+TEST_F(MainWindow, AFileWithoutAReadableFirstFrameKeepsTheOpenRecordOnScreen) {
+  const QString caption = form_->windowTitle();
+  const QStringList lines = form_->View()->InfoLines();
+  std::vector<uint8_t> head = testing::ReadBytes(record_);
+  head.resize(3000);  // inside frame 0's pixels
+  const std::string cut = testing::TempPath("window_cut.xkv"),
+                    text = testing::TempPath("window_text.xkv");
+  testing::XkvBuilder::SaveBytes(cut, head);
+  testing::XkvBuilder::SaveBytes(text, std::vector<uint8_t>(400, 'x'));
+  struct Case {
+    std::string path;
+    QString message;
+  };
+  for (const Case& c : {Case{cut, "Frame Reading Error"}, Case{text, "Broken Frame Header"}}) {
+    SCOPED_TRACE(c.path);
+    modals_.clear();
+    EXPECT_FALSE(form_->OpenRecord(QString::fromStdString(c.path)));
+    ASSERT_EQ(modals_.size(), 1);
+    EXPECT_TRUE(modals_[0].startsWith(c.message)) << modals_[0].toStdString();
+    EXPECT_EQ(form_->windowTitle(), caption);
+    EXPECT_EQ(form_->Store()->RecordFileName(), record_);
+    EXPECT_TRUE(form_->View()->ShowsFrame());
+    EXPECT_EQ(form_->View()->InfoLines(), lines);
+  }
+}
+
+TEST_F(MainWindow, AFrameRefusedLaterLeavesNoStaleImage) {
+  const std::string shrinks = testing::SimulatedRecord("window_shrinks.xkv", 3);
+  ASSERT_TRUE(form_->OpenRecord(QString::fromStdString(shrinks)));
+  ASSERT_TRUE(form_->View()->ShowsFrame());
+  fs::resize_file(shrinks, 3000);  // cut on disk while open
+  form_->FirstFrameClick();
+  EXPECT_EQ(modals_, QStringList{"Frame Reading Error"});
+  EXPECT_FALSE(form_->Store()->HasFrame());
+  EXPECT_FALSE(form_->View()->ShowsFrame()) << "no image of a frame that was not read";
+  EXPECT_TRUE(form_->View()->InfoLines().isEmpty());
+}
+
 TEST_F(MainWindow, KeysNudgeTheRegionAndTheLine) {
   form_->SetRegion(Region{10, 10, 20, 20, true});
   form_->SetLine(ProfileLine{5, 5, 30, 8});

@@ -52,7 +52,7 @@ TEST(CliInfo, FailsWithTheMessageOnStderr) {
   CliRun r = Call(RunInfo, {TempPath("missing.xkv")});
   EXPECT_EQ(r.code, 1);
   EXPECT_EQ(r.out, "");
-  EXPECT_EQ(r.err, "File open ERROR\n");
+  EXPECT_EQ(r.err, "File open ERROR: " + TempPath("missing.xkv") + ": No such file or directory\n");
 
   const std::string empty = TempPath("empty.xkv");
   XkvBuilder().Save(empty);

@@ -4,6 +4,8 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdio>
+
 #include "processing/bmp_writer.h"
 #include "tests/processing/test_records.h"
 
@@ -153,6 +155,24 @@ TEST(RawImport, SequenceNamesCountUpWithLeadingZeros) {
   EXPECT_EQ(SequenceFileName("d/b7c.raw", 3), "d/b10c.raw");
   EXPECT_EQ(SequenceFileName("d/frame.raw", 1), "");
   EXPECT_EQ(SequenceFileName("d/f9998.raw", 2), "");
+}
+
+TEST(RawImport, SequenceRunsUpToTheNumber9999Inclusive) {
+  // From 0000 that is 10000 files: every one is read, f9999 too.
+  test::ScratchDir dir;
+  char name[16];
+  for (int k = 0; k <= 9999; ++k) {
+    std::snprintf(name, sizeof name, "f%04d.raw", k);
+    test::WriteBytes(dir.Path(name), std::vector<uint8_t>(25, static_cast<uint8_t>(k % 251)));
+  }
+  CollectingReporter r;
+  const ImportResult res = RunImport(RunOf(ImportType::kRawSequence, 5, 5), dir.Path("f0000.raw"),
+                                     dir.Path("all.xkv"), r);
+  ASSERT_TRUE(res.ok);
+  EXPECT_EQ(res.frames_written, 10000);
+  const auto out = test::ReadRecord(dir.Path("all.xkv"));
+  ASSERT_EQ(out.size(), 10000u);
+  EXPECT_EQ(out.back().pixels[0], 9999 % 251);
 }
 
 TEST(RawImport, RawAndBitmapSequences) {

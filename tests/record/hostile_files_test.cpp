@@ -150,11 +150,14 @@ TEST(HostileFiles, MutatedRecordsNeverCrashOrHang) {
   const std::vector<uint8_t> seed = SeedRecord();
   const std::string path = TempPath("mutant.xkv");
   Rng rng(2024);
+  int opened = 0;
   for (int i = 0; i < 3000; ++i) {
     std::vector<uint8_t> bytes = seed;
     Mutate(bytes, rng);
     XkvBuilder::SaveBytes(path, bytes);
-    ASSERT_TRUE(store->Open(path, quiet));
+    // A mutant whose frame 0 cannot be read is refused at opening.
+    if (!store->Open(path, quiet)) continue;
+    ++opened;
     const int32_t n = store->FrameCount();
     ASSERT_LE(n, 3 + static_cast<int32_t>(bytes.size() / kPrmInfoBytes));
     for (int step = 0; step < n + 2; ++step) {
@@ -169,6 +172,7 @@ TEST(HostileFiles, MutatedRecordsNeverCrashOrHang) {
     store->FirstFrame(quiet);
     ASSERT_LT(store->CurrentFrame(), std::max(n, 1));
   }
+  EXPECT_GT(opened, 1500) << "most mutants keep a readable frame 0";
 }
 
 }  // namespace

@@ -167,8 +167,85 @@ TEST_F(RecordStoreTest, CutShortLastFrameCountsButFailsToRead) {
   EXPECT_FALSE(store->NextFrame(messages));
   EXPECT_TRUE(messages.Contains(kFrameReadingError));
   EXPECT_EQ(store->CurrentFrame(), 0);
+  EXPECT_FALSE(store->HasFrame()) << "the buffer holds no frame after a refused read";
   EXPECT_TRUE(store->NextFrame(messages));
+  EXPECT_TRUE(store->HasFrame());
   EXPECT_EQ(Shown(), 1);
+}
+
+TEST_F(RecordStoreTest, AFileWithoutAReadableFirstFrameLeavesTheOpenRecordAsItWas) {
+  const std::string good = NumberedRecord(3);
+  struct Case {
+    const char* name;
+    std::vector<uint8_t> bytes;
+    std::string_view message;
+    std::string detail_start;  // after the path
+  };
+  XkvBuilder cut_pixels;
+  cut_pixels.Flat(TestHeader(4, 3, 8), 1).Flat(TestHeader(4, 3, 8), 2).Truncate(120 - 55);
+  XkvBuilder huge;
+  huge.Raw(std::vector<uint8_t>(200, 0));
+  {
+    const PrmBytes hb = EncodePrmInfo(TestHeader(2000, 2001, 8));
+    std::copy(hb.begin(), hb.end(), huge.bytes().begin());
+  }
+  const Case cases[] = {
+      {"cut inside frame 0's pixels", cut_pixels.bytes(), kFrameReadingError,
+       ": frame 0 needs 12 bytes of pixel data, the file holds 7"},
+      {"cut inside frame 0's header", std::vector<uint8_t>(20, 1), kFrameReadingError,
+       ": the file ends inside the header of frame 0"},
+      {"a text file", std::vector<uint8_t>(300, 'x'), kBrokenFrameHeader,
+       ": frame 0 can not be read"},
+      {"a frame above 4 Mpix", huge.bytes(), kTooLargeFrameSize, ": frame 0 can not be read"},
+  };
+  const std::string bad = TempPath("bad-first.xkv");
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.name);
+    XkvBuilder::SaveBytes(bad, c.bytes);
+    ASSERT_TRUE(store->Open(good, messages));
+    ASSERT_TRUE(store->GoToFrame(1, messages));
+    const std::string caption = store->Caption();
+    messages.Clear();
+    EXPECT_FALSE(store->Open(bad, messages));
+    ASSERT_EQ(messages.Texts(MessageKind::kModal).size(), 1u);
+    EXPECT_EQ(messages.Texts(MessageKind::kModal)[0].rfind(c.message, 0), 0u);
+    ASSERT_EQ(messages.Details().size(), 1u);
+    EXPECT_EQ(messages.Details()[0], bad + c.detail_start);
+    // The open record is untouched: its file, caption, frame and place in the file.
+    EXPECT_EQ(store->RecordFileName(), good);
+    EXPECT_EQ(store->Caption(), caption);
+    EXPECT_EQ(store->FrameCount(), 3);
+    EXPECT_TRUE(store->HasFrame());
+    EXPECT_EQ(store->CurrentFrame(), 1);
+    EXPECT_EQ(Shown(), 2);
+    EXPECT_TRUE(store->NextFrame(messages));
+    EXPECT_EQ(Shown(), 3);
+
+    // With nothing open before, nothing is open after, and no frame is claimed.
+    CollectingReporter fresh_messages;
+    auto fresh = RecordStore::Create(fresh_messages);
+    EXPECT_FALSE(fresh->Open(bad, fresh_messages));
+    EXPECT_FALSE(fresh->RecordLoaded());
+    EXPECT_FALSE(fresh->HasFrame());
+  }
+}
+
+TEST_F(RecordStoreTest, AFrameZeroRefusedLaterLeavesNoCurrentFrame) {
+  const std::string path = NumberedRecord(2, "shrinks.xkv");
+  ASSERT_TRUE(store->Open(path, messages));
+  ASSERT_TRUE(store->HasFrame());
+  std::filesystem::resize_file(path, 50);  // changed on disk after opening
+  store->FirstFrame(messages);
+  EXPECT_TRUE(messages.Contains(kFrameReadingError));
+  EXPECT_FALSE(store->HasFrame());
+  EXPECT_TRUE(store->RecordLoaded());
+
+  messages.Clear();
+  std::filesystem::remove(path);
+  store->FirstFrame(messages);
+  EXPECT_EQ(messages.Texts(), std::vector<std::string>{std::string(kFileOpenError)});
+  EXPECT_EQ(messages.Details(), std::vector<std::string>{path + ": No such file or directory"});
+  EXPECT_FALSE(store->HasFrame());
 }
 
 TEST_F(RecordStoreTest, SelectedPartOfTheRecord) {

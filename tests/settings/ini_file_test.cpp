@@ -196,6 +196,26 @@ TEST(IniFile, HostileFilesChangeNothingAndDoNotFail) {
   fs::remove(path);
 }
 
+TEST(IniFile, AnEndlessOrHugeFileIsRefusedAfterACappedRead) {
+  // A device that never ends, and a file of valid lines far beyond any
+  // settings file: neither hangs, neither changes a setting.
+  const std::string big = TempPath("big.ini");
+  std::string text;
+  while (text.size() <= (1u << 20)) text += "PrintZoom 7\n";
+  WriteText(big, text);
+  for (const std::string& path : {std::string("/dev/zero"), big}) {
+    SCOPED_TRACE(path);
+    Settings s;
+    CollectingReporter rep;
+    EXPECT_FALSE(ReadIniFile(path, s, rep, /*silent=*/true));
+    EXPECT_EQ(s, Settings{});
+    EXPECT_EQ(rep.Texts(MessageKind::kModal),
+              std::vector<std::string>{std::string(kIniFileTooLarge)});
+    EXPECT_EQ(rep.Details(), std::vector<std::string>{path});
+  }
+  fs::remove(big);
+}
+
 TEST(IniFile, FileErrors) {
   CollectingReporter rep;
   Settings s;
