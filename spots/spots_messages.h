@@ -56,6 +56,8 @@ inline constexpr std::string_view kThresholdError = "Threshold Out of Order";
 // Track files.
 inline constexpr std::string_view kTrackTimingError =
     "ERROR track timing outside record length - ABORT";
+inline constexpr std::string_view kBrokenXkiFile =
+    "Broken XKI file: a track with a negative number of points - ABORT";
 inline constexpr std::string_view kFileWritingError = "File Writing Error";
 inline constexpr std::string_view kCanNotOpenFileForWriting = "Can not open file for writing";
 inline constexpr std::string_view kTooManyColumnObjects =
