@@ -43,6 +43,8 @@ inline constexpr std::string_view kTooFewObjects = "Too few objects (<3)";
 // Track statistics.
 inline constexpr std::string_view kVeryFewObjects = "Very few objects detected";
 inline constexpr std::string_view kTimeError = "Time ERROR!";
+inline constexpr std::string_view kSpotMapEmpty =
+    "The Spot Map is empty: check Build Spot Map and run Detect first";
 inline constexpr std::string_view kSpotMapFull =
     "Spot Map is full (2000000 spots) - later spots are left out";
 
