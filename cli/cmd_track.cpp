@@ -22,23 +22,20 @@
 namespace lumetra::cli {
 namespace {
 
-// The detector reports a full candidate list once per remaining row; on a
-// console one line per run of repeats is enough.
+// The detector reports a full candidate list once per remaining row, and a
+// frame too small once as a box and again at every frame; on a console one
+// line per run of repeats of a text is enough.
 class CollapsingReporter final : public Reporter {
  public:
   explicit CollapsingReporter(Reporter& to) : to_(to) {}
   void Report(MessageKind kind, std::string_view text) override {
-    if (kind != MessageKind::kStatus && kind == last_kind_ && text == last_) return;
-    if (kind != MessageKind::kStatus) {
-      last_kind_ = kind;
-      last_ = text;
-    }
+    if (kind != MessageKind::kStatus && text == last_) return;
+    if (kind != MessageKind::kStatus) last_ = text;
     to_.Report(kind, text);
   }
 
  private:
   Reporter& to_;
-  MessageKind last_kind_ = MessageKind::kStatus;
   std::string last_;
 };
 
@@ -149,6 +146,9 @@ int RunTrack(const std::vector<std::string>& args) {
   auto store = std::make_unique<TrackStore>();
   DetectPass detect(*store, params, reporter);
   Playback(*record, {&detect}).Run(reporter);
+  // A record whose frames were all refused ("Area is too small") has no
+  // frame read-out, and nothing to track.
+  if (detect.FrameReadOut().empty()) return 1;
   std::cout << detect.FrameReadOut() << '\n' << detect.EndReadOut() << '\n';
   if (!p.Has("no-link-pass")) {
     LinkTracksPass link(*store, params, reporter);

@@ -206,6 +206,11 @@ TEST_F(TrackingRun, TooSmallFramesAreSaidOnceAndStayOnTheStatusLine) {
     const auto status = rep.Texts(MessageKind::kStatus);
     EXPECT_EQ(status, std::vector<std::string>{"0 completed tracks"});
   }
+  // The command says it once and fails: there is nothing to track.
+  ::testing::internal::CaptureStderr();
+  EXPECT_EQ(cli::RunTrack({tiny, "--out", (dir_ / "t.xki").string(), "--filaments"}), 1);
+  EXPECT_EQ(::testing::internal::GetCapturedStderr(),
+            std::string(kAreaTooSmallFilaments) + "\n");
 }
 
 }  // namespace
