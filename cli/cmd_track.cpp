@@ -110,10 +110,12 @@ int RunTrack(const std::vector<std::string>& args) {
             "a neighbour's spot for up to 5 frames")
       .Flag("filaments",
             "Track Filaments: elongated objects, no spot shape test (one object a filament)")
-      .Option("spot-map", "MAP.txt", "Build Spot Map: write every object of every frame (FrNum, "
-                                     "Int(c/pix), X(um), Y(um))")
+      .Option("spot-map", "MAP.txt",
+              "Build Spot Map: write every object of every frame (FrNum, "
+              "Int(c/pix), X(um), Y(um))")
       .Option("velocity", "V.txt", "write each track's velocity (um/s) and length (steps)")
-      .Option("dlat", "D.txt", "write each track's distance to the frame edge (um) and Dlat (um2/s)")
+      .Option("dlat", "D.txt",
+              "write each track's distance to the frame edge (um) and Dlat (um2/s)")
       .Option("distributions", "DIST.txt",
               "write the distributions of track intensity, nearest-spot distance in the last "
               "frame, Dlat and velocity")

@@ -27,12 +27,11 @@ int32_t SpotFinder::DetectFrame(const uint16_t* pixels, int32_t width, int32_t h
   mean_amplitude_ = 0;
   // The template is rebuilt for every frame: the scale may change between frames.
   const SpotTemplate tmpl = MakeSpotTemplate(params.fwhm_nm, nm_per_pixel);
-  candidate_count_ =
-      params.track_filaments
-          ? DetectFilamentPixels(pixels, width, 0, width, 0, height, params.q_threshold,
-                                 detector_.Candidates(), reporter)
-          : detector_.Detect(pixels, width, 0, width, 0, height, tmpl, params.q_threshold,
-                             reporter);
+  candidate_count_ = params.track_filaments ? DetectFilamentPixels(pixels, width, 0, width, 0,
+                                                                   height, params.q_threshold,
+                                                                   detector_.Candidates(), reporter)
+                                            : detector_.Detect(pixels, width, 0, width, 0, height,
+                                                               tmpl, params.q_threshold, reporter);
   if (candidate_count_ < 0) return -1;
   std::vector<Candidate>& cands = detector_.Candidates();
   double sum = 0;

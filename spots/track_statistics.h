@@ -24,13 +24,13 @@ struct TrackScale {
 // One completed, good track, from its points (absolute positions in um).
 struct TrackSummary {
   int32_t slot = 0;
-  int32_t steps = 0;            // point count
-  int32_t points = 0;           // frames that hold a point
-  double mean_intensity = 0;    // counts/pixel
+  int32_t steps = 0;          // point count
+  int32_t points = 0;         // frames that hold a point
+  double mean_intensity = 0;  // counts/pixel
   double mean_x_um = 0, mean_y_um = 0;
-  double velocity_um_s = 0;     // net displacement first -> last point over the time between them
-  double dlat_um2_s = 0;        // mean of r^2 / (4 dt) over consecutive frames
-  bool timed = false;           // false when the frame times do not increase
+  double velocity_um_s = 0;  // net displacement first -> last point over the time between them
+  double dlat_um2_s = 0;     // mean of r^2 / (4 dt) over consecutive frames
+  bool timed = false;        // false when the frame times do not increase
 };
 
 // Summaries of every completed, good track in slot order. Tracks with fewer
@@ -46,8 +46,8 @@ std::vector<int32_t> Histogram(const std::vector<double>& values, double width, 
 inline constexpr int32_t kIntensityBins = 100;
 inline constexpr double kIntensityBinWidth = 10;  // counts/pixel
 inline constexpr int32_t kStatBins = 50;
-inline constexpr double kDlatBinWidth = 0.01;      // um^2/s
-inline constexpr double kVelocityBinWidth = 0.05;  // um/s
+inline constexpr double kDlatBinWidth = 0.01;       // um^2/s
+inline constexpr double kVelocityBinWidth = 0.05;   // um/s
 inline constexpr double kDistanceBinWidthUm = 0.1;  // um, as the distance graph
 
 // SaveVelocityTXTClick: "Velocity(um/s)\tTrack_Length" and per timed track

@@ -274,9 +274,9 @@ void TSpotForm::StopClick() {
 }
 
 void TSpotForm::SaveXKIfileClick() {
-  const QString path =
-      batch_ ? BatchXkiName()
-             : AskSaveFile(QStringLiteral("Save X-Y-Int Data (XKI)"), QStringLiteral("XKI files (*.xki)"));
+  const QString path = batch_ ? BatchXkiName()
+                              : AskSaveFile(QStringLiteral("Save X-Y-Int Data (XKI)"),
+                                            QStringLiteral("XKI files (*.xki)"));
   if (path.isEmpty()) return;
   XkiWriteOptions o;
   o.parameter = record_.Prm().ScaleX;

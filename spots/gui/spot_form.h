@@ -12,11 +12,11 @@
 #include <memory>
 #include <optional>
 
+#include "common/region.h"
 #include "display/key_commands.h"
 #include "record/playback.h"
 #include "record/record_store.h"
 #include "spots/spot_params.h"
-#include "common/region.h"
 #include "spots/track_statistics.h"
 #include "spots/track_store.h"
 #include "spots/tracking_passes.h"

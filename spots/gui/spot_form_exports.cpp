@@ -20,8 +20,7 @@ void TSpotForm::BuildExportItems(QMenu* file) {
                   &TSpotForm::SaveDistribTXTClick);
   file->addAction(QStringLiteral("Save Intensity Distribution in Record (TXT)"), this,
                   &TSpotForm::SaveIntensityDistributionInRecordClick);
-  file->addAction(QStringLiteral("Save Spots in Map (TXT)"), this,
-                  &TSpotForm::SaveSpotsInMapClick);
+  file->addAction(QStringLiteral("Save Spots in Map (TXT)"), this, &TSpotForm::SaveSpotsInMapClick);
 }
 
 void TSpotForm::BuildOptionItems() {
@@ -90,10 +89,10 @@ void TSpotForm::SaveDlatOutlineDistTXTClick() {
 
 void TSpotForm::SaveDistribTXTClick() {
   const std::vector<SpotRec> none;
-  SaveText(QStringLiteral("Save Distributions"),
-           DistributionsText(*tracks_, Scale(), detect_ ? detect_->Finder().Objects() : none,
-                             reporter_),
-           kCanNotOpenFileForWriting);
+  SaveText(
+      QStringLiteral("Save Distributions"),
+      DistributionsText(*tracks_, Scale(), detect_ ? detect_->Finder().Objects() : none, reporter_),
+      kCanNotOpenFileForWriting);
 }
 
 void TSpotForm::SaveIntensityDistributionInRecordClick() {
@@ -119,8 +118,8 @@ void TSpotForm::SetBatchMode(bool on, bool link_tracks_in_batch) {
 }
 
 QString TSpotForm::BatchXkiName() const {
-  return QString::fromStdString(BatchTrackFileName(record_.RecordFileName(), params_,
-                                                   link_in_batch_, SaveZpos->isChecked()));
+  return QString::fromStdString(
+      BatchTrackFileName(record_.RecordFileName(), params_, link_in_batch_, SaveZpos->isChecked()));
 }
 
 }  // namespace lumetra

@@ -189,7 +189,8 @@ TEST(SpotForm, StatisticsExportsOptionsAndBatchFlag) {
   };
   for (const Case& c :
        {Case{"Save Velocity (TXT)", "v.txt", "Velocity(um/s)\tTrack_Length"},
-        Case{"Save Dlat vs Distance to Outline (TXT)", "d.txt", "DistanceToEdge\tMobility(Dlat(um2/s)"},
+        Case{"Save Dlat vs Distance to Outline (TXT)", "d.txt",
+             "DistanceToEdge\tMobility(Dlat(um2/s)"},
         Case{"Save Distributions (TXT)", "dist.txt", "Intensity_Distribution"},
         Case{"Save Intensity Distribution in Record (TXT)", "i.txt", "Intensity_Distribution"},
         Case{"Save Spots in Map (TXT)", "m.txt", "FrNum\tInt(c/pix)\tX(um)\tY(um)"}}) {

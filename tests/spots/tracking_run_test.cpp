@@ -14,8 +14,8 @@
 #include "record/playback.h"
 #include "record/record_store.h"
 #include "record/simulator.h"
-#include "spots/track_eval.h"
 #include "spots/spots_messages.h"
+#include "spots/track_eval.h"
 #include "spots/track_export.h"
 #include "spots/tracking_passes.h"
 #include "spots/xki_file.h"
@@ -209,8 +209,7 @@ TEST_F(TrackingRun, TooSmallFramesAreSaidOnceAndStayOnTheStatusLine) {
   // The command says it once and fails: there is nothing to track.
   ::testing::internal::CaptureStderr();
   EXPECT_EQ(cli::RunTrack({tiny, "--out", (dir_ / "t.xki").string(), "--filaments"}), 1);
-  EXPECT_EQ(::testing::internal::GetCapturedStderr(),
-            std::string(kAreaTooSmallFilaments) + "\n");
+  EXPECT_EQ(::testing::internal::GetCapturedStderr(), std::string(kAreaTooSmallFilaments) + "\n");
 }
 
 }  // namespace
