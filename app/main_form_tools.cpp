@@ -31,6 +31,9 @@ void TMainForm::SpotingClick() {
     spot_form_->UseSettings(&settings_.mutable_values());
     connect(this, &TMainForm::SpotWindowCommandRequested, spot_form_.data(),
             &TSpotForm::RunKeyCommand);
+    // Reading tracks sets the time read-out to the current frame's time.
+    connect(spot_form_.data(), &TSpotForm::TracksRead, this, [this] { ShowFrame(); });
+    spot_form_->OutlineRegion = [this] { return region_; };
     // Closing the window ends the keys that reach it (T/F5, S/F4, F7, F8).
     connect(spot_form_.data(), &QObject::destroyed, this, [this] { spot_window_open_ = false; });
   }

@@ -1,6 +1,7 @@
 // lumetra-cli track FILE.xkv --out TRACKS.xki [...]: Detect over the whole
 // record, then Link Tracks, then the XKI file and the tidy table.
 #include <algorithm>
+#include <functional>
 #include <iostream>
 #include <memory>
 
@@ -13,6 +14,7 @@
 #include "spots/spot_params.h"
 #include "spots/spots_messages.h"
 #include "spots/track_export.h"
+#include "spots/track_statistics.h"
 #include "spots/tracking_passes.h"
 #include "spots/tracking_settings.h"
 #include "spots/xki_file.h"
@@ -20,17 +22,15 @@
 namespace lumetra::cli {
 namespace {
 
-// The detector reports a full candidate list once per remaining row; on a
-// console one line per run of repeats is enough.
+// The detector reports a full candidate list once per remaining row, and a
+// frame too small once as a box and again at every frame; on a console one
+// line per run of repeats of a text is enough.
 class CollapsingReporter final : public Reporter {
  public:
   explicit CollapsingReporter(Reporter& to) : to_(to) {}
   void Report(MessageKind kind, std::string_view text) override {
-    if (kind != MessageKind::kStatus && kind == last_kind_ && text == last_) return;
-    if (kind != MessageKind::kStatus) {
-      last_kind_ = kind;
-      last_ = text;
-    }
+    if (kind != MessageKind::kStatus && text == last_) return;
+    if (kind != MessageKind::kStatus) last_ = text;
     to_.Report(kind, text);
   }
   void ReportDetailed(MessageKind kind, std::string_view text, std::string_view detail) override {
@@ -40,7 +40,6 @@ class CollapsingReporter final : public Reporter {
 
  private:
   Reporter& to_;
-  MessageKind last_kind_ = MessageKind::kStatus;
   std::string last_;
 };
 
@@ -83,6 +82,8 @@ bool ReadParams(const ArgParser& p, TrackingParams& params, Reporter& reporter,
     return false;
   params.subtract_background = p.Has("subtract-background");
   params.resolve_close = p.Has("resolve-close");
+  params.track_filaments = p.Has("filaments");
+  params.spot_map = p.Has("spot-map");
   return true;
 }
 
@@ -111,6 +112,19 @@ int RunTrack(const std::vector<std::string>& args) {
       .Flag("resolve-close",
             "Resolve Close Spots: split spots with two separate maxima; a track may share "
             "a neighbour's spot for up to 5 frames")
+      .Flag("filaments",
+            "Track Filaments: elongated objects, no spot shape test (one object a filament)")
+      .Option("spot-map", "MAP.txt",
+              "Build Spot Map: write every object of every frame (FrNum, "
+              "Int(c/pix), X(um), Y(um))")
+      .Option("velocity", "V.txt", "write each track's velocity (um/s) and length (steps)")
+      .Option("dlat", "D.txt",
+              "write each track's distance to the frame edge (um) and Dlat (um2/s)")
+      .Option("distributions", "DIST.txt",
+              "write the distributions of track intensity, nearest-spot distance in the last "
+              "frame, Dlat and velocity")
+      .Option("intensities", "INT.txt",
+              "write the distribution of the intensities of all spots of the record")
       .Flag("no-link-pass", "skip Link Tracks (positions stay whole pixels)")
       .Flag("verbose", "print the read-out of every frame on stderr");
   if (auto code = ParseOrExit(p, args)) return *code;
@@ -138,6 +152,9 @@ int RunTrack(const std::vector<std::string>& args) {
   auto store = std::make_unique<TrackStore>();
   DetectPass detect(*store, params, reporter);
   Playback(*record, {&detect}).Run(reporter);
+  // A record whose frames were all refused ("Area is too small") has no
+  // frame read-out, and nothing to track.
+  if (detect.FrameReadOut().empty()) return 1;
   std::cout << detect.FrameReadOut() << '\n' << detect.EndReadOut() << '\n';
   if (!p.Has("no-link-pass")) {
     LinkTracksPass link(*store, params, reporter);
@@ -151,6 +168,25 @@ int RunTrack(const std::vector<std::string>& args) {
   if (p.Has("tsv") && !WriteTextFile(p.Value("tsv"), TidyTracksText(*store, prm.ScaleX, prm.ScaleY),
                                      kFileWritingError, reporter))
     return 1;
+  const TrackScale scale{prm.ScaleX, prm.ScaleY};
+  const Region frame{0, 0, record->Width(), record->Height(), true};
+  const struct {
+    const char* option;
+    std::string_view open_error;
+    std::function<std::string()> text;
+  } exports[] = {
+      {"spot-map", kFileWritingError, [&] { return SpotsInMapText(detect.Map()); }},
+      {"velocity", kFileWritingError, [&] { return VelocityText(*store, scale, reporter); }},
+      {"dlat", kFileWritingError,
+       [&] { return DlatOutlineDistText(*store, scale, frame, reporter); }},
+      {"distributions", kCanNotOpenFileForWriting,
+       [&] { return DistributionsText(*store, scale, detect.Finder().Objects(), reporter); }},
+      {"intensities", kCanNotOpenFileForWriting,
+       [&] { return IntensityDistributionText(detect.Intensities()); }},
+  };
+  for (const auto& e : exports)
+    if (p.Has(e.option) && !WriteTextFile(p.Value(e.option), e.text(), e.open_error, reporter))
+      return 1;
   int32_t tracks = 0;
   for (int32_t t = 0; t < store->track_count; ++t)
     tracks += store->Slot(t).completed && store->Slot(t).good;

@@ -120,6 +120,7 @@ bool TrackLinker::TrySwap(TrackStore& store, int32_t wi, int32_t f,
 void TrackLinker::Relink(TrackStore& store, int32_t ui, int32_t f, const SpotRec& spot, int32_t s,
                          int32_t d2) {
   SetPoint(store.Slot(ui), f, spot, s, d2);
+  track_map_[static_cast<size_t>(spot.Y) * width_ + spot.X] = ui;
   for (Placed& p : next_)
     if (p.t == ui) p = {spot.X, spot.Y, ui};
 }

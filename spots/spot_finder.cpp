@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "common/text_format.h"
+#include "spots/filament_detector.h"
 #include "spots/spots_messages.h"
 
 namespace lumetra {
@@ -26,8 +27,11 @@ int32_t SpotFinder::DetectFrame(const uint16_t* pixels, int32_t width, int32_t h
   mean_amplitude_ = 0;
   // The template is rebuilt for every frame: the scale may change between frames.
   const SpotTemplate tmpl = MakeSpotTemplate(params.fwhm_nm, nm_per_pixel);
-  candidate_count_ =
-      detector_.Detect(pixels, width, 0, width, 0, height, tmpl, params.q_threshold, reporter);
+  candidate_count_ = params.track_filaments ? DetectFilamentPixels(pixels, width, 0, width, 0,
+                                                                   height, params.q_threshold,
+                                                                   detector_.Candidates(), reporter)
+                                            : detector_.Detect(pixels, width, 0, width, 0, height,
+                                                               tmpl, params.q_threshold, reporter);
   if (candidate_count_ < 0) return -1;
   std::vector<Candidate>& cands = detector_.Candidates();
   double sum = 0;
@@ -42,7 +46,7 @@ int32_t SpotFinder::DetectFrame(const uint16_t* pixels, int32_t width, int32_t h
   return candidate_count_;
 }
 
-std::string SpotFinder::ReadOut(int32_t completed_tracks) const {
+std::string SpotFinder::ReadOut(int32_t completed_tracks, int64_t map_count) const {
   std::string s = std::to_string(ObjectCount());
   s += kObjectsOpen;
   s += std::to_string(std::max(candidate_count_, 0));
@@ -51,6 +55,10 @@ std::string SpotFinder::ReadOut(int32_t completed_tracks) const {
   s += kCountsPerPixelPart;
   s += std::to_string(completed_tracks);
   s += kCompletedTracks;
+  if (map_count >= 0) {
+    s += std::to_string(map_count);
+    s += kSpotsInMap;
+  }
   return s;
 }
 

@@ -22,8 +22,9 @@ class SpotFinder {
   // Sizes the label map for frames of this size (every pixel kNoSpot).
   void Prepare(int32_t width, int32_t height);
 
-  // Detects over the whole frame. Returns the candidate count, or -1 when the
-  // frame is too small (then there are no objects).
+  // Detects over the whole frame (the filament variant with "Track
+  // Filaments"). Returns the candidate count, or -1 when the frame is too
+  // small (then there are no objects).
   int32_t DetectFrame(const uint16_t* pixels, int32_t width, int32_t height, double nm_per_pixel,
                       const TrackingParams& params, Reporter& reporter);
 
@@ -39,8 +40,9 @@ class SpotFinder {
   // Mean fitted amplitude of the candidates, counts/pixel (0 without candidates).
   double MeanAmplitude() const { return mean_amplitude_; }
 
-  // "58 objects (1204 pixels,85 cnts/pix),3 completed tracks"
-  std::string ReadOut(int32_t completed_tracks) const;
+  // "58 objects (1204 pixels,85 cnts/pix),3 completed tracks"; while the spot
+  // map is built (map_count >= 0) the map count and " Spots in Map)" follow.
+  std::string ReadOut(int32_t completed_tracks, int64_t map_count = -1) const;
 
  private:
   SpotDetector detector_;

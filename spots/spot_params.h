@@ -14,6 +14,8 @@ struct TrackingParams {
   int32_t cluster_threshold = 500;   // C: brightest intensity a track may have (counts/pixel)
   bool subtract_background = false;  // "Subtract Background": intensity above the ring
   bool resolve_close = false;        // "Resolve Close Spots": split clusters of close spots
+  bool track_filaments = false;      // "Track Filaments": elongated objects, no shape test
+  bool spot_map = false;             // "Build Spot Map": keep every object of the Detect pass
 };
 
 // Ranges of the input boxes of the window.

@@ -40,6 +40,14 @@ inline constexpr std::string_view kTooManySpots = "Too many spots";
 inline constexpr std::string_view kRunOutOfSpots = "Run out of mSpots";
 inline constexpr std::string_view kTooFewObjects = "Too few objects (<3)";
 
+// Track statistics.
+inline constexpr std::string_view kVeryFewObjects = "Very few objects detected";
+inline constexpr std::string_view kTimeError = "Time ERROR!";
+inline constexpr std::string_view kSpotMapEmpty =
+    "The Spot Map is empty: check Build Spot Map and run Detect first";
+inline constexpr std::string_view kSpotMapFull =
+    "Spot Map is full (2000000 spots) - later spots are left out";
+
 // Settings of the window: input box titles, labels and refusals.
 inline constexpr std::string_view kMaxRadiusTitle = "Set max. range of spot movements";
 inline constexpr std::string_view kMaxRadiusLabel = "Max. Radius in pixels=";
@@ -56,6 +64,8 @@ inline constexpr std::string_view kThresholdError = "Threshold Out of Order";
 // Track files.
 inline constexpr std::string_view kTrackTimingError =
     "ERROR track timing outside record length - ABORT";
+inline constexpr std::string_view kBrokenXkiFile =
+    "Broken XKI file: a track with a negative number of points - ABORT";
 inline constexpr std::string_view kFileWritingError = "File Writing Error";
 inline constexpr std::string_view kCanNotOpenFileForWriting = "Can not open file for writing";
 inline constexpr std::string_view kTooManyColumnObjects =
@@ -65,6 +75,11 @@ inline constexpr std::string_view kTracksTooLong = "Tracks are too long -> Data 
 // Text export headers.
 inline constexpr std::string_view kCurSpotsHeader = "Intensity\tX-coor\tY-coor\n";
 inline constexpr std::string_view kVelocityHeader = "Velocity(um/s)\tTrack_Length\n";
+inline constexpr std::string_view kDlatOutlineHeader = "DistanceToEdge\tMobility(Dlat(um2/s)\n";
+inline constexpr std::string_view kIntensityDistributionHeader = "Intensity_Distribution\n";
+inline constexpr std::string_view kStatDistributionsHeader =
+    "\nDistance/Dlat/velocity_Distributoin\n";
+inline constexpr std::string_view kSpotsInMapHeader = "FrNum\tInt(c/pix)\tX(um)\tY(um)\n";
 inline constexpr std::string_view kTidyTracksHeader =
     "track\tframe\ttime_s\tx_px\ty_px\tintensity\n";
 

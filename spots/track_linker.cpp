@@ -71,13 +71,21 @@ int32_t TrackLinker::ListSearch(const TrackRec& t, const std::vector<SpotRec>& s
   return found;
 }
 
-bool TrackLinker::ListExclusive(const SpotRec& s, int32_t best) const {
-  for (const Placed& p : open_)
+bool TrackLinker::ListExclusive(const TrackStore& store, const SpotRec& s, int32_t best) const {
+  for (const Placed& p : open_) {
+    // A track that ended earlier in this frame (completed, or freed with
+    // X = Y = 0) no longer competes for spots.
+    const TrackRec& other = store.Slot(p.t);
+    if (other.completed || (other.X == 0 && other.Y == 0)) continue;
     if (Dist2(p.x, p.y, s.X, s.Y) < best) return false;
+  }
   return true;
 }
 
 void TrackLinker::Place(int32_t t, int32_t x, int32_t y) {
+  // The map holds the new position at once, so the tracks linked later in
+  // this frame see the spot as taken in their exclusivity test.
+  track_map_[static_cast<size_t>(y) * width_ + x] = t;
   next_.push_back({x, y, t});
 }
 
@@ -178,7 +186,7 @@ void TrackLinker::LinkFrame(TrackStore& store, int32_t f, bool first,
     bool take = s >= 0 && !taken_[static_cast<size_t>(s)];
     if (take) {
       const SpotRec& spot = spots[static_cast<size_t>(s)];
-      take = map_search ? MapExclusive(spot, r, best) : ListExclusive(spot, best);
+      take = map_search ? MapExclusive(spot, r, best) : ListExclusive(store, spot, best);
     }
     if (take)
       Link(store, ti, f, spots[static_cast<size_t>(s)], s, best);

@@ -46,7 +46,7 @@ class TrackLinker {
                     const std::vector<uint16_t>& label_map, int32_t r, int32_t& best) const;
   bool MapExclusive(const SpotRec& s, int32_t r, int32_t best) const;
   static int32_t ListSearch(const TrackRec& t, const std::vector<SpotRec>& spots, int32_t& best);
-  bool ListExclusive(const SpotRec& s, int32_t best) const;
+  bool ListExclusive(const TrackStore& store, const SpotRec& s, int32_t best) const;
   void StartTracks(TrackStore& store, int32_t f, const std::vector<SpotRec>& spots);
   void Link(TrackStore& store, int32_t t, int32_t f, const SpotRec& spot, int32_t s, int32_t best);
   static void EndTrack(TrackStore& store, int32_t t, int32_t f, int32_t min_track);
@@ -67,8 +67,9 @@ class TrackLinker {
 
   int32_t width_ = 0, height_ = 0;
   // Track number at the position of every track open after the previous
-  // frame (-1 elsewhere), and the same positions as a list. Both stay as they
-  // are while a frame is linked; the frame's new positions are applied after.
+  // frame (-1 elsewhere), and the same positions as a list (open_). While a
+  // frame is linked, each new position is written into the map at once and
+  // listed in next_; the old positions leave the map after the frame.
   std::vector<int32_t> track_map_;
   struct Placed {
     int32_t x, y, t;

@@ -20,6 +20,12 @@ void DetectPass::StartRecord(const RecordStore& record) {
   frames_ = 0;
   frame_readout_.clear();
   end_readout_.clear();
+  map_.Clear();
+  intensities_.Clear();
+  // Said once before the playback runs: each refused frame only says it on
+  // the status line.
+  if (record.Width() < 13 || record.Height() < 13)
+    reporter_.Modal(params_.track_filaments ? kAreaTooSmallFilaments : kAreaTooSmall);
 }
 
 void DetectPass::OnFrame(const RecordStore& record) {
@@ -29,14 +35,20 @@ void DetectPass::OnFrame(const RecordStore& record) {
   const int32_t n = finder_.DetectFrame(record.FrameBuffer(), record.Width(), record.Height(),
                                         scale, params_, reporter_);
   ++frames_;
-  if (n >= 0 && link_) {
+  // A refused frame leaves its message on the status line.
+  if (n < 0) return;
+  intensities_.Add(finder_.Objects());
+  if (params_.spot_map)
+    map_.AddFrame(f, finder_.Objects(), {record.Prm().ScaleX, record.Prm().ScaleY}, reporter_);
+  if (link_) {
     // A record whose frame size changes gets a track map of the new size.
     if (record.Width() != linker_.Width() || record.Height() != linker_.Height())
       linker_.Prepare(record.Width(), record.Height());
     linker_.LinkFrame(store_, f, first_, finder_.Objects(), finder_.LabelMap(), params_, reporter_);
     first_ = false;
   }
-  frame_readout_ = finder_.ReadOut(store_.completed_count);
+  frame_readout_ = finder_.ReadOut(store_.completed_count,
+                                   params_.spot_map ? static_cast<int64_t>(map_.Count()) : -1);
   reporter_.Status(frame_readout_);
 }
 

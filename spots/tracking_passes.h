@@ -14,6 +14,7 @@
 #include "spots/spot_finder.h"
 #include "spots/spot_params.h"
 #include "spots/track_linker.h"
+#include "spots/track_statistics.h"
 #include "spots/track_store.h"
 #include "spots/worker_pool.h"
 
@@ -35,6 +36,10 @@ class DetectPass final : public FrameConsumer {
   const std::string& FrameReadOut() const { return frame_readout_; }
   const std::string& EndReadOut() const { return end_readout_; }
   int32_t FramesDetected() const { return frames_; }
+  // Every object of the pass ("Build Spot Map" only) and the intensities of
+  // all of them.
+  const SpotMap& Map() const { return map_; }
+  const IntensityDistribution& Intensities() const { return intensities_; }
 
  private:
   TrackStore& store_;
@@ -46,6 +51,8 @@ class DetectPass final : public FrameConsumer {
   bool first_ = true;
   int32_t frames_ = 0;
   std::string frame_readout_, end_readout_;
+  SpotMap map_;
+  IntensityDistribution intensities_;
 };
 
 class LinkTracksPass final : public FrameConsumer {

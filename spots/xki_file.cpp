@@ -113,10 +113,16 @@ int32_t DecodeXki(const std::vector<uint8_t>& bytes, TrackStore& store, int32_t 
     float h[7];
     for (size_t i = 0; i < header; ++i) h[i] = in.Next();
     const float* p = older ? h : h + 3;
-    const int32_t n = TruncToInt(p[2]) - (older ? 1 : 0), first = TruncToInt(p[3]);
-    // A count or frame that is no number cannot be placed in the record either.
-    const bool numbers = std::isfinite(p[2]) && std::isfinite(p[3]);
-    if (!StartTrack(store, count, numbers ? n : -1, first, reporter)) break;
+    // The older layout stores n + 1: a stored count below 1 (down to the
+    // lowest float) is no track at all, and the file is broken there.
+    const int64_t stored = TruncToInt(p[2]);
+    if (!std::isfinite(p[2]) || stored - (older ? 1 : 0) < 0) {
+      reporter.Modal(kBrokenXkiFile);
+      break;
+    }
+    const int32_t n = static_cast<int32_t>(stored - (older ? 1 : 0)), first = TruncToInt(p[3]);
+    // A first frame that is no number cannot be placed in the record either.
+    if (!StartTrack(store, count, n, std::isfinite(p[3]) ? first : -1, reporter)) break;
     if (in.Left() < static_cast<size_t>(n) * 3) break;  // the file ends inside the track
     TrackRec& t = store.Use(count);
     t.X = TruncToInt(p[0]);

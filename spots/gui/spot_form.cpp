@@ -132,6 +132,8 @@ void TSpotForm::BuildFileMenu() {
   IncludeTime->setCheckable(true);
   columns->addSeparator();
   columns->addAction(QStringLiteral("Save..."), this, &TSpotForm::SaveXYIntColumnsClick);
+  ConnectColumnOptions();
+  BuildExportItems(file);
 }
 
 void TSpotForm::BuildMenus() {
@@ -167,6 +169,7 @@ void TSpotForm::BuildMenus() {
   ResolveClose = Settings_->addAction(QStringLiteral("Resolve Close Spots"));
   ResolveClose->setCheckable(true);
   connect(ResolveClose, &QAction::toggled, this, [this](bool on) { params_.resolve_close = on; });
+  BuildOptionItems();
   UpdateCaptions();
   // Until a setting changes, the menu keeps its caption of the start.
   Settings_->setTitle(Q(kSettingsMenuStartCaption));
@@ -271,8 +274,9 @@ void TSpotForm::StopClick() {
 }
 
 void TSpotForm::SaveXKIfileClick() {
-  const QString path =
-      AskSaveFile(QStringLiteral("Save X-Y-Int Data (XKI)"), QStringLiteral("XKI files (*.xki)"));
+  const QString path = batch_ ? BatchXkiName()
+                              : AskSaveFile(QStringLiteral("Save X-Y-Int Data (XKI)"),
+                                            QStringLiteral("XKI files (*.xki)"));
   if (path.isEmpty()) return;
   XkiWriteOptions o;
   o.parameter = record_.Prm().ScaleX;
@@ -295,6 +299,7 @@ void TSpotForm::ReadXKIfileClick() {
   reporter_.Status(std::to_string(tracks_->completed_count) + std::string(kCompletedTracks));
   SetTrackCommandsEnabled(tracks_->completed_count > 0);
   view_->update();
+  emit TracksRead();
 }
 
 void TSpotForm::SaveCurSpotsClick() {

@@ -12,10 +12,12 @@
 #include <memory>
 #include <optional>
 
+#include "common/region.h"
 #include "display/key_commands.h"
 #include "record/playback.h"
 #include "record/record_store.h"
 #include "spots/spot_params.h"
+#include "spots/track_statistics.h"
 #include "spots/track_store.h"
 #include "spots/tracking_passes.h"
 #include "spots/tracking_settings.h"
@@ -65,6 +67,19 @@ class TSpotForm final : public QMainWindow {
   void RunKeyCommand(SpotWindowCommand command);
   // The settings the main window keeps (and writes to the INI file), when shared.
   void UseSettings(Settings* settings);
+  // The batch flag of the main window: while set, SaveXKIfileClick writes to
+  // the record's batch name (BatchXkiName) without asking.
+  void SetBatchMode(bool on, bool link_tracks_in_batch = false);
+  bool BatchMode() const { return batch_; }
+  QString BatchXkiName() const;
+  // The outline whose edges SaveDlatOutlineDistTXTClick measures to (pixels);
+  // the whole frame unless the main window hands its region.
+  std::function<Region()> OutlineRegion;
+
+ signals:
+  // Tracks were read from an XKI file: the main window shows the current
+  // frame's time again.
+  void TracksRead();
 
  public slots:
   void DetectClick();
@@ -83,8 +98,25 @@ class TSpotForm final : public QMainWindow {
   void ShowTracksClick();
   void RefreshClick();
   void CurrentSpotsClick();
+  // Text exports of the track statistics and the spot map (spot_form_exports.cpp).
+  void SaveVelocityTXTClick();
+  void SaveDlatOutlineDistTXTClick();
+  void SaveDistribTXTClick();
+  void SaveIntensityDistributionInRecordClick();
+  void SaveSpotsInMapClick();
+  // Options of the column export.
+  void SaveIntXYasTXTClick();
+  void SaveXYasTXTClick();
+  void SaveIntAsTXTClick();
+  void SavePixelCoordinatesClick();
+  void IncludeTimeClick();
 
  private:
+  void BuildExportItems(QMenu* file);
+  void BuildOptionItems();
+  void ConnectColumnOptions();
+  void SaveText(const QString& title, const std::string& text, std::string_view open_error);
+  TrackScale Scale() const;
   void BuildMenus();
   void BuildFileMenu();
   void StartPlayback(FrameConsumer* pass);
@@ -132,6 +164,10 @@ class TSpotForm final : public QMainWindow {
   QAction* LinkTracks = nullptr;
   QAction* SaveXKIfile = nullptr;
   QAction* Tracking = nullptr;
+  QAction* TrackFilaments = nullptr;
+  QAction* SpotMap = nullptr;
+  bool batch_ = false;
+  bool link_in_batch_ = false;
 };
 
 }  // namespace lumetra

@@ -115,6 +115,60 @@ TEST_F(Linking, EndOfPlaybackCompletesLongTracksAndFindsFirstFrame) {
   EXPECT_EQ(t.Y, 30);
 }
 
+TEST_F(Linking, MapSearchSeesPositionsLinkedEarlierInTheFrame) {
+  // R = 5: track A at (20, 20) in slot 0, track B at (29, 20) in slot 1. A
+  // links (24, 20); B's nearest spot (26, 20) lies at 9, but A's new position
+  // lies at 4 from it, so B is refused. Without a history longer than L, B's
+  // slot is freed and the spot starts a new track there. With one, B is
+  // completed; the track count was fixed at the start of the frame (2), so
+  // no slot is left and the spot waits for the next frame.
+  for (int32_t history : {1, 5}) {
+    SCOPED_TRACE(history);
+    SetUp();
+    for (int32_t f = 0; f < history; ++f) Frame(f, {{20, 20}, {29, 20}}, 5, 3);
+    Frame(history, {{24, 20}, {26, 20}}, 5, 3);
+    EXPECT_EQ(T(0).linked, 0);
+    EXPECT_EQ(T(0).X, 24);
+    EXPECT_EQ(T(1).linked, -1);
+    EXPECT_EQ(store_->track_count, 2);
+    if (history == 1) {
+      EXPECT_EQ(T(1).completed, 0);
+      EXPECT_EQ(store_->new_track_count, 1);
+      EXPECT_EQ(T(1).X, 26);
+      EXPECT_EQ(T(1).point_count, 0);
+      EXPECT_FLOAT_EQ(T(1).last_jump2, 1000.0f);
+      EXPECT_FLOAT_EQ(T(1).x[history], 26.0f);
+    } else {
+      EXPECT_EQ(T(1).completed, 1);
+      EXPECT_EQ(T(1).point_count, 4);
+      EXPECT_EQ(store_->new_track_count, 0);
+      EXPECT_FLOAT_EQ(T(1).x[history], 0.0f);
+    }
+  }
+}
+
+TEST_F(Linking, ListSearchIgnoresTracksThatEndedInTheFrame) {
+  // R = 7. A (slot 0) at (20, 20), E (slot 1) at (17, 20), D (slot 2) at
+  // (27, 20). In frame 5 A's nearest spot (18, 20) is nearer to E, so A ends
+  // first; D's nearest spot (23, 20) lies at 16 from D and at 9 from where A
+  // stood, but A no longer counts and D links it. Completed (L = 3) or freed
+  // (L = 10), A refuses nothing.
+  for (int32_t min_track : {3, 10}) {
+    SCOPED_TRACE(min_track);
+    SetUp();
+    for (int32_t f = 0; f < 5; ++f) Frame(f, {{20, 20}, {17, 20}, {27, 20}}, 7, min_track);
+    Frame(5, {{18, 20}, {23, 20}}, 7, min_track);
+    EXPECT_EQ(T(0).linked, -1);
+    EXPECT_EQ(T(0).completed, min_track == 3 ? 1 : 0);
+    EXPECT_EQ(T(1).linked, 0);
+    EXPECT_EQ(T(2).linked, 1);
+    EXPECT_EQ(T(2).X, 23);
+    EXPECT_EQ(T(2).point_count, 5);
+    EXPECT_FLOAT_EQ(T(2).last_jump2, 16.0f);
+    EXPECT_EQ(store_->new_track_count, 0);
+  }
+}
+
 TEST_F(Linking, TrackCapMessageDependsOnSearch) {
   for (double radius : {6.9, 7.0}) {
     SCOPED_TRACE(radius);

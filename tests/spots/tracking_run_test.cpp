@@ -3,6 +3,7 @@
 // the track and eval commands.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <filesystem>
 #include <fstream>
@@ -13,10 +14,12 @@
 #include "record/playback.h"
 #include "record/record_store.h"
 #include "record/simulator.h"
+#include "spots/spots_messages.h"
 #include "spots/track_eval.h"
 #include "spots/track_export.h"
 #include "spots/tracking_passes.h"
 #include "spots/xki_file.h"
+#include "tests/support/xkv_builder.h"
 
 namespace lumetra {
 namespace {
@@ -108,33 +111,105 @@ TEST(TrackEval, MatchingIsOneToOneAndLinksNeedOneTrack) {
 
 TEST_F(TrackingRun, TrackAndEvalCommands) {
   const std::string xki = (dir_ / "t.xki").string(), tsv = (dir_ / "t.tsv").string();
-  testing::internal::CaptureStdout();
+  ::testing::internal::CaptureStdout();
   const int code = cli::RunTrack({record_, "--out", xki, "--tsv", tsv});
-  const std::string out = testing::internal::GetCapturedStdout();
+  const std::string out = ::testing::internal::GetCapturedStdout();
   ASSERT_EQ(code, 0);
   EXPECT_NE(out.find(" objects ("), std::string::npos);
   EXPECT_NE(out.find(" - too big radius,"), std::string::npos);
   EXPECT_NE(out.find("tracks: "), std::string::npos);
   EXPECT_EQ(ReadAll(tsv).rfind("track\tframe\ttime_s\tx_px\ty_px\tintensity\n", 0), 0u);
   EXPECT_GT(fs::file_size(xki), 0u);
-  testing::internal::CaptureStdout();
+  ::testing::internal::CaptureStdout();
   EXPECT_EQ(cli::RunEval({tsv, TruthPathFor(record_)}), 0);
-  EXPECT_NE(testing::internal::GetCapturedStdout().find("RMSE / limit: "), std::string::npos);
+  EXPECT_NE(::testing::internal::GetCapturedStdout().find("RMSE / limit: "), std::string::npos);
   // The settings file's Q of 999 finds nothing; --q given after it wins.
   const std::string ini = (dir_ / "t.ini").string();
   std::ofstream(ini) << "Q_threshold 999\nMinTrackLength 5\n";
-  testing::internal::CaptureStdout();
+  ::testing::internal::CaptureStdout();
   EXPECT_EQ(cli::RunTrack({record_, "--out", xki, "--ini", ini}), 0);
-  EXPECT_NE(testing::internal::GetCapturedStdout().find("tracks: 0\n"), std::string::npos);
-  testing::internal::CaptureStdout();
+  EXPECT_NE(::testing::internal::GetCapturedStdout().find("tracks: 0\n"), std::string::npos);
+  ::testing::internal::CaptureStdout();
   EXPECT_EQ(cli::RunTrack({record_, "--out", xki, "--ini", ini, "--q", "8"}), 0);
-  EXPECT_EQ(testing::internal::GetCapturedStdout().find("tracks: 0\n"), std::string::npos);
-  testing::internal::CaptureStderr();
+  EXPECT_EQ(::testing::internal::GetCapturedStdout().find("tracks: 0\n"), std::string::npos);
+  ::testing::internal::CaptureStderr();
   EXPECT_EQ(cli::RunTrack({record_, "--out", xki, "--ini", (dir_ / "none.ini").string()}), 2);
   EXPECT_EQ(cli::RunTrack({record_, "--out", xki, "--q", "1"}), 2);
   EXPECT_EQ(cli::RunTrack({record_}), 2);
   EXPECT_EQ(cli::RunEval({tsv, (dir_ / "missing.tsv").string()}), 1);
-  testing::internal::GetCapturedStderr();
+  ::testing::internal::GetCapturedStderr();
+}
+
+TEST_F(TrackingRun, StatisticsExportsOfTheTrackCommand) {
+  const std::string xki = (dir_ / "t.xki").string();
+  const std::string map = (dir_ / "map.txt").string(), vel = (dir_ / "v.txt").string();
+  const std::string dist = (dir_ / "dist.txt").string(), ints = (dir_ / "int.txt").string();
+  const std::string dlat = (dir_ / "dlat.txt").string();
+  ::testing::internal::CaptureStdout();
+  ASSERT_EQ(cli::RunTrack({record_, "--out", xki, "--spot-map", map, "--velocity", vel, "--dlat",
+                           dlat, "--distributions", dist, "--intensities", ints}),
+            0);
+  const std::string out = ::testing::internal::GetCapturedStdout();
+  // The last frame's read-out ends with the map count.
+  const size_t tail = out.find(" Spots in Map)\n");
+  ASSERT_NE(tail, std::string::npos);
+  const std::string map_text = ReadAll(map);
+  const size_t rows = static_cast<size_t>(std::count(map_text.begin(), map_text.end(), '\n')) - 1;
+  const size_t count_at = out.find_last_not_of("0123456789", tail - 1) + 1;
+  EXPECT_EQ(out.substr(count_at, tail - count_at), std::to_string(rows));
+  EXPECT_EQ(map_text.rfind("FrNum\tInt(c/pix)\tX(um)\tY(um)\n0\t", 0), 0u);
+  // Every spot of the map is in the intensity distribution of the record.
+  std::istringstream in(ReadAll(ints));
+  std::string header;
+  std::getline(in, header);
+  EXPECT_EQ(header, "Intensity_Distribution");
+  double centre, count, total = 0;
+  while (in >> centre >> count) total += count;
+  EXPECT_EQ(total, static_cast<double>(rows));
+  // The simulated particles diffuse at 0.1 um^2/s.
+  std::istringstream d(ReadAll(dlat));
+  std::getline(d, header);
+  EXPECT_EQ(header, "DistanceToEdge\tMobility(Dlat(um2/s)");
+  double edge, mobility, sum = 0;
+  int tracks = 0;
+  while (d >> edge >> mobility) {
+    EXPECT_GE(edge, 0.5);  // spots lie at least 5 pixels inside the frame
+    sum += mobility;
+    ++tracks;
+  }
+  ASSERT_GT(tracks, 3);
+  EXPECT_NEAR(sum / tracks, 0.1, 0.04);
+  EXPECT_EQ(ReadAll(vel).rfind("Velocity(um/s)\tTrack_Length\n", 0), 0u);
+  EXPECT_NE(ReadAll(dist).find("\n\nDistance/Dlat/velocity_Distributoin\n"), std::string::npos);
+}
+
+TEST_F(TrackingRun, TooSmallFramesAreSaidOnceAndStayOnTheStatusLine) {
+  const std::string tiny = (dir_ / "tiny.xkv").string();
+  lumetra::testing::XkvBuilder b;
+  for (int32_t f = 0; f < 3; ++f) b.Flat(lumetra::testing::TestHeader(12, 40, 8, 50 * f), 100);
+  b.Save(tiny);
+  CollectingReporter rep;
+  for (bool filaments : {false, true}) {
+    SCOPED_TRACE(filaments);
+    rep.Clear();
+    auto store = RecordStore::Create(rep);
+    ASSERT_TRUE(store && store->Open(tiny, rep));
+    auto tracks = std::make_unique<TrackStore>();
+    TrackingParams params;
+    params.track_filaments = filaments;
+    DetectPass detect(*tracks, params, rep, 1);
+    Playback(*store, {&detect}).Run(rep);
+    const std::string_view text = filaments ? kAreaTooSmallFilaments : kAreaTooSmall;
+    EXPECT_EQ(rep.Texts(MessageKind::kModal), std::vector<std::string>{std::string(text)});
+    // No frame read-out replaces the message on the status line.
+    EXPECT_EQ(detect.FrameReadOut(), "");
+    const auto status = rep.Texts(MessageKind::kStatus);
+    EXPECT_EQ(status, std::vector<std::string>{"0 completed tracks"});
+  }
+  // The command says it once and fails: there is nothing to track.
+  ::testing::internal::CaptureStderr();
+  EXPECT_EQ(cli::RunTrack({tiny, "--out", (dir_ / "t.xki").string(), "--filaments"}), 1);
+  EXPECT_EQ(::testing::internal::GetCapturedStderr(), std::string(kAreaTooSmallFilaments) + "\n");
 }
 
 }  // namespace

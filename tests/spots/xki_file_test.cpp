@@ -136,6 +136,33 @@ TEST(XkiFile, EmptyTimingErrorAndDamagedFiles) {
   }
 }
 
+TEST(XkiFile, ImpossibleCountsAreABrokenFile) {
+  // Stored counts of both layouts that give fewer than 0 points, down to the
+  // lowest float (an older file stores n + 1, so -2^31 would overflow n).
+  const float nan = std::nanf("");
+  struct Case {
+    const char* what;
+    std::vector<float> floats;
+  };
+  for (const Case& c :
+       {Case{"current, -3", {0, 0, 0, 1, 1, -3, 0}}, Case{"current, NaN", {0, 0, 0, 1, 1, nan, 0}},
+        Case{"older, 0", {5, 5, 0, 0, 1, 1, 1}}, Case{"older, -2^31", {5, 5, -2147483648.0f, 0}},
+        Case{"older, -3e38", {5, 5, -3e38f, 0}}, Case{"older, -inf", {5, 5, -INFINITY, 0}}}) {
+    SCOPED_TRACE(c.what);
+    auto s = std::make_unique<TrackStore>();
+    CollectingReporter rep;
+    EXPECT_EQ(DecodeXki(Floats(c.floats), *s, 10, false, rep), 0);
+    EXPECT_EQ(rep.Texts(MessageKind::kModal),
+              std::vector<std::string>{std::string(kBrokenXkiFile)});
+  }
+  // A good track before the broken one stays.
+  auto s = std::make_unique<TrackStore>();
+  CollectingReporter rep;
+  EXPECT_EQ(DecodeXki(Floats({5, 5, 2, 0, 1, 2, 3, 5, 5, -2147483648.0f, 0}), *s, 10, false, rep),
+            1);
+  EXPECT_TRUE(rep.Contains(kBrokenXkiFile));
+}
+
 TEST(XkiFile, WriteFailureIsReported) {
   const auto s = Sample();
   CollectingReporter rep;
