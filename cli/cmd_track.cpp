@@ -34,7 +34,7 @@ class CollapsingReporter final : public Reporter {
     to_.Report(kind, text);
   }
   void ReportDetailed(MessageKind kind, std::string_view text, std::string_view detail) override {
-    last_kind_ = MessageKind::kStatus;
+    last_.clear();
     to_.ReportDetailed(kind, text, detail);
   }
 
