@@ -13,8 +13,10 @@
 namespace lumetra {
 
 // Absolute position (pixels, x = column) of track slot `t` at frame `f`, from
-// whole pixels while linking or from the refined um after the second pass.
-// False when the track has no point there.
+// whole pixels while linking or from the refined um once the second pass has
+// reached the frame. False when the track has no point there; from the second
+// pass on, tracks that are not completed and frames outside a track's range
+// hold none.
 bool TrackPointAt(const TrackStore& store, int32_t t, int32_t f, double nm_per_pixel_x,
                   double nm_per_pixel_y, double& x, double& y);
 

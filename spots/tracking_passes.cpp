@@ -74,7 +74,11 @@ void LinkTracksPass::OnFrame(const RecordStore& record) {
 }
 
 void LinkTracksPass::EndRecord(const RecordStore&, bool) {
-  if (active_) store_.refined = true;
+  if (active_) {
+    KeepRefinedFrames(store_, params_);
+    store_.refined = true;
+    store_.unsaved = true;
+  }
   end_readout_ = LinkPassReadOut(store_);
   reporter_.Status(end_readout_);
 }
