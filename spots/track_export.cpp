@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <climits>
 #include <cstdio>
+#include <filesystem>
 
 #include "common/file_handle.h"
 #include "common/text_format.h"
@@ -140,6 +141,13 @@ std::string TrackColumnsText(const TrackStore& store, const ColumnExportOptions&
     s += '\n';
   }
   return s;
+}
+
+std::string ExportNameFor(std::string_view record_path, std::string_view extension) {
+  if (record_path.empty()) return {};
+  std::filesystem::path p{std::string(record_path)};
+  p.replace_extension(std::string(".") + std::string(extension));
+  return p.string();
 }
 
 bool WriteTextFile(const std::string& path, const std::string& text, std::string_view open_error,

@@ -48,6 +48,11 @@ struct ColumnExportOptions {
 std::string TrackColumnsText(const TrackStore& store, const ColumnExportOptions& options,
                              double nm_per_pixel_x, double nm_per_pixel_y, Reporter& reporter);
 
+// The name a save dialog offers for an export of the record: the record's
+// path with `extension` ("xki", "txt") in place of its own
+// ("/data/cell3.xkv" -> "/data/cell3.xki"). Empty without a record.
+std::string ExportNameFor(std::string_view record_path, std::string_view extension);
+
 // Writes a text export. False after `open_error` (or "File Writing Error").
 bool WriteTextFile(const std::string& path, const std::string& text, std::string_view open_error,
                    Reporter& reporter);
