@@ -78,7 +78,8 @@ int main(int argc, char** argv) {
     QTimer::singleShot(1500, &form, [&form, file] {
       QWidget* shown = form.SpotForm() ? static_cast<QWidget*>(form.SpotForm()) : &form;
       shown->grab().save(file);
-      QApplication::quit();
+      // Leaves without closing the windows: nothing is asked for.
+      QApplication::exit(0);
     });
   }
   return app.exec();
