@@ -220,12 +220,17 @@ void TSpotForm::BuildMenus() {
   ClustThr = Settings_->addAction(QString(), this, &TSpotForm::ClustThrClick);
   SubtractBkgr = Settings_->addAction(QStringLiteral("Subtract Background"));
   SubtractBkgr->setCheckable(true);
-  connect(SubtractBkgr, &QAction::toggled, this,
-          [this](bool on) { params_.subtract_background = on; });
+  connect(SubtractBkgr, &QAction::toggled, this, [this](bool on) {
+    params_.subtract_background = on;
+    DetectionChanged();
+  });
   // Off by default: Detect then gives the plain detection and linking.
   ResolveClose = Settings_->addAction(QStringLiteral("Resolve Close Spots"));
   ResolveClose->setCheckable(true);
-  connect(ResolveClose, &QAction::toggled, this, [this](bool on) { params_.resolve_close = on; });
+  connect(ResolveClose, &QAction::toggled, this, [this](bool on) {
+    params_.resolve_close = on;
+    DetectionChanged();
+  });
   UpdateCaptions();
 }
 
@@ -240,6 +245,7 @@ void TSpotForm::MainSettingsChanged() {
   if (!FollowSettings(params_, now, captions_)) return;
   params_ = now;
   UpdateCaptions();
+  DetectionChanged();
 }
 
 void TSpotForm::UpdateCaptions() {
@@ -385,6 +391,7 @@ void TSpotForm::DetectClick() {
   detect_ = std::make_unique<DetectPass>(*tracks_, params_, reporter_);
   view_->SetSpots(nullptr, -1);
   frame_spots_at_ = -1;
+  detect_spots_valid_ = true;
   StartPlayback(detect_.get());
 }
 
@@ -451,7 +458,8 @@ void TSpotForm::SaveCurSpotsClick() {
 
 const std::vector<SpotRec>& TSpotForm::CurrentFrameSpots() {
   const int32_t f = record_.CurrentFrame();
-  if (detect_ && detect_->FramesDetected() > 0 && detect_->LastFrame() == f)
+  // Detect's own spots while they are those of this frame with these settings.
+  if (detect_ && detect_spots_valid_ && detect_->LastFrame() == f)
     return detect_->Finder().Objects();
   if (frame_spots_at_ != f) {
     frame_spots_.DetectFrame(record_.FrameBuffer(), record_.Width(), record_.Height(),
@@ -462,8 +470,15 @@ const std::vector<SpotRec>& TSpotForm::CurrentFrameSpots() {
   return frame_spots_.Objects();
 }
 
+void TSpotForm::DetectionChanged() {
+  detect_spots_valid_ = false;
+  ShowCurrentFrame();
+}
+
 void TSpotForm::ShowCurrentFrame() {
   if (playback_ || !record_.RecordLoaded()) return;
+  // The same frame may show other counts now (filters of the main window).
+  frame_spots_at_ = -1;
   // Detection is needed only where spots are drawn.
   if (view_->Mode() == SpotViewMode::kCurrentSpots) {
     view_->SetSpots(&CurrentFrameSpots(), record_.CurrentFrame());
@@ -496,6 +511,7 @@ void TSpotForm::SetCommand(TrackingCommand command) {
   if (settings_) StoreTrackingParams(params_, *settings_);
   RebuildCaption(command, params_, captions_);
   UpdateCaptions();
+  DetectionChanged();
 }
 
 void TSpotForm::MaxRadiusClick() {

@@ -130,6 +130,8 @@ class TSpotForm final : public QMainWindow {
   // The spots of the record's current frame, detected now when the last
   // detection was of another frame.
   const std::vector<SpotRec>& CurrentFrameSpots();
+  // A setting of the detection changed: the spots shown are detected again.
+  void DetectionChanged();
   // CalcDist: the distance histogram of the current frame's objects; while
   // playing at most a few times a second.
   void CalcDist(bool now);
@@ -144,6 +146,8 @@ class TSpotForm final : public QMainWindow {
   // Spots of a frame shown outside Detect, and the frame they come from.
   SpotFinder frame_spots_;
   int32_t frame_spots_at_ = -1;
+  // False once a setting of the detection changed after Detect.
+  bool detect_spots_valid_ = false;
   std::unique_ptr<LinkTracksPass> link_;
   std::unique_ptr<Playback> playback_;
   FrameConsumer* playback_pass_ = nullptr;  // the pass the playback drives

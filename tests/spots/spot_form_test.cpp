@@ -273,6 +273,14 @@ TEST(SpotForm, CurrentSpotsAreThoseOfTheShownFrame) {
   };
   form.SaveCurSpotsClick();
   EXPECT_EQ(ReadAll(out), CurrentSpotsText(fresh.Objects()));
+  // A new threshold is seen at once: no spot reaches Q = 10000.
+  form.AskText = [](const QString&, const QString&, const QString&) -> std::optional<QString> {
+    return QStringLiteral("10000");
+  };
+  form.SensThrClick();
+  ASSERT_NE(view->Spots(), nullptr);
+  EXPECT_TRUE(view->Spots()->empty());
+  EXPECT_EQ(view->SpotsFrame(), 5);
 
   struct Case {
     const char* filter;
