@@ -107,6 +107,23 @@ TEST(ToolWindows, TrackingWindowFollowsFrameAndSettings) {
   spots->FinishPlayback();
   EXPECT_TRUE(spots->ProgressText().startsWith("stopped at frame "));
   EXPECT_EQ(form.FramePanelText(), QStringLiteral("Frame=%1").arg(form.Store()->CurrentFrame()));
+
+  // Closing the program with unsaved tracks asks too; Cancel keeps it open.
+  spots->DetectClick();
+  spots->FinishPlayback();
+  ASSERT_TRUE(spots->HasUnsavedTracks());
+  int asked = 0;
+  spots->AskUnsavedTracks = [&] {
+    ++asked;
+    return TSpotForm::UnsavedAnswer::kCancel;
+  };
+  form.show();
+  EXPECT_FALSE(form.close());
+  EXPECT_EQ(asked, 1);
+  EXPECT_EQ(form.SpotForm(), spots);
+  spots->AskUnsavedTracks = [] { return TSpotForm::UnsavedAnswer::kDiscard; };
+  EXPECT_TRUE(form.close());
+  EXPECT_EQ(form.SpotForm(), nullptr);
   EXPECT_TRUE(modals.isEmpty()) << modals.join("; ").toStdString();
 }
 
