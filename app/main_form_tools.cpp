@@ -33,8 +33,7 @@ void TMainForm::SpotingClick() {
             &TSpotForm::RunKeyCommand);
     // The window follows the main window's frame and its tracking settings.
     connect(this, &TMainForm::FrameShown, spot_form_.data(), &TSpotForm::ShowCurrentFrame);
-    connect(this, &TMainForm::SettingsChanged, spot_form_.data(),
-            &TSpotForm::MainSettingsChanged);
+    connect(this, &TMainForm::SettingsChanged, spot_form_.data(), &TSpotForm::MainSettingsChanged);
     // Its passes play the record: afterwards this window shows where they stopped.
     connect(spot_form_.data(), &TSpotForm::PassEnded, this, [this] { ShowFrame(); });
     // Closing the window ends the keys that reach it (T/F5, S/F4, F7, F8).

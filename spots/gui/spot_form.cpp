@@ -3,17 +3,17 @@
 #include <QActionGroup>
 #include <QCloseEvent>
 #include <QDateTime>
-#include <QFileInfo>
 #include <QFileDialog>
+#include <QFileInfo>
 #include <QInputDialog>
 #include <QLabel>
 #include <QMenuBar>
 #include <QMessageBox>
 #include <QRegularExpression>
+#include <QScreen>
 #include <QSplitter>
 #include <QStatusBar>
 #include <QTimer>
-#include <QScreen>
 #include <algorithm>
 #include <cmath>
 
@@ -44,7 +44,10 @@ void SpotFormReporter::Report(MessageKind kind, std::string_view text) {
       QMessageBox::information(parent, Q(kSpotFormCaption), t);
     return;
   }
-  if (status) status->setText(t);
+  if (!status) return;
+  status->setText(t);
+  // The whole read-out, where the status bar has to cut it.
+  status->setToolTip(t);
 }
 
 // Redraws the view and the distance histogram after each frame the playback hands on.
@@ -119,10 +122,9 @@ TSpotForm::TSpotForm(RecordStore& record, QWidget* parent)
                : QString();
   };
   AskUnsavedTracks = [this] {
-    const auto b = QMessageBox::question(this, Q(kUnsavedTracksTitle), Q(kUnsavedTracksQuestion),
-                                         QMessageBox::Save | QMessageBox::Discard |
-                                             QMessageBox::Cancel,
-                                         QMessageBox::Save);
+    const auto b = QMessageBox::question(
+        this, Q(kUnsavedTracksTitle), Q(kUnsavedTracksQuestion),
+        QMessageBox::Save | QMessageBox::Discard | QMessageBox::Cancel, QMessageBox::Save);
     return b == QMessageBox::Save      ? UnsavedAnswer::kSave
            : b == QMessageBox::Discard ? UnsavedAnswer::kDiscard
                                        : UnsavedAnswer::kCancel;
@@ -145,12 +147,12 @@ void TSpotForm::FitToFrame() {
     resize(512, 512 + kGraphHeight + chrome - 40);
     return;
   }
-  const double fit = std::min((screen_area.width() - 40) / static_cast<double>(frame.width()),
-                              (screen_area.height() - chrome - kGraphHeight) /
-                                  static_cast<double>(frame.height()));
+  const double fit = std::min(
+      (screen_area.width() - 40) / static_cast<double>(frame.width()),
+      (screen_area.height() - chrome - kGraphHeight) / static_cast<double>(frame.height()));
   // Small frames grow by whole steps (crisp pixels), up to about 600 pixels a side.
-  double scale = std::min(fit, std::max(1.0, std::floor(600.0 / std::max(frame.width(),
-                                                                         frame.height()))));
+  double scale =
+      std::min(fit, std::max(1.0, std::floor(600.0 / std::max(frame.width(), frame.height()))));
   if (scale > 1) scale = std::floor(scale);
   const int w = std::max(360, static_cast<int>(frame.width() * scale));
   const int h = static_cast<int>(frame.height() * scale);
@@ -354,9 +356,8 @@ void TSpotForm::EndPlayback() {
   if (!playback_) return;
   const int32_t total = playback_->LastFrame() - playback_->FirstFrame() + 1;
   playback_->Finish();
-  progress_->setText(playback_->Completed()
-                         ? QString()
-                         : Q(PassStopped(playback_->FramesPlayed(), total)));
+  progress_->setText(playback_->Completed() ? QString()
+                                            : Q(PassStopped(playback_->FramesPlayed(), total)));
   playback_.reset();
   playback_pass_ = nullptr;
   SetTrackCommandsEnabled(tracks_->completed_count > 0);

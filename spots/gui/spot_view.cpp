@@ -32,8 +32,7 @@ void SpotView::Refresh() {
   const auto [lo, hi] = std::minmax_element(px, px + n);
   const int32_t low = *lo, span = std::max(1, *hi - *lo);
   frame_number_ = record_.CurrentFrame();
-  if (frame_.width() != w || frame_.height() != h)
-    frame_ = QImage(w, h, QImage::Format_Grayscale8);
+  if (frame_.width() != w || frame_.height() != h) frame_ = QImage(w, h, QImage::Format_Grayscale8);
   for (int32_t y = 0; y < h; ++y) {
     uchar* row = frame_.scanLine(y);
     const uint16_t* src = px + static_cast<size_t>(y) * w;

@@ -70,8 +70,7 @@ TEST(ToolWindows, TrackingWindowFollowsFrameAndSettings) {
   TMainForm form;
   QStringList modals;
   form.Messages().show_modal = [&](const QString& t) { modals << t; };
-  ASSERT_TRUE(
-      form.OpenRecord(QString::fromStdString(testing::SimulatedRecord("follow.xkv", 20))));
+  ASSERT_TRUE(form.OpenRecord(QString::fromStdString(testing::SimulatedRecord("follow.xkv", 20))));
   form.SpotingClick();
   TSpotForm* spots = form.SpotForm();
   ASSERT_NE(spots, nullptr);

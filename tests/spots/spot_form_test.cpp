@@ -169,7 +169,8 @@ TEST(SpotForm, PassesShowProgressAndStop) {
   EXPECT_TRUE(form.ProgressText().endsWith(" of 30 (Esc stops)"));
   form.StopClick();
   form.FinishPlayback();
-  EXPECT_TRUE(form.ProgressText().startsWith("stopped at frame ")) << form.ProgressText().toStdString();
+  EXPECT_TRUE(form.ProgressText().startsWith("stopped at frame "))
+      << form.ProgressText().toStdString();
   EXPECT_TRUE(form.ProgressText().endsWith(" of 30"));
   EXPECT_TRUE(form.StatusText().endsWith(" completed tracks"));
 
@@ -286,9 +287,8 @@ TEST(SpotForm, CurrentSpotsAreThoseOfTheShownFrame) {
     const char* filter;
     const char* name;
   };
-  const Case cases[] = {{"XKI files (*.xki)", "sim.xki"},
-                        {"Text files (*.txt)", "sim.txt"},
-                        {"All Files", ""}};
+  const Case cases[] = {
+      {"XKI files (*.xki)", "sim.xki"}, {"Text files (*.txt)", "sim.txt"}, {"All Files", ""}};
   for (const Case& c : cases) {
     SCOPED_TRACE(c.filter);
     const QString offer = form.DefaultSaveName(QString::fromLatin1(c.filter));
