@@ -1,8 +1,8 @@
 // lumetra: the desktop program. Optional argument: a record to open.
 // Hidden options for documentation and checks: --frame N, --region L,T,R,B,
-// --line X0,Y0,X1,Y1, --tracking (opens the tracking window and runs Detect)
-// and --screenshot FILE (saves the window, or the tracking window, after it has
-// been shown and quits).
+// --line X0,Y0,X1,Y1, --tracking (opens the tracking window and runs Detect),
+// --link (then Link Tracks too) and --screenshot FILE (saves the window, or
+// the tracking window, after it has been shown and quits).
 #include <QApplication>
 #include <QCommandLineParser>
 #include <QTimer>
@@ -46,7 +46,9 @@ int main(int argc, char** argv) {
   const QCommandLineOption shot = Hidden(QStringLiteral("screenshot"), QStringLiteral("FILE"));
   QCommandLineOption tracking(QStringLiteral("tracking"));
   tracking.setFlags(QCommandLineOption::HiddenFromHelp);
-  parser.addOptions({frame, region, line, shot, tracking});
+  QCommandLineOption link(QStringLiteral("link"));
+  link.setFlags(QCommandLineOption::HiddenFromHelp);
+  parser.addOptions({frame, region, line, shot, tracking, link});
   parser.process(app);
 
   lumetra::TMainForm form;
@@ -64,6 +66,10 @@ int main(int argc, char** argv) {
       if (form.SpotForm()) {
         form.SpotForm()->DetectClick();
         form.SpotForm()->FinishPlayback();
+        if (parser.isSet(link)) {
+          form.SpotForm()->LinkTracksClick();
+          form.SpotForm()->FinishPlayback();
+        }
       }
     }
   }
@@ -72,7 +78,8 @@ int main(int argc, char** argv) {
     QTimer::singleShot(1500, &form, [&form, file] {
       QWidget* shown = form.SpotForm() ? static_cast<QWidget*>(form.SpotForm()) : &form;
       shown->grab().save(file);
-      QApplication::quit();
+      // Leaves without closing the windows: nothing is asked for.
+      QApplication::exit(0);
     });
   }
   return app.exec();

@@ -23,6 +23,7 @@
 #include "record/record_messages.h"
 #include "record/xkv_writer.h"
 #include "settings/settings_messages.h"
+#include "spots/gui/spot_form.h"
 
 namespace lumetra {
 namespace {
@@ -125,6 +126,8 @@ QAction* TMainForm::MenuItem(const QString& name) const {
 bool TMainForm::OpenRecord(const QString& path) {
   if (Playing()) EndPlayback();
   if (!store_) return false;
+  // Tracks not saved yet: the user saves, drops them, or keeps this record.
+  if (spot_form_ && !spot_form_->MayDropTracks()) return false;
   // A file that is no readable record leaves the open one as it was.
   if (!store_->Open(S(path), reporter_)) return false;
   CloseRecordWindows();
@@ -282,6 +285,10 @@ void TMainForm::RefreshMenus() {
 }
 
 void TMainForm::closeEvent(QCloseEvent* event) {
+  if (spot_form_ && !spot_form_->MayDropTracks()) {
+    event->ignore();
+    return;
+  }
   stop_ = true;
   if (Playing()) EndPlayback();
   CloseRecordWindows();

@@ -9,6 +9,7 @@
 #include "app/main_form.h"
 #include "app/qt_text.h"
 #include "display/region_readout.h"
+#include "spots/gui/spot_form.h"
 
 namespace lumetra {
 namespace {
@@ -78,6 +79,8 @@ void TMainForm::PlayClick() {
 
 void TMainForm::StopClick() {
   stop_ = true;
+  // Esc in this window also stops Detect or Link Tracks of the tracking window.
+  if (spot_form_) spot_form_->StopClick();
 }
 
 // One frame a tick; the stop flag is seen at the next step. The timer rests
@@ -116,7 +119,7 @@ bool TMainForm::FormKeyDown(int qt_key, Qt::KeyboardModifiers modifiers) {
   region_ = r.region;
   line_ = r.line;
   bead_index_ = r.bead_index;
-  if (act.stop) stop_ = true;
+  if (act.stop) StopClick();
   if (act.bead_views) emit BeadViewsRequested(bead_index_);
   if (act.spot != SpotWindowCommand::kNone) emit SpotWindowCommandRequested(act.spot);
   if (act.region_readout) {

@@ -34,6 +34,11 @@ void TMainForm::SpotingClick() {
     // Reading tracks sets the time read-out to the current frame's time.
     connect(spot_form_.data(), &TSpotForm::TracksRead, this, [this] { ShowFrame(); });
     spot_form_->OutlineRegion = [this] { return region_; };
+    // The window follows the main window's frame and its tracking settings.
+    connect(this, &TMainForm::FrameShown, spot_form_.data(), &TSpotForm::ShowCurrentFrame);
+    connect(this, &TMainForm::SettingsChanged, spot_form_.data(), &TSpotForm::MainSettingsChanged);
+    // Its passes play the record: afterwards this window shows where they stopped.
+    connect(spot_form_.data(), &TSpotForm::PassEnded, this, [this] { ShowFrame(); });
     // Closing the window ends the keys that reach it (T/F5, S/F4, F7, F8).
     connect(spot_form_.data(), &QObject::destroyed, this, [this] { spot_window_open_ = false; });
   }

@@ -105,6 +105,12 @@ void RefineFrame(TrackStore& store, const LinkPassFrame& frame, const TrackingPa
                  WorkerPool* pool, SharedPoints* shared_points) {
   const int32_t f = frame.f;
   if (f < 0 || f >= store.Frames()) return;
+  if (!store.Refining()) {
+    store.refine_from = store.refine_to = f;
+  } else {
+    store.refine_from = std::min(store.refine_from, f);
+    store.refine_to = std::max(store.refine_to, f);
+  }
   const double sx = SigmaPixels(params.fwhm_nm, frame.nm_per_pixel_x);
   const double sy = SigmaPixels(params.fwhm_nm, frame.nm_per_pixel_y);
   const double limit_um = params.max_radius * frame.nm_per_pixel_x * 0.001;
@@ -145,6 +151,25 @@ void RefineFrame(TrackStore& store, const LinkPassFrame& frame, const TrackingPa
     store.too_bright += n.too_bright;
     store.too_big_radius += n.too_big_radius;
     store.truncated += n.truncated;
+  }
+}
+
+void KeepRefinedFrames(TrackStore& store, const TrackingParams& params) {
+  if (store.refined) return;
+  for (int32_t ti = 0; ti < store.track_count; ++ti) {
+    TrackRec& t = store.Slot(ti);
+    if (!t.completed || !store.HasSeries(ti)) continue;
+    const int32_t from = std::max(t.first_frame, store.refine_from);
+    const int32_t to = std::min(t.first_frame + t.point_count, store.refine_to);
+    if (from == t.first_frame && to == t.first_frame + t.point_count) continue;
+    if (to - from > params.min_track) {
+      t.first_frame = from;
+      t.point_count = to - from;
+      ++store.truncated;
+    } else {
+      t.completed = 0;
+      --store.completed_count;
+    }
   }
 }
 

@@ -31,10 +31,17 @@ struct SharedPoints {
 };
 
 // Refines frame `frame.f` of every completed track that covers it, on the
-// pool's threads too when one is given (the result is the same). `shared`
+// pool's threads too when one is given (the result is the same), and adds the
+// frame to the store's refined range. `shared`
 // carries the shared points from frame to frame when close spots are resolved.
 void RefineFrame(TrackStore& store, const LinkPassFrame& frame, const TrackingParams& params,
                  WorkerPool* pool = nullptr, SharedPoints* shared = nullptr);
+
+// Ends a second pass that did not refine every frame (stopped, or run over
+// part of the record): each completed track keeps only its refined frames,
+// counted as truncated, and is dropped when fewer than L + 1 steps remain.
+// Afterwards every point of a completed track is in um.
+void KeepRefinedFrames(TrackStore& store, const TrackingParams& params);
 
 // "57 completed tracks (0 - too bright,1 - too big radius,2 - truncated)"
 std::string LinkPassReadOut(const TrackStore& store);

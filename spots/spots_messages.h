@@ -60,6 +60,27 @@ inline constexpr std::string_view kSensThrLabel = "Q-Thresh(A.U.)=";
 inline constexpr std::string_view kClustThrTitle = "Set Clastering Threshold";
 inline constexpr std::string_view kClustThrLabel = "Clastering Thresh (counts/pixel)=";
 inline constexpr std::string_view kThresholdError = "Threshold Out of Order";
+// Captions of the settings items before their setting first changes.
+inline constexpr std::string_view kMaxRadiusStartCaption = "Max.Radius=5pix";
+inline constexpr std::string_view kMinTrackStartCaption = "TrackLen >=10 steps ";
+inline constexpr std::string_view kSensThrStartCaption = "Q-thresh=8";
+inline constexpr std::string_view kClustThrStartCaption = "Cluster Thresh=500";
+
+// Progress of Detect and Link Tracks: "frame 17 of 2000 (Esc stops)",
+// "stopped at frame 17 of 2000".
+inline constexpr std::string_view kProgressFrame = "frame ";
+inline constexpr std::string_view kProgressOf = " of ";
+inline constexpr std::string_view kProgressEscStops = " (Esc stops)";
+inline constexpr std::string_view kStoppedAtFrame = "stopped at frame ";
+
+// Asked before tracks that are not saved would be lost (another record opens,
+// the window or the program closes).
+inline constexpr std::string_view kUnsavedTracksTitle = "Tracks not saved";
+inline constexpr std::string_view kUnsavedTracksQuestion =
+    "The tracking window holds tracks that are not saved.\n"
+    "Save them as an XKI file before they are closed?";
+// Says which frame the spots drawn over the image come from.
+inline constexpr std::string_view kSpotsOfFrame = "spots of frame ";
 
 // Track files.
 inline constexpr std::string_view kTrackTimingError =

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <climits>
 #include <cstdio>
+#include <filesystem>
 
 #include "common/file_handle.h"
 #include "common/text_format.h"
@@ -14,10 +15,17 @@ bool TrackPointAt(const TrackStore& store, int32_t t, int32_t f, double nm_per_p
                   double nm_per_pixel_y, double& x, double& y) {
   if (t < 0 || t >= kMaxTracks || !store.HasSeries(t) || f < 0 || f >= store.Frames()) return false;
   const TrackRec& r = store.Slot(t);
+  if (store.refined || store.Refining()) {
+    // From the second pass on only completed tracks hold points, and only
+    // inside their range: a cut track keeps pixel positions after its end, a
+    // dropped one a mix of both.
+    if (!r.completed || f < r.first_frame || f > r.first_frame + r.point_count) return false;
+  }
   const float xv = r.x[f], yv = r.y[f], iv = r.intensity[f];
   if (xv == 0.0f && yv == 0.0f && iv == 0.0f) return false;
-  x = store.refined ? r.X + xv / (nm_per_pixel_x * 0.001) : xv;
-  y = store.refined ? r.Y + yv / (nm_per_pixel_y * 0.001) : yv;
+  const bool um = store.InUm(f);
+  x = um ? r.X + xv / (nm_per_pixel_x * 0.001) : xv;
+  y = um ? r.Y + yv / (nm_per_pixel_y * 0.001) : yv;
   return true;
 }
 
@@ -133,6 +141,13 @@ std::string TrackColumnsText(const TrackStore& store, const ColumnExportOptions&
     s += '\n';
   }
   return s;
+}
+
+std::string ExportNameFor(std::string_view record_path, std::string_view extension) {
+  if (record_path.empty()) return {};
+  std::filesystem::path p{std::string(record_path)};
+  p.replace_extension(std::string(".") + std::string(extension));
+  return p.string();
 }
 
 bool WriteTextFile(const std::string& path, const std::string& text, std::string_view open_error,

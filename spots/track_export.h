@@ -13,8 +13,10 @@
 namespace lumetra {
 
 // Absolute position (pixels, x = column) of track slot `t` at frame `f`, from
-// whole pixels while linking or from the refined um after the second pass.
-// False when the track has no point there.
+// whole pixels while linking or from the refined um once the second pass has
+// reached the frame. False when the track has no point there; from the second
+// pass on, tracks that are not completed and frames outside a track's range
+// hold none.
 bool TrackPointAt(const TrackStore& store, int32_t t, int32_t f, double nm_per_pixel_x,
                   double nm_per_pixel_y, double& x, double& y);
 
@@ -45,6 +47,11 @@ struct ColumnExportOptions {
 };
 std::string TrackColumnsText(const TrackStore& store, const ColumnExportOptions& options,
                              double nm_per_pixel_x, double nm_per_pixel_y, Reporter& reporter);
+
+// The name a save dialog offers for an export of the record: the record's
+// path with `extension` ("xki", "txt") in place of its own
+// ("/data/cell3.xkv" -> "/data/cell3.xki"). Empty without a record.
+std::string ExportNameFor(std::string_view record_path, std::string_view extension);
 
 // Writes a text export. False after `open_error` (or "File Writing Error").
 bool WriteTextFile(const std::string& path, const std::string& text, std::string_view open_error,

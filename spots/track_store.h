@@ -52,6 +52,14 @@ class TrackStore {
   int32_t truncated = 0;
   // True once the second pass has turned the positions into um.
   bool refined = false;
+  // Frames the second pass has refined so far (it plays them in order):
+  // while it runs, X and Y inside this range are um, outside it whole pixels.
+  int32_t refine_from = 0, refine_to = -1;
+  bool Refining() const { return refine_to >= 0; }
+  // True when X and Y of frame f are in um (relative to the current position).
+  bool InUm(int32_t f) const { return refined || (f >= refine_from && f <= refine_to); }
+  // The tracks changed since they were last read from or written to a file.
+  bool unsaved = false;
   // Time of each analysed frame (s).
   std::vector<float> frame_times;
 

@@ -8,9 +8,20 @@
 
 namespace lumetra {
 
+std::string PassProgress(int32_t done, int32_t total) {
+  return std::string(kProgressFrame) + std::to_string(done) + std::string(kProgressOf) +
+         std::to_string(total) + std::string(kProgressEscStops);
+}
+
+std::string PassStopped(int32_t done, int32_t total) {
+  return std::string(kStoppedAtFrame) + std::to_string(done) + std::string(kProgressOf) +
+         std::to_string(total);
+}
+
 void DetectPass::StartRecord(const RecordStore& record) {
   if (record.FrameCount() > kMaxTrackFrames) reporter_.Modal(kTooManyFrames);
   store_.Reset(record.FrameCount());
+  store_.unsaved = link_;
   const std::vector<float>& times = record.FrameTimes();
   std::copy_n(times.begin(), std::min<size_t>(times.size(), store_.frame_times.size()),
               store_.frame_times.begin());
@@ -18,6 +29,7 @@ void DetectPass::StartRecord(const RecordStore& record) {
   linker_.Prepare(record.Width(), record.Height());
   first_ = true;
   frames_ = 0;
+  last_frame_ = -1;
   frame_readout_.clear();
   end_readout_.clear();
   map_.Clear();
@@ -35,6 +47,7 @@ void DetectPass::OnFrame(const RecordStore& record) {
   const int32_t n = finder_.DetectFrame(record.FrameBuffer(), record.Width(), record.Height(),
                                         scale, params_, reporter_);
   ++frames_;
+  last_frame_ = f;
   // A refused frame leaves its message on the status line.
   if (n < 0) return;
   intensities_.Add(finder_.Objects());
@@ -86,7 +99,11 @@ void LinkTracksPass::OnFrame(const RecordStore& record) {
 }
 
 void LinkTracksPass::EndRecord(const RecordStore&, bool) {
-  if (active_) store_.refined = true;
+  if (active_) {
+    KeepRefinedFrames(store_, params_);
+    store_.refined = true;
+    store_.unsaved = true;
+  }
   end_readout_ = LinkPassReadOut(store_);
   reporter_.Status(end_readout_);
 }

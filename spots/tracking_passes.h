@@ -20,6 +20,11 @@
 
 namespace lumetra {
 
+// Progress of a pass over `total` frames after `done` of them:
+// "frame 17 of 2000 (Esc stops)", and "stopped at frame 17 of 2000".
+std::string PassProgress(int32_t done, int32_t total);
+std::string PassStopped(int32_t done, int32_t total);
+
 class DetectPass final : public FrameConsumer {
  public:
   // `link` false detects only (the tracks stay empty).
@@ -40,6 +45,8 @@ class DetectPass final : public FrameConsumer {
   // all of them.
   const SpotMap& Map() const { return map_; }
   const IntensityDistribution& Intensities() const { return intensities_; }
+  // The record's frame detected last (its spots are in Finder()), -1 before any.
+  int32_t LastFrame() const { return last_frame_; }
 
  private:
   TrackStore& store_;
@@ -50,6 +57,7 @@ class DetectPass final : public FrameConsumer {
   bool link_;
   bool first_ = true;
   int32_t frames_ = 0;
+  int32_t last_frame_ = -1;
   std::string frame_readout_, end_readout_;
   SpotMap map_;
   IntensityDistribution intensities_;

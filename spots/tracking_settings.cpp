@@ -1,5 +1,7 @@
 #include "spots/tracking_settings.h"
 
+#include <utility>
+
 #include "common/text_format.h"
 #include "spots/spots_messages.h"
 
@@ -95,6 +97,60 @@ std::string CommandCaption(TrackingCommand command, const TrackingParams& p) {
 
 std::string SettingsMenuCaption(const TrackingParams& p) {
   return "Settings(R" + FormatGeneral(p.max_radius) + ",FWHM" + FormatGeneral(p.fwhm_nm) + ")";
+}
+
+TrackingCaptions::TrackingCaptions()
+    : max_radius(kMaxRadiusStartCaption),
+      min_track(kMinTrackStartCaption),
+      sens_thr(kSensThrStartCaption),
+      clust_thr(kClustThrStartCaption),
+      settings(kSettingsMenuStartCaption) {}
+
+namespace {
+
+// The caption of one command, for reading and for writing.
+template <class Captions>
+auto& CaptionOf(Captions& c, TrackingCommand command) {
+  switch (command) {
+    case TrackingCommand::kMaxRadius:
+      return c.max_radius;
+    case TrackingCommand::kMinTrack:
+      return c.min_track;
+    case TrackingCommand::kSensThr:
+      return c.sens_thr;
+    case TrackingCommand::kClustThr:
+      break;
+  }
+  return c.clust_thr;
+}
+
+}  // namespace
+
+const std::string& TrackingCaptions::Of(TrackingCommand command) const {
+  return CaptionOf(*this, command);
+}
+
+void RebuildCaption(TrackingCommand command, const TrackingParams& params,
+                    TrackingCaptions& captions) {
+  CaptionOf(captions, command) = CommandCaption(command, params);
+  captions.settings = SettingsMenuCaption(params);
+}
+
+bool FollowSettings(const TrackingParams& before, const TrackingParams& after,
+                    TrackingCaptions& captions) {
+  const std::pair<TrackingCommand, bool> changes[] = {
+      {TrackingCommand::kMaxRadius, before.max_radius != after.max_radius},
+      {TrackingCommand::kMinTrack, before.min_track != after.min_track},
+      {TrackingCommand::kSensThr, before.q_threshold != after.q_threshold},
+      {TrackingCommand::kClustThr, before.cluster_threshold != after.cluster_threshold},
+  };
+  bool any = before.fwhm_nm != after.fwhm_nm;
+  for (const auto& [command, changed] : changes) {
+    if (changed) RebuildCaption(command, after, captions);
+    any |= changed;
+  }
+  if (any) captions.settings = SettingsMenuCaption(after);
+  return any;
 }
 
 }  // namespace lumetra

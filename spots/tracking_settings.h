@@ -40,4 +40,20 @@ std::string SettingsMenuCaption(const TrackingParams& params);
 // The settings menu's caption before any change.
 inline constexpr std::string_view kSettingsMenuStartCaption = "Settings( R5 L10 Q8 C500 )";
 
+// The captions the window shows: the start captions until a setting changes,
+// then that setting's caption and the settings menu's are rebuilt.
+struct TrackingCaptions {
+  std::string max_radius, min_track, sens_thr, clust_thr, settings;
+  TrackingCaptions();
+  const std::string& Of(TrackingCommand command) const;
+};
+// After the window's own setter stored a value (even the same one).
+void RebuildCaption(TrackingCommand command, const TrackingParams& params,
+                    TrackingCaptions& captions);
+// After settings changed elsewhere (the main window's FWHM, a settings file):
+// rebuilds the captions of the values that differ between `before` and
+// `after`. False when none did.
+bool FollowSettings(const TrackingParams& before, const TrackingParams& after,
+                    TrackingCaptions& captions);
+
 }  // namespace lumetra

@@ -1,16 +1,21 @@
 #include "spots/gui/spot_form.h"
 
 #include <QActionGroup>
+#include <QCloseEvent>
 #include <QDateTime>
 #include <QFileDialog>
+#include <QFileInfo>
 #include <QInputDialog>
 #include <QLabel>
 #include <QMenuBar>
 #include <QMessageBox>
+#include <QRegularExpression>
+#include <QScreen>
 #include <QSplitter>
 #include <QStatusBar>
 #include <QTimer>
 #include <algorithm>
+#include <cmath>
 
 #include "graph/auto_scale.h"
 #include "graph/gui/graph_view.h"
@@ -39,14 +44,21 @@ void SpotFormReporter::Report(MessageKind kind, std::string_view text) {
       QMessageBox::information(parent, Q(kSpotFormCaption), t);
     return;
   }
-  if (status) status->setText(t);
+  if (!status) return;
+  status->setText(t);
+  // The whole read-out, where the status bar has to cut it.
+  status->setToolTip(t);
 }
 
 // Redraws the view and the distance histogram after each frame the playback hands on.
 class TSpotForm::ViewRefresh final : public FrameConsumer {
  public:
   explicit ViewRefresh(TSpotForm* form) : form_(form) {}
-  void OnFrame(const RecordStore&) override {
+  void OnFrame(const RecordStore& record) override {
+    if (form_->detect_ && form_->playback_pass_ == form_->detect_.get())
+      form_->view_->SetSpots(&form_->detect_->Finder().Objects(), record.CurrentFrame());
+    else if (form_->view_->Mode() == SpotViewMode::kCurrentSpots)
+      form_->view_->SetSpots(&form_->CurrentFrameSpots(), record.CurrentFrame());
     form_->view_->Refresh();
     form_->CalcDist(false);
   }
@@ -59,10 +71,15 @@ TSpotForm::TSpotForm(RecordStore& record, QWidget* parent)
     : QMainWindow(parent), record_(record), tracks_(std::make_unique<TrackStore>()) {
   setWindowTitle(Q(kSpotFormCaption));
   status_ = new QLabel(this);
+  // A long read-out is cut, not widening the window.
+  status_->setSizePolicy(QSizePolicy::Ignored, QSizePolicy::Preferred);
   statusBar()->addWidget(status_, 1);
+  progress_ = new QLabel(this);
+  statusBar()->addPermanentWidget(progress_);
   reporter_.parent = this;
   reporter_.status = status_;
-  auto* split = new QSplitter(Qt::Vertical, this);
+  split_ = new QSplitter(Qt::Vertical, this);
+  QSplitter* split = split_;
   view_ = new SpotView(record_, *tracks_, split);
   graph_view_ = new GraphView(split);
   graph_ = std::make_unique<TXKgraph>();
@@ -92,12 +109,55 @@ TSpotForm::TSpotForm(RecordStore& record, QWidget* parent)
     return QFileDialog::getOpenFileName(this, title, QString(), filter);
   };
   AskSaveFile = [this](const QString& title, const QString& filter) {
-    return QFileDialog::getSaveFileName(this, title, QString(), filter);
+    QFileDialog dialog(this, title, QString(), filter);
+    dialog.setAcceptMode(QFileDialog::AcceptSave);
+    const QString offer = DefaultSaveName(filter);
+    if (!offer.isEmpty()) {
+      dialog.setDefaultSuffix(QFileInfo(offer).suffix());
+      dialog.setDirectory(QFileInfo(offer).absolutePath());
+      dialog.selectFile(QFileInfo(offer).fileName());
+    }
+    return dialog.exec() == QDialog::Accepted && !dialog.selectedFiles().isEmpty()
+               ? dialog.selectedFiles().first()
+               : QString();
+  };
+  AskUnsavedTracks = [this] {
+    const auto b = QMessageBox::question(
+        this, Q(kUnsavedTracksTitle), Q(kUnsavedTracksQuestion),
+        QMessageBox::Save | QMessageBox::Discard | QMessageBox::Cancel, QMessageBox::Save);
+    return b == QMessageBox::Save      ? UnsavedAnswer::kSave
+           : b == QMessageBox::Discard ? UnsavedAnswer::kDiscard
+                                       : UnsavedAnswer::kCancel;
   };
   BuildMenus();
   SetTrackCommandsEnabled(false);
   view_->Refresh();
-  resize(600, 640);
+  FitToFrame();
+}
+
+void TSpotForm::FitToFrame() {
+  constexpr int kGraphHeight = 190;
+  const QImage& frame = view_->Frame();
+  const QRect screen_area = screen() ? screen()->availableGeometry() : QRect(0, 0, 1400, 1000);
+  // Menu bar, status bar, splitter handle and window frame around the two panes.
+  const int chrome = menuBar()->sizeHint().height() + statusBar()->sizeHint().height() +
+                     split_->handleWidth() + 40;
+  if (frame.isNull()) {
+    split_->setSizes({512, kGraphHeight});
+    resize(512, 512 + kGraphHeight + chrome - 40);
+    return;
+  }
+  const double fit = std::min(
+      (screen_area.width() - 40) / static_cast<double>(frame.width()),
+      (screen_area.height() - chrome - kGraphHeight) / static_cast<double>(frame.height()));
+  // Small frames grow by whole steps (crisp pixels), up to about 600 pixels a side.
+  double scale =
+      std::min(fit, std::max(1.0, std::floor(600.0 / std::max(frame.width(), frame.height()))));
+  if (scale > 1) scale = std::floor(scale);
+  const int w = std::max(360, static_cast<int>(frame.width() * scale));
+  const int h = static_cast<int>(frame.height() * scale);
+  split_->setSizes({h, kGraphHeight});
+  resize(w, h + kGraphHeight + chrome - 40);
 }
 
 TSpotForm::~TSpotForm() {
@@ -109,7 +169,8 @@ void TSpotForm::BuildFileMenu() {
   QMenu* file = menuBar()->addMenu(QStringLiteral("&File"));
   SaveXKIfile = file->addAction(QStringLiteral("Save X-Y-Int Data (XKI)"), this,
                                 &TSpotForm::SaveXKIfileClick);
-  file->addAction(QStringLiteral("Read X-Y-Int Data (XKI)"), this, &TSpotForm::ReadXKIfileClick);
+  ReadXKIfile = file->addAction(QStringLiteral("Read X-Y-Int Data (XKI)"), this,
+                                &TSpotForm::ReadXKIfileClick);
   SelectedOnly = file->addAction(QStringLiteral("Selected Only"));
   SelectedOnly->setCheckable(true);
   SaveZpos = file->addAction(QStringLiteral("Save Z-position"));
@@ -140,7 +201,7 @@ void TSpotForm::BuildMenus() {
   BuildFileMenu();
 
   QMenu* run = menuBar()->addMenu(QStringLiteral("&Tracking"));
-  run->addAction(QStringLiteral("Detect"), this, &TSpotForm::DetectClick);
+  Detect = run->addAction(QStringLiteral("Detect"), this, &TSpotForm::DetectClick);
   LinkTracks = run->addAction(QStringLiteral("Link Tracks"), this, &TSpotForm::LinkTracksClick);
   Tracking = run->addAction(QStringLiteral("Tracking"), this, &TSpotForm::TrackingClick);
   QAction* stop = run->addAction(QStringLiteral("Stop"), this, &TSpotForm::StopClick);
@@ -163,40 +224,95 @@ void TSpotForm::BuildMenus() {
   ClustThr = Settings_->addAction(QString(), this, &TSpotForm::ClustThrClick);
   SubtractBkgr = Settings_->addAction(QStringLiteral("Subtract Background"));
   SubtractBkgr->setCheckable(true);
-  connect(SubtractBkgr, &QAction::toggled, this,
-          [this](bool on) { params_.subtract_background = on; });
+  connect(SubtractBkgr, &QAction::toggled, this, [this](bool on) {
+    params_.subtract_background = on;
+    DetectionChanged();
+  });
   // Off by default: Detect then gives the plain detection and linking.
   ResolveClose = Settings_->addAction(QStringLiteral("Resolve Close Spots"));
   ResolveClose->setCheckable(true);
-  connect(ResolveClose, &QAction::toggled, this, [this](bool on) { params_.resolve_close = on; });
+  connect(ResolveClose, &QAction::toggled, this, [this](bool on) {
+    params_.resolve_close = on;
+    DetectionChanged();
+  });
   BuildOptionItems();
   UpdateCaptions();
-  // Until a setting changes, the menu keeps its caption of the start.
-  Settings_->setTitle(Q(kSettingsMenuStartCaption));
 }
 
 void TSpotForm::UseSettings(Settings* settings) {
   settings_ = settings;
-  if (settings_) params_ = TrackingParamsFrom(*settings_, params_);
+  MainSettingsChanged();
+}
+
+void TSpotForm::MainSettingsChanged() {
+  if (!settings_) return;
+  const TrackingParams now = TrackingParamsFrom(*settings_, params_);
+  if (!FollowSettings(params_, now, captions_)) return;
+  params_ = now;
   UpdateCaptions();
+  DetectionChanged();
 }
 
 void TSpotForm::UpdateCaptions() {
-  MaxRadius->setText(Q(CommandCaption(TrackingCommand::kMaxRadius, params_)));
-  MinTrack->setText(Q(CommandCaption(TrackingCommand::kMinTrack, params_)));
-  SensThr->setText(Q(CommandCaption(TrackingCommand::kSensThr, params_)));
-  ClustThr->setText(Q(CommandCaption(TrackingCommand::kClustThr, params_)));
-  Settings_->setTitle(Q(SettingsMenuCaption(params_)));
+  MaxRadius->setText(Q(captions_.max_radius));
+  MinTrack->setText(Q(captions_.min_track));
+  SensThr->setText(Q(captions_.sens_thr));
+  ClustThr->setText(Q(captions_.clust_thr));
+  Settings_->setTitle(Q(captions_.settings));
 }
 
 void TSpotForm::SetTrackCommandsEnabled(bool on) {
   LinkTracks->setEnabled(on && !tracks_->refined);
   SaveXKIfile->setEnabled(on);
   Tracking->setEnabled(on);
+  // A pass under way owns the tracks: only Stop acts on them.
+  Detect->setEnabled(!playback_);
+  ReadXKIfile->setEnabled(!playback_);
 }
 
 QString TSpotForm::StatusText() const {
   return status_->text();
+}
+
+QString TSpotForm::ProgressText() const {
+  return progress_->text();
+}
+
+QString TSpotForm::DefaultSaveName(const QString& filter) const {
+  static const QRegularExpression pattern(QStringLiteral("\\*\\.(\\w+)"));
+  const QRegularExpressionMatch m = pattern.match(filter);
+  if (!m.hasMatch() || !record_.RecordLoaded()) return {};
+  return QString::fromStdString(
+      ExportNameFor(record_.RecordFileName(), m.captured(1).toStdString()));
+}
+
+bool TSpotForm::HasUnsavedTracks() const {
+  return tracks_->unsaved && tracks_->completed_count > 0;
+}
+
+bool TSpotForm::MayDropTracks() {
+  if (playback_) {
+    StopClick();
+    FinishPlayback();
+  }
+  if (!HasUnsavedTracks()) return true;
+  switch (AskUnsavedTracks()) {
+    case UnsavedAnswer::kSave:
+      return SaveTracks();
+    case UnsavedAnswer::kDiscard:
+      return true;
+    case UnsavedAnswer::kCancel:
+      break;
+  }
+  return false;
+}
+
+void TSpotForm::closeEvent(QCloseEvent* event) {
+  if (!MayDropTracks()) {
+    event->ignore();
+    return;
+  }
+  QMainWindow::closeEvent(event);
 }
 
 bool TSpotForm::Playing() const {
@@ -206,37 +322,63 @@ bool TSpotForm::Playing() const {
 void TSpotForm::StartPlayback(FrameConsumer* pass) {
   if (playback_ || !record_.RecordLoaded()) return;
   stop_ = false;
+  playback_pass_ = pass;
   playback_ = std::make_unique<Playback>(record_, std::vector<FrameConsumer*>{pass, refresh_.get()},
                                          &stop_);
+  SetTrackCommandsEnabled(false);
   if (!playback_->Begin(reporter_)) {
     EndPlayback();
     return;
   }
+  ShowProgress();
   timer_->start();
 }
 
+void TSpotForm::ShowProgress() {
+  if (!playback_) return;
+  progress_->setText(Q(PassProgress(playback_->FramesPlayed(),
+                                    playback_->LastFrame() - playback_->FirstFrame() + 1)));
+}
+
+// One frame a tick. The timer rests while the frame is read: a message box
+// about a broken frame runs its own event loop, and the next tick must not
+// read on behind it.
 void TSpotForm::Tick() {
-  if (playback_ && !playback_->Step(reporter_)) EndPlayback();
+  timer_->stop();
+  if (!playback_) return;
+  if (!playback_->Step(reporter_)) {
+    EndPlayback();
+    return;
+  }
+  ShowProgress();
+  if (playback_) timer_->start();
 }
 
 void TSpotForm::EndPlayback() {
   timer_->stop();
   if (!playback_) return;
+  const int32_t total = playback_->LastFrame() - playback_->FirstFrame() + 1;
   playback_->Finish();
+  progress_->setText(playback_->Completed() ? QString()
+                                            : Q(PassStopped(playback_->FramesPlayed(), total)));
   playback_.reset();
-  view_->SetSpots(detect_ ? &detect_->Finder().Objects() : nullptr);
+  playback_pass_ = nullptr;
   SetTrackCommandsEnabled(tracks_->completed_count > 0);
   view_->update();
   CalcDist(true);
+  emit PassEnded();
 }
 
 void TSpotForm::CalcDist(bool now) {
   const int64_t ms = QDateTime::currentMSecsSinceEpoch();
   if (!now && ms - last_graph_ms_ < 250) return;
   last_graph_ms_ = ms;
-  histogram_ = DistanceHistogram(detect_ ? detect_->Finder().Objects() : std::vector<SpotRec>{});
+  // The spots of the frame the view shows.
+  const std::vector<SpotRec> none;
+  const std::vector<SpotRec>& spots = view_->Spots() ? *view_->Spots() : none;
+  histogram_ = DistanceHistogram(spots);
   graph_->SetData(histogram_.data(), 1, kDistanceBins);
-  graph_->Notes[0] = std::to_string(detect_ ? detect_->Finder().ObjectCount() : 0) + " objects";
+  graph_->Notes[0] = std::to_string(spots.size()) + " objects";
   const float most = *std::max_element(histogram_.begin() + kDistanceBins, histogram_.end());
   FitAxis(graph_->X, 0, kDistanceBins * kDistanceBinUm, 0, 5);
   FitAxis(graph_->Y0, 0, std::max(most, 1.0f), 0.05, 5);
@@ -251,7 +393,9 @@ void TSpotForm::DetectClick() {
   if (playback_) return;
   SetTrackCommandsEnabled(false);
   detect_ = std::make_unique<DetectPass>(*tracks_, params_, reporter_);
-  view_->SetSpots(&detect_->Finder().Objects());
+  view_->SetSpots(nullptr, -1);
+  frame_spots_at_ = -1;
+  detect_spots_valid_ = true;
   StartPlayback(detect_.get());
 }
 
@@ -274,15 +418,22 @@ void TSpotForm::StopClick() {
 }
 
 void TSpotForm::SaveXKIfileClick() {
+  SaveTracks();
+}
+
+bool TSpotForm::SaveTracks() {
+  if (playback_) return false;
   const QString path = batch_ ? BatchXkiName()
                               : AskSaveFile(QStringLiteral("Save X-Y-Int Data (XKI)"),
                                             QStringLiteral("XKI files (*.xki)"));
-  if (path.isEmpty()) return;
+  if (path.isEmpty()) return false;
   XkiWriteOptions o;
   o.parameter = record_.Prm().ScaleX;
   o.selected_only = SelectedOnly->isChecked();
   o.save_zpos = SaveZpos->isChecked();
-  WriteXkiFile(path.toStdString(), *tracks_, o, reporter_);
+  if (!WriteXkiFile(path.toStdString(), *tracks_, o, reporter_)) return false;
+  tracks_->unsaved = false;
+  return true;
 }
 
 void TSpotForm::ReadXKIfileClick() {
@@ -303,12 +454,43 @@ void TSpotForm::ReadXKIfileClick() {
 }
 
 void TSpotForm::SaveCurSpotsClick() {
-  if (!detect_) return;
+  if (playback_ || !record_.RecordLoaded()) return;
   const QString path =
       AskSaveFile(QStringLiteral("Save Current Spots"), QStringLiteral("Text files (*.txt)"));
   if (path.isEmpty()) return;
-  WriteTextFile(path.toStdString(), CurrentSpotsText(detect_->Finder().Objects()),
-                kFileWritingError, reporter_);
+  WriteTextFile(path.toStdString(), CurrentSpotsText(CurrentFrameSpots()), kFileWritingError,
+                reporter_);
+}
+
+const std::vector<SpotRec>& TSpotForm::CurrentFrameSpots() {
+  const int32_t f = record_.CurrentFrame();
+  // Detect's own spots while they are those of this frame with these settings.
+  if (detect_ && detect_spots_valid_ && detect_->LastFrame() == f)
+    return detect_->Finder().Objects();
+  if (frame_spots_at_ != f) {
+    frame_spots_.DetectFrame(record_.FrameBuffer(), record_.Width(), record_.Height(),
+                             record_.Prm().ScaleX, params_, reporter_);
+    frame_spots_at_ = f;
+    reporter_.Status(frame_spots_.ReadOut(tracks_->completed_count));
+  }
+  return frame_spots_.Objects();
+}
+
+void TSpotForm::DetectionChanged() {
+  detect_spots_valid_ = false;
+  ShowCurrentFrame();
+}
+
+void TSpotForm::ShowCurrentFrame() {
+  if (playback_ || !record_.RecordLoaded()) return;
+  // The same frame may show other counts now (filters of the main window).
+  frame_spots_at_ = -1;
+  // Detection is needed only where spots are drawn.
+  if (view_->Mode() == SpotViewMode::kCurrentSpots) {
+    view_->SetSpots(&CurrentFrameSpots(), record_.CurrentFrame());
+    CalcDist(true);
+  }
+  view_->Refresh();
 }
 
 void TSpotForm::SaveXYIntColumnsClick() {
@@ -333,7 +515,9 @@ void TSpotForm::SetCommand(TrackingCommand command) {
   if (!typed) return;
   if (!ApplyTrackingSetting(command, typed->toStdString(), params_, reporter_)) return;
   if (settings_) StoreTrackingParams(params_, *settings_);
+  RebuildCaption(command, params_, captions_);
   UpdateCaptions();
+  DetectionChanged();
 }
 
 void TSpotForm::MaxRadiusClick() {
@@ -357,9 +541,13 @@ void TSpotForm::ShowTracksClick() {
 }
 void TSpotForm::CurrentSpotsClick() {
   view_->SetMode(SpotViewMode::kCurrentSpots);
+  ShowCurrentFrame();
 }
 void TSpotForm::RefreshClick() {
-  view_->Refresh();
+  if (playback_)
+    view_->Refresh();
+  else
+    ShowCurrentFrame();
 }
 
 void TSpotForm::RunKeyCommand(SpotWindowCommand command) {

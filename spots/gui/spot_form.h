@@ -16,6 +16,7 @@
 #include "display/key_commands.h"
 #include "record/playback.h"
 #include "record/record_store.h"
+#include "spots/spot_finder.h"
 #include "spots/spot_params.h"
 #include "spots/track_statistics.h"
 #include "spots/track_store.h"
@@ -25,6 +26,7 @@
 class QAction;
 class QLabel;
 class QMenu;
+class QSplitter;
 class QTimer;
 
 namespace lumetra {
@@ -53,13 +55,29 @@ class TSpotForm final : public QMainWindow {
   // open and save file names (empty: cancelled).
   std::function<std::optional<QString>(const QString&, const QString&, const QString&)> AskText;
   std::function<QString(const QString& title, const QString& filter)> AskOpenFile;
+  // The save dialog offers the record's name with the filter's extension.
   std::function<QString(const QString& title, const QString& filter)> AskSaveFile;
+  // Asked before tracks that are not saved would be lost.
+  enum class UnsavedAnswer { kSave, kDiscard, kCancel };
+  std::function<UnsavedAnswer()> AskUnsavedTracks;
 
   SpotFormReporter& Messages() { return reporter_; }
   TrackingParams& Params() { return params_; }
   const TrackStore& Tracks() const { return *tracks_; }
   const TXKgraph& DistanceGraph() const { return *graph_; }
   QString StatusText() const;
+  // The second status panel: "frame 17 of 2000 (Esc stops)" while a pass
+  // runs, "stopped at frame 17 of 2000" after one was stopped.
+  QString ProgressText() const;
+  // The save dialog's offer for a filter such as "XKI files (*.xki)": the
+  // record's path with that extension.
+  QString DefaultSaveName(const QString& filter) const;
+  // Tracks that would be lost: completed tracks not read from or written to a file.
+  bool HasUnsavedTracks() const;
+  // Before the record or the window closes: stops a pass under way, and with
+  // unsaved tracks asks to save them. False when the user cancelled (or the
+  // save did not happen): the record and its tracks stay.
+  bool MayDropTracks();
   bool Playing() const;
   // Runs the playback under way to its end without the timer (tests, batch).
   void FinishPlayback();
@@ -76,10 +94,14 @@ class TSpotForm final : public QMainWindow {
   // the whole frame unless the main window hands its region.
   std::function<Region()> OutlineRegion;
 
+  const TrackingCaptions& Captions() const { return captions_; }
+
  signals:
   // Tracks were read from an XKI file: the main window shows the current
   // frame's time again.
   void TracksRead();
+  // Detect or Link Tracks ended: the record's current frame has moved.
+  void PassEnded();
 
  public slots:
   void DetectClick();
@@ -110,6 +132,13 @@ class TSpotForm final : public QMainWindow {
   void SaveIntAsTXTClick();
   void SavePixelCoordinatesClick();
   void IncludeTimeClick();
+  // The settings changed in the main window (its FWHM, a settings file).
+  void MainSettingsChanged();
+  // The main window shows another frame: the views follow it.
+  void ShowCurrentFrame();
+
+ protected:
+  void closeEvent(QCloseEvent* event) override;
 
  private:
   void BuildExportItems(QMenu* file);
@@ -118,13 +147,22 @@ class TSpotForm final : public QMainWindow {
   void SaveText(const QString& title, const std::string& text, std::string_view open_error);
   TrackScale Scale() const;
   void BuildMenus();
+  // Sizes the window so the image pane has the frame's shape.
+  void FitToFrame();
   void BuildFileMenu();
   void StartPlayback(FrameConsumer* pass);
   void Tick();
+  void ShowProgress();
   void EndPlayback();
   void SetCommand(TrackingCommand command);
   void UpdateCaptions();
   void SetTrackCommandsEnabled(bool on);
+  bool SaveTracks();
+  // The spots of the record's current frame, detected now when the last
+  // detection was of another frame.
+  const std::vector<SpotRec>& CurrentFrameSpots();
+  // A setting of the detection changed: the spots shown are detected again.
+  void DetectionChanged();
   // CalcDist: the distance histogram of the current frame's objects; while
   // playing at most a few times a second.
   void CalcDist(bool now);
@@ -132,21 +170,32 @@ class TSpotForm final : public QMainWindow {
   RecordStore& record_;
   SpotFormReporter reporter_;
   TrackingParams params_;
+  TrackingCaptions captions_;
   Settings* settings_ = nullptr;
   std::unique_ptr<TrackStore> tracks_;
   std::unique_ptr<DetectPass> detect_;
+  // Spots of a frame shown outside Detect, and the frame they come from.
+  SpotFinder frame_spots_;
+  int32_t frame_spots_at_ = -1;
+  // False once a setting of the detection changed after Detect.
+  bool detect_spots_valid_ = false;
   std::unique_ptr<LinkTracksPass> link_;
   std::unique_ptr<Playback> playback_;
+  FrameConsumer* playback_pass_ = nullptr;  // the pass the playback drives
   class ViewRefresh;
   std::unique_ptr<ViewRefresh> refresh_;
   std::atomic<bool> stop_{false};
   QTimer* timer_ = nullptr;
   SpotView* view_ = nullptr;
+  QSplitter* split_ = nullptr;
   GraphView* graph_view_ = nullptr;
   std::unique_ptr<TXKgraph> graph_;
   std::vector<float> histogram_;
   int64_t last_graph_ms_ = 0;
   QLabel* status_ = nullptr;
+  QLabel* progress_ = nullptr;
+  QAction* Detect = nullptr;
+  QAction* ReadXKIfile = nullptr;
   QMenu* Settings_ = nullptr;
   QAction* MaxRadius = nullptr;
   QAction* MinTrack = nullptr;

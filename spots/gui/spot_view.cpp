@@ -4,6 +4,7 @@
 #include <QPainterPath>
 #include <algorithm>
 
+#include "spots/spots_messages.h"
 #include "spots/track_export.h"
 
 namespace lumetra {
@@ -22,6 +23,7 @@ void SpotView::Refresh() {
   const int32_t w = record_.Width(), h = record_.Height();
   if (!record_.RecordLoaded() || w <= 0 || h <= 0) {
     frame_ = QImage();
+    frame_number_ = -1;
     update();
     return;
   }
@@ -29,7 +31,8 @@ void SpotView::Refresh() {
   const size_t n = static_cast<size_t>(w) * h;
   const auto [lo, hi] = std::minmax_element(px, px + n);
   const int32_t low = *lo, span = std::max(1, *hi - *lo);
-  frame_ = QImage(w, h, QImage::Format_Grayscale8);
+  frame_number_ = record_.CurrentFrame();
+  if (frame_.width() != w || frame_.height() != h) frame_ = QImage(w, h, QImage::Format_Grayscale8);
   for (int32_t y = 0; y < h; ++y) {
     uchar* row = frame_.scanLine(y);
     const uint16_t* src = px + static_cast<size_t>(y) * w;
@@ -38,20 +41,39 @@ void SpotView::Refresh() {
   update();
 }
 
-void SpotView::paintEvent(QPaintEvent*) {
-  QPainter p(this);
-  p.fillRect(rect(), Qt::black);
-  if (frame_.isNull()) return;
+QRectF SpotView::ImageRect() const {
+  if (frame_.isNull()) return {};
   const double scale = std::min(width() / static_cast<double>(frame_.width()),
                                 height() / static_cast<double>(frame_.height()));
-  p.scale(scale, scale);
+  const double w = frame_.width() * scale, h = frame_.height() * scale;
+  return {(width() - w) / 2, (height() - h) / 2, w, h};
+}
+
+void SpotView::paintEvent(QPaintEvent*) {
+  QPainter p(this);
+  p.fillRect(rect(), palette().window());
+  if (frame_.isNull()) return;
+  const QRectF area = ImageRect();
+  p.translate(area.topLeft());
+  p.scale(area.width() / frame_.width(), area.height() / frame_.height());
   p.drawImage(0, 0, frame_);
   // Pixel centres lie at whole numbers + 0.5 in paint coordinates.
   auto at = [](double x, double y) { return QPointF(x + 0.5, y + 0.5); };
   if (mode_ == SpotViewMode::kCurrentSpots) {
-    if (!spots_) return;
+    // Spots of another frame would sit on the wrong image.
+    if (!spots_ || spots_frame_ != frame_number_) return;
     p.setPen(QPen(Qt::green, 0));
     for (const SpotRec& s : *spots_) p.drawEllipse(at(s.X, s.Y), 3.0, 3.0);
+    // Which frame the spots come from, in the image's top-left corner.
+    p.resetTransform();
+    const QString note =
+        QString::fromUtf8(kSpotsOfFrame.data(), static_cast<qsizetype>(kSpotsOfFrame.size())) +
+        QString::number(spots_frame_);
+    const QSizeF size = QSizeF(p.fontMetrics().size(0, note)) + QSizeF(8, 4);
+    const QRectF box(area.topLeft() + QPointF(4, 4), size);
+    p.fillRect(box, QColor(0, 0, 0, 160));
+    p.setPen(Qt::white);
+    p.drawText(box, Qt::AlignCenter, note);
     return;
   }
   const PRM_INFO& prm = record_.Prm();

@@ -5,20 +5,53 @@
 #include <gtest/gtest.h>
 
 #include <QApplication>
+#include <QCoreApplication>
 #include <QMenu>
 #include <QMenuBar>
 #include <filesystem>
 #include <fstream>
+#include <sstream>
 
 #include "graph/gui/xk_graph.h"
 #include "record/simulator.h"
 #include "spots/gui/spot_view.h"
+#include "spots/spot_finder.h"
 #include "spots/spots_messages.h"
+#include "spots/track_export.h"
 
 namespace lumetra {
 namespace {
 
 namespace fs = std::filesystem;
+
+std::string ReadAll(const fs::path& p) {
+  std::ifstream in(p, std::ios::binary);
+  std::ostringstream s;
+  s << in.rdbuf();
+  return s.str();
+}
+
+// A simulated 128 x 128 record in its own folder, open in a store.
+struct SimRecord {
+  explicit SimRecord(const char* name, int frames = 20) {
+    dir = fs::temp_directory_path() / name;
+    fs::create_directories(dir);
+    SimulationParams p;
+    p.width = p.height = 128;
+    p.frames = frames;
+    p.spots = 6;
+    p.seed = 4;
+    path = (dir / "sim.xkv").string();
+    CollectingReporter rep;
+    SimulateRecord(p, path, rep);
+    record = RecordStore::Create(rep);
+    record->Open(path, rep);
+  }
+  ~SimRecord() { fs::remove_all(dir); }
+  fs::path dir;
+  std::string path;
+  std::unique_ptr<RecordStore> record;
+};
 
 QApplication& App() {
   static int argc = 1;
@@ -232,6 +265,192 @@ TEST(SpotForm, StatisticsExportsOptionsAndBatchFlag) {
   form.ReadXKIfileClick();
   EXPECT_EQ(reads, 1);
   fs::remove_all(dir);
+// The status bar counts the frames of a pass and says when it was stopped;
+// the read-out of the pass stays the one of the tracking window.
+TEST(SpotForm, PassesShowProgressAndStop) {
+  App();
+  SimRecord sim("lumetra_spot_form_progress", 30);
+  TSpotForm form(*sim.record);
+  form.DetectClick();
+  EXPECT_EQ(form.ProgressText(), "frame 1 of 30 (Esc stops)");
+  for (int i = 0; i < 5 && form.Playing(); ++i) QCoreApplication::processEvents();
+  ASSERT_TRUE(form.Playing());
+  EXPECT_TRUE(form.ProgressText().startsWith("frame ")) << form.ProgressText().toStdString();
+  EXPECT_TRUE(form.ProgressText().endsWith(" of 30 (Esc stops)"));
+  form.StopClick();
+  form.FinishPlayback();
+  EXPECT_TRUE(form.ProgressText().startsWith("stopped at frame "))
+      << form.ProgressText().toStdString();
+  EXPECT_TRUE(form.ProgressText().endsWith(" of 30"));
+  EXPECT_TRUE(form.StatusText().endsWith(" completed tracks"));
+
+  form.DetectClick();
+  form.FinishPlayback();
+  EXPECT_EQ(form.ProgressText(), "");
+  form.LinkTracksClick();
+  EXPECT_EQ(form.ProgressText(), "frame 1 of 30 (Esc stops)");
+  form.FinishPlayback();
+  EXPECT_EQ(form.ProgressText(), "");
+  EXPECT_TRUE(form.StatusText().endsWith(" - truncated)"));
+}
+
+// Before tracks that are not saved are lost the window asks: Cancel and a
+// cancelled save keep them, Discard drops them, a save clears the question.
+TEST(SpotForm, UnsavedTracksAreAskedFor) {
+  App();
+  SimRecord sim("lumetra_spot_form_unsaved");
+  TSpotForm form(*sim.record);
+  QStringList modals;
+  form.Messages().show_modal = [&](const QString& t) { modals << t; };
+  int asked = 0;
+  TSpotForm::UnsavedAnswer answer = TSpotForm::UnsavedAnswer::kCancel;
+  form.AskUnsavedTracks = [&] {
+    ++asked;
+    return answer;
+  };
+  QString save_to;
+  form.AskSaveFile = [&](const QString&, const QString&) { return save_to; };
+  EXPECT_TRUE(form.MayDropTracks()) << "no tracks, nothing to ask";
+  EXPECT_EQ(asked, 0);
+
+  form.DetectClick();
+  // A pass under way is stopped first; after one frame it has no track to lose.
+  EXPECT_TRUE(form.Playing());
+  EXPECT_TRUE(form.MayDropTracks());
+  EXPECT_FALSE(form.Playing());
+  EXPECT_EQ(asked, 0);
+  form.DetectClick();
+  form.FinishPlayback();
+  ASSERT_GT(form.Tracks().completed_count, 0);
+  struct Case {
+    TSpotForm::UnsavedAnswer answer;
+    const char* path;
+    bool may_drop;
+    bool unsaved_after;
+  };
+  const std::string xki = (sim.dir / "t.xki").string();
+  const Case cases[] = {
+      {TSpotForm::UnsavedAnswer::kCancel, "", false, true},
+      {TSpotForm::UnsavedAnswer::kDiscard, "", true, true},
+      {TSpotForm::UnsavedAnswer::kSave, "", false, true},  // the save dialog was cancelled
+      {TSpotForm::UnsavedAnswer::kSave, xki.c_str(), true, false},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(static_cast<int>(c.answer));
+    SCOPED_TRACE(c.path);
+    answer = c.answer;
+    save_to = QString::fromStdString(c.path);
+    EXPECT_EQ(form.MayDropTracks(), c.may_drop);
+    EXPECT_EQ(form.HasUnsavedTracks(), c.unsaved_after);
+  }
+  EXPECT_TRUE(fs::exists(xki));
+  asked = 0;
+  EXPECT_TRUE(form.MayDropTracks());
+  EXPECT_EQ(asked, 0) << "saved tracks are not asked for";
+  form.LinkTracksClick();
+  form.FinishPlayback();
+  EXPECT_TRUE(form.HasUnsavedTracks()) << "Link Tracks changed them";
+  form.AskOpenFile = [&](const QString&, const QString&) { return QString::fromStdString(xki); };
+  form.ReadXKIfileClick();
+  EXPECT_FALSE(form.HasUnsavedTracks()) << "tracks read from a file";
+  EXPECT_TRUE(modals.isEmpty()) << modals.join("|").toStdString();
+}
+
+// Current Spots shows the spots of the frame the record is at, and "Save
+// Current Spots" writes them; the save dialog offers the record's name.
+TEST(SpotForm, CurrentSpotsAreThoseOfTheShownFrame) {
+  App();
+  SimRecord sim("lumetra_spot_form_current");
+  TSpotForm form(*sim.record);
+  form.DetectClick();
+  form.FinishPlayback();
+  auto* view = form.findChild<SpotView*>();
+  ASSERT_NE(view, nullptr);
+  form.CurrentSpotsClick();
+  EXPECT_EQ(view->SpotsFrame(), 19);
+  CollectingReporter rep;
+  ASSERT_TRUE(sim.record->GoToFrame(5, rep));
+  form.ShowCurrentFrame();
+  EXPECT_EQ(view->FrameShown(), 5);
+  EXPECT_EQ(view->SpotsFrame(), 5);
+
+  SpotFinder fresh;
+  fresh.DetectFrame(sim.record->FrameBuffer(), 128, 128, sim.record->Prm().ScaleX, form.Params(),
+                    rep);
+  ASSERT_GT(fresh.ObjectCount(), 0);
+  const fs::path out = sim.dir / "spots.txt";
+  form.AskSaveFile = [&](const QString&, const QString&) {
+    return QString::fromStdString(out.string());
+  };
+  form.SaveCurSpotsClick();
+  EXPECT_EQ(ReadAll(out), CurrentSpotsText(fresh.Objects()));
+  // A new threshold is seen at once: no spot reaches Q = 10000.
+  form.AskText = [](const QString&, const QString&, const QString&) -> std::optional<QString> {
+    return QStringLiteral("10000");
+  };
+  form.SensThrClick();
+  ASSERT_NE(view->Spots(), nullptr);
+  EXPECT_TRUE(view->Spots()->empty());
+  EXPECT_EQ(view->SpotsFrame(), 5);
+
+  struct Case {
+    const char* filter;
+    const char* name;
+  };
+  const Case cases[] = {
+      {"XKI files (*.xki)", "sim.xki"}, {"Text files (*.txt)", "sim.txt"}, {"All Files", ""}};
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.filter);
+    const QString offer = form.DefaultSaveName(QString::fromLatin1(c.filter));
+    EXPECT_EQ(offer.isEmpty() ? std::string() : fs::path(offer.toStdString()).filename().string(),
+              c.name);
+  }
+  EXPECT_EQ(fs::path(form.DefaultSaveName("XKI files (*.xki)").toStdString()).parent_path(),
+            sim.dir);
+}
+
+// The settings items start with their captions of the start; a change from
+// the main window or from the window's own setter rebuilds only its caption
+// and the settings menu's.
+TEST(SpotForm, SettingsCaptionsFollowTheSettings) {
+  App();
+  SimRecord sim("lumetra_spot_form_captions", 14);
+  TSpotForm form(*sim.record);
+  Settings settings;
+  form.UseSettings(&settings);
+  auto texts = [&] {
+    QStringList t;
+    for (QAction* menu : form.menuBar()->actions())
+      if (menu->text().startsWith("Settings")) {
+        t << menu->text();
+        for (QAction* a : menu->menu()->actions())
+          if (!a->isCheckable()) t << a->text();
+      }
+    return t.join("|").toStdString();
+  };
+  EXPECT_EQ(texts(),
+            "Settings( R5 L10 Q8 C500 )|Max.Radius=5pix|TrackLen >=10 steps |Q-thresh=8|"
+            "Cluster Thresh=500");
+  settings.FwhmNm = 300;
+  form.MainSettingsChanged();
+  EXPECT_EQ(form.Params().fwhm_nm, 300);
+  EXPECT_EQ(texts(),
+            "Settings(R5,FWHM300)|Max.Radius=5pix|TrackLen >=10 steps |Q-thresh=8|"
+            "Cluster Thresh=500");
+  settings.MaxTrackingJump = 7;
+  form.MainSettingsChanged();
+  EXPECT_EQ(form.Params().max_radius, 7);
+  EXPECT_EQ(texts(),
+            "Settings(R7,FWHM300)|Max.(R)adius=7 pix|TrackLen >=10 steps |Q-thresh=8|"
+            "Cluster Thresh=500");
+  form.AskText = [](const QString&, const QString&, const QString&) -> std::optional<QString> {
+    return QStringLiteral("600");
+  };
+  form.ClustThrClick();
+  EXPECT_EQ(settings.ClusterThreshold, 600);
+  EXPECT_EQ(texts(),
+            "Settings(R7,FWHM300)|Max.(R)adius=7 pix|TrackLen >=10 steps |Q-thresh=8|"
+            "(C)lastThr=600 counts/pixel");
 }
 
 }  // namespace

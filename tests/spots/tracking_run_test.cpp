@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <atomic>
 #include <cmath>
 #include <filesystem>
 #include <fstream>
@@ -87,6 +88,72 @@ TEST_F(TrackingRun, TracksMatchTheTruth) {
   EXPECT_GE(r.Precision(), 0.99);
   EXPECT_GE(r.LinkFraction(), 0.9);
   EXPECT_LT(r.RmsePerAxisPx() * 100, 1.5 * MortensenLimitNm(2000, 104, 250, 100));
+}
+
+// Every point the views draw and the exports write lies near the whole-pixel
+// position Detect linked, while the second pass runs and after it: refined
+// frames are um and the rest pixels, and a stopped pass leaves only the
+// refined frames in the tracks.
+TEST_F(TrackingRun, PointsStayOnTheTrackDuringAndAfterTheSecondPass) {
+  for (const int32_t stop_after : {-1, 15}) {
+    SCOPED_TRACE(stop_after);
+    CollectingReporter rep;
+    auto record = RecordStore::Create(rep);
+    ASSERT_TRUE(record && record->Open(record_, rep));
+    auto tracks = std::make_unique<TrackStore>();
+    TrackingParams params;
+    DetectPass detect(*tracks, params, rep, 1);
+    Playback(*record, {&detect}).Run(rep);
+    ASSERT_GE(tracks->completed_count, 3);
+    std::vector<std::vector<std::pair<double, double>>> linked(
+        static_cast<size_t>(tracks->track_count));
+    for (int32_t t = 0; t < tracks->track_count; ++t)
+      for (int32_t f = 0; f < tracks->Frames(); ++f) {
+        double x = -1, y = -1;
+        TrackPointAt(*tracks, t, f, 100, 100, x, y);
+        linked[static_cast<size_t>(t)].emplace_back(x, y);
+      }
+    auto check_points = [&](const char* when) {
+      SCOPED_TRACE(when);
+      int32_t points = 0;
+      for (int32_t t = 0; t < tracks->track_count; ++t)
+        for (int32_t f = 0; f < tracks->Frames(); ++f) {
+          double x, y;
+          if (!TrackPointAt(*tracks, t, f, 100, 100, x, y)) continue;
+          const auto [lx, ly] = linked[static_cast<size_t>(t)][static_cast<size_t>(f)];
+          ASSERT_GE(lx, 0) << "track " << t << " frame " << f << " had no point";
+          ASSERT_NEAR(x, lx, 2.0) << "track " << t << " frame " << f;
+          ASSERT_NEAR(y, ly, 2.0) << "track " << t << " frame " << f;
+          ++points;
+        }
+      EXPECT_GT(points, 0);
+    };
+    std::atomic<bool> stop{false};
+    LinkTracksPass link(*tracks, params, rep, 1);
+    Playback play(*record, {&link}, &stop);
+    ASSERT_TRUE(play.Begin(rep));
+    do {
+      check_points("while the pass runs");
+      if (play.FramesPlayed() == stop_after) stop = true;
+    } while (play.Step(rep));
+    play.Finish();
+    EXPECT_TRUE(tracks->refined);
+    check_points("after the pass");
+    int32_t completed = 0;
+    for (int32_t t = 0; t < tracks->track_count; ++t) {
+      const TrackRec& r = tracks->Slot(t);
+      if (!r.completed) continue;
+      ++completed;
+      EXPECT_GT(r.point_count, params.min_track);
+      if (stop_after > 0) {
+        EXPECT_LE(r.first_frame + r.point_count, stop_after - 1);
+      }
+    }
+    EXPECT_EQ(completed, tracks->completed_count);
+    if (stop_after > 0) {
+      EXPECT_GT(tracks->truncated, 0);
+    }
+  }
 }
 
 TEST(TrackEval, MatchingIsOneToOneAndLinksNeedOneTrack) {
