@@ -155,116 +155,6 @@ TEST(SpotForm, DetectLinkSaveAndReadTracks) {
   fs::remove_all(dir);
 }
 
-// A checkable or plain item of any menu of the window, by caption.
-QAction* Item(TSpotForm& form, const QString& text) {
-  for (QAction* menu : form.menuBar()->actions())
-    if (menu->menu())
-      for (QAction* a : menu->menu()->actions()) {
-        if (a->text() == text) return a;
-        if (a->menu())
-          for (QAction* b : a->menu()->actions())
-            if (b->text() == text) return b;
-      }
-  return nullptr;
-}
-
-std::string FirstLine(const std::string& path) {
-  std::ifstream in(path);
-  std::string line;
-  std::getline(in, line);
-  return line;
-}
-
-TEST(SpotForm, StatisticsExportsOptionsAndBatchFlag) {
-  App();
-  const fs::path dir = fs::temp_directory_path() / "lumetra_spot_form_exports_test";
-  fs::create_directories(dir);
-  SimulationParams p;
-  p.width = p.height = 96;
-  p.frames = 16;
-  p.spots = 5;
-  p.seed = 5;
-  const std::string path = (dir / "cell.xkv").string();
-  CollectingReporter sim;
-  ASSERT_TRUE(SimulateRecord(p, path, sim));
-  auto record = RecordStore::Create(sim);
-  ASSERT_TRUE(record->Open(path, sim));
-  TSpotForm form(*record);
-  QStringList modals;
-  form.Messages().show_modal = [&](const QString& t) { modals << t; };
-  QString next_file;
-  int asked = 0;
-  form.AskSaveFile = [&](const QString&, const QString&) {
-    ++asked;
-    return next_file;
-  };
-
-  // Before Detect the map is empty, and that is said.
-  form.SaveSpotsInMapClick();
-  EXPECT_EQ(modals, QStringList{QString::fromUtf8(kSpotMapEmpty.data(), kSpotMapEmpty.size())});
-  modals.clear();
-
-  QAction* map = Item(form, "Build Spot Map");
-  QAction* filaments = Item(form, "Track Filaments");
-  ASSERT_TRUE(map && filaments);
-  EXPECT_FALSE(filaments->isChecked());
-  map->trigger();
-  form.DetectClick();
-  form.FinishPlayback();
-  form.LinkTracksClick();
-  form.FinishPlayback();
-  ASSERT_GE(form.Tracks().completed_count, 2);
-
-  struct Case {
-    const char* item;
-    const char* file;
-    const char* header;
-  };
-  for (const Case& c :
-       {Case{"Save Velocity (TXT)", "v.txt", "Velocity(um/s)\tTrack_Length"},
-        Case{"Save Dlat vs Distance to Outline (TXT)", "d.txt",
-             "DistanceToEdge\tMobility(Dlat(um2/s)"},
-        Case{"Save Distributions (TXT)", "dist.txt", "Intensity_Distribution"},
-        Case{"Save Intensity Distribution in Record (TXT)", "i.txt", "Intensity_Distribution"},
-        Case{"Save Spots in Map (TXT)", "m.txt", "FrNum\tInt(c/pix)\tX(um)\tY(um)"}}) {
-    SCOPED_TRACE(c.item);
-    QAction* a = Item(form, c.item);
-    ASSERT_NE(a, nullptr);
-    next_file = QString::fromStdString((dir / c.file).string());
-    a->trigger();
-    EXPECT_EQ(FirstLine((dir / c.file).string()), c.header);
-  }
-  EXPECT_TRUE(modals.isEmpty()) << modals.join("|").toStdString();
-
-  // The column options through their handlers.
-  QAction* time = Item(form, "Include Time");
-  QAction* xy = Item(form, "X and Y");
-  ASSERT_TRUE(time && xy);
-  form.IncludeTimeClick();
-  EXPECT_TRUE(time->isChecked());
-  time->trigger();
-  EXPECT_FALSE(time->isChecked());
-  form.SaveXYasTXTClick();
-  EXPECT_TRUE(xy->isChecked());
-  EXPECT_FALSE(Item(form, "Intensity, X and Y")->isChecked());
-
-  // With the batch flag the XKI file goes to its batch name without a dialog.
-  asked = 0;
-  form.SetBatchMode(true);
-  const std::string batch = (dir / "cell-R5L10q8c500.xki").string();
-  EXPECT_EQ(form.BatchXkiName().toStdString(), batch);
-  form.SaveXKIfileClick();
-  EXPECT_EQ(asked, 0);
-  EXPECT_GT(fs::file_size(batch), 0u);
-  form.SetBatchMode(false);
-
-  // Reading tracks tells the main window to show the frame's time again.
-  int reads = 0;
-  QObject::connect(&form, &TSpotForm::TracksRead, [&] { ++reads; });
-  form.AskOpenFile = [&](const QString&, const QString&) { return QString::fromStdString(batch); };
-  form.ReadXKIfileClick();
-  EXPECT_EQ(reads, 1);
-  fs::remove_all(dir);
 // The status bar counts the frames of a pass and says when it was stopped;
 // the read-out of the pass stays the one of the tracking window.
 TEST(SpotForm, PassesShowProgressAndStop) {
@@ -451,6 +341,118 @@ TEST(SpotForm, SettingsCaptionsFollowTheSettings) {
   EXPECT_EQ(texts(),
             "Settings(R7,FWHM300)|Max.(R)adius=7 pix|TrackLen >=10 steps |Q-thresh=8|"
             "(C)lastThr=600 counts/pixel");
+}
+
+// A checkable or plain item of any menu of the window, by caption.
+QAction* Item(TSpotForm& form, const QString& text) {
+  for (QAction* menu : form.menuBar()->actions())
+    if (menu->menu())
+      for (QAction* a : menu->menu()->actions()) {
+        if (a->text() == text) return a;
+        if (a->menu())
+          for (QAction* b : a->menu()->actions())
+            if (b->text() == text) return b;
+      }
+  return nullptr;
+}
+
+std::string FirstLine(const std::string& path) {
+  std::ifstream in(path);
+  std::string line;
+  std::getline(in, line);
+  return line;
+}
+
+TEST(SpotForm, StatisticsExportsOptionsAndBatchFlag) {
+  App();
+  const fs::path dir = fs::temp_directory_path() / "lumetra_spot_form_exports_test";
+  fs::create_directories(dir);
+  SimulationParams p;
+  p.width = p.height = 96;
+  p.frames = 16;
+  p.spots = 5;
+  p.seed = 5;
+  const std::string path = (dir / "cell.xkv").string();
+  CollectingReporter sim;
+  ASSERT_TRUE(SimulateRecord(p, path, sim));
+  auto record = RecordStore::Create(sim);
+  ASSERT_TRUE(record->Open(path, sim));
+  TSpotForm form(*record);
+  QStringList modals;
+  form.Messages().show_modal = [&](const QString& t) { modals << t; };
+  QString next_file;
+  int asked = 0;
+  form.AskSaveFile = [&](const QString&, const QString&) {
+    ++asked;
+    return next_file;
+  };
+
+  // Before Detect the map is empty, and that is said.
+  form.SaveSpotsInMapClick();
+  EXPECT_EQ(modals, QStringList{QString::fromUtf8(kSpotMapEmpty.data(), kSpotMapEmpty.size())});
+  modals.clear();
+
+  QAction* map = Item(form, "Build Spot Map");
+  QAction* filaments = Item(form, "Track Filaments");
+  ASSERT_TRUE(map && filaments);
+  EXPECT_FALSE(filaments->isChecked());
+  map->trigger();
+  form.DetectClick();
+  form.FinishPlayback();
+  form.LinkTracksClick();
+  form.FinishPlayback();
+  ASSERT_GE(form.Tracks().completed_count, 2);
+
+  struct Case {
+    const char* item;
+    const char* file;
+    const char* header;
+  };
+  for (const Case& c :
+       {Case{"Save Velocity (TXT)", "v.txt", "Velocity(um/s)\tTrack_Length"},
+        Case{"Save Dlat vs Distance to Outline (TXT)", "d.txt",
+             "DistanceToEdge\tMobility(Dlat(um2/s)"},
+        Case{"Save Distributions (TXT)", "dist.txt", "Intensity_Distribution"},
+        Case{"Save Intensity Distribution in Record (TXT)", "i.txt", "Intensity_Distribution"},
+        Case{"Save Spots in Map (TXT)", "m.txt", "FrNum\tInt(c/pix)\tX(um)\tY(um)"}}) {
+    SCOPED_TRACE(c.item);
+    QAction* a = Item(form, c.item);
+    ASSERT_NE(a, nullptr);
+    next_file = QString::fromStdString((dir / c.file).string());
+    a->trigger();
+    EXPECT_EQ(FirstLine((dir / c.file).string()), c.header);
+  }
+  EXPECT_TRUE(modals.isEmpty()) << modals.join("|").toStdString();
+
+  // The column options through their handlers.
+  QAction* time = Item(form, "Include Time");
+  QAction* xy = Item(form, "X and Y");
+  ASSERT_TRUE(time && xy);
+  form.IncludeTimeClick();
+  EXPECT_TRUE(time->isChecked());
+  time->trigger();
+  EXPECT_FALSE(time->isChecked());
+  form.SaveXYasTXTClick();
+  EXPECT_TRUE(xy->isChecked());
+  EXPECT_FALSE(Item(form, "Intensity, X and Y")->isChecked());
+
+  // With the batch flag the XKI file goes to its batch name without a dialog.
+  asked = 0;
+  form.SetBatchMode(true);
+  const std::string batch = (dir / "cell-R5L10q8c500.xki").string();
+  EXPECT_EQ(form.BatchXkiName().toStdString(), batch);
+  form.SaveXKIfileClick();
+  EXPECT_EQ(asked, 0);
+  EXPECT_GT(fs::file_size(batch), 0u);
+  form.SetBatchMode(false);
+
+  // Reading tracks tells the main window to show the frame's time again.
+  int reads = 0;
+  QObject::connect(&form, &TSpotForm::TracksRead, [&] { ++reads; });
+  form.AskOpenFile = [&](const QString&, const QString&) { return QString::fromStdString(batch); };
+  form.ReadXKIfileClick();
+  EXPECT_EQ(reads, 1);
+  fs::remove_all(dir);
 }
 
 }  // namespace
