@@ -1,0 +1,16 @@
+// Where a tool window opens: beside the main window where the screen has room
+// (right, then left), else over the main window's right part; always wholly
+// on the screen the main window is on, made smaller when it is larger than
+// that screen. All rectangles are frames (decoration included), screen pixels.
+#pragma once
+
+#include <cstdint>
+
+#include "display/screen_box.h"
+
+namespace lumetra {
+
+ScreenBox PlaceToolWindow(const ScreenBox& main_frame, int32_t width, int32_t height,
+                          const ScreenBox& screen);
+
+}  // namespace lumetra
