@@ -86,8 +86,14 @@ void TMainForm::RebuildTempFilt() {
   checks.running_buffer_size = settings_.values().RunningBufSize;
   const TempFiltMenu m = RebuildTempFiltMenu(checks);
   TempFilt->setTitle(Q(m.caption));
-  if (store_) UseTemporalMedian(*store_, median_, m.median_frames);
+  if (!store_) return;
+  UseTemporalMedian(*store_, median_, m.median_frames);
   TempFilt->setEnabled(median_.MenuEnabled());
+  // The frame shown follows the new chain at once, not at the next step.
+  if (!Playing() && store_->RecordLoaded()) {
+    RereadThroughChain(*store_, median_, reporter_);
+    ShowFrame();
+  }
 }
 
 // The named handlers toggle their own check mark, as a click does.
