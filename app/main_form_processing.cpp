@@ -16,8 +16,10 @@
 #include "app/main_form.h"
 #include "app/qt_text.h"
 #include "common/text_format.h"
+#include "display/gui/tool_window.h"
 #include "processing/bmp_export.h"
 #include "processing/export_transform.h"
+#include "processing/output_names.h"
 #include "processing/part_export.h"
 #include "processing/processing_messages.h"
 #include "processing/record_fusion.h"
@@ -188,8 +190,9 @@ void TMainForm::SaveRecordAs(const TransformRequest& request) {
   const SaveDialogSetup setup = SaveDialogFor(request.kind);
   const bool bmp = request.kind == TransformKind::kBmpSeq || request.kind == TransformKind::kPage;
   const QString out =
-      AskSaveFile(Q(setup.title), bmp ? Q(kBmpSaveFilter) : DialogFilter(setup.filter),
-                  bmp ? QStringLiteral("bmp") : Suffix(setup.default_ext));
+      AskSaveFileNamed(Q(setup.title), bmp ? Q(kBmpSaveFilter) : DialogFilter(setup.filter),
+                       bmp ? QStringLiteral("bmp") : Suffix(setup.default_ext),
+                       Q(DefaultTransformName(store_->RecordFileName(), request)));
   if (out.isEmpty()) return;
 
   const int32_t shown = std::max(0, store_->CurrentFrame());
@@ -365,7 +368,8 @@ void TMainForm::SaveProfileFileClick() {
 void TMainForm::FuseRecordsClick() {
   const QStringList inputs = AskOpenFiles(Q(kFuseOpenTitle), Q(kXkvFilter));
   if (inputs.isEmpty()) return;
-  const QString out = AskSaveFile(Q(kFuseSaveTitle), Q(kXkvSaveFilter), QStringLiteral("xkv"));
+  const QString out = AskSaveFileNamed(Q(kFuseSaveTitle), Q(kXkvSaveFilter), QStringLiteral("xkv"),
+                                       Q(DefaultFusedName(S(inputs.first()))));
   if (out.isEmpty()) return;
   if (Playing()) EndPlayback();
   std::vector<std::string> files;
@@ -391,7 +395,7 @@ TComForm* TMainForm::ComForm() {
   if (com_form_) return com_form_;
   ComFormHooks hooks;
   hooks.ask_save_file = [this](const QString& t, const QString& f, const QString& s) {
-    return AskSaveFile(t, f, s);
+    return AskSaveFileNamed(t, f, s, QString());
   };
   hooks.ask_open_file = [this](const QString& t, const QString& f) { return AskOpenFile(t, f); };
   hooks.header_template = [this] { return store_ ? store_->Prm() : DefaultPrmInfo(); };
@@ -406,7 +410,9 @@ TComForm* TMainForm::ComForm() {
 }
 
 void TMainForm::ImportDataClick() {
+  const bool first = com_form_ == nullptr;
   TComForm* form = ComForm();
+  if (first) PlaceToolWindow(form, this);
   form->show();
   form->raise();
   form->activateWindow();

@@ -6,6 +6,7 @@
 
 #include "app/main_form.h"
 #include "app/qt_text.h"
+#include "display/gui/tool_window.h"
 #include "spots/gui/spot_form.h"
 #include "spots/spots_messages.h"
 
@@ -33,6 +34,7 @@ void TMainForm::SpotingClick() {
             &TSpotForm::RunKeyCommand);
     // Closing the window ends the keys that reach it (T/F5, S/F4, F7, F8).
     connect(spot_form_.data(), &QObject::destroyed, this, [this] { spot_window_open_ = false; });
+    PlaceToolWindow(spot_form_.data(), this);
   }
   spot_window_open_ = true;
   spot_form_->show();
