@@ -16,8 +16,10 @@ ScreenBox PlaceToolWindow(const ScreenBox& main_frame, int32_t width, int32_t he
     box.left = main_frame.Right() + kGap;
   else if (main_frame.left - kGap - box.width >= screen.left)
     box.left = main_frame.left - kGap - box.width;
+  else if (screen.Right() - main_frame.Right() >= main_frame.left - screen.left)
+    box.left = screen.Right() - box.width;  // on the wider side, covering as little as it can
   else
-    box.left = main_frame.Right() - box.width;  // over the main window's right edge
+    box.left = screen.left;
   box.left = std::clamp(box.left, screen.left, screen.Right() - box.width);
   box.top = std::clamp(box.top, screen.top, screen.Bottom() - box.height);
   return box;

@@ -1,5 +1,6 @@
 // Where a tool window opens: beside the main window where the screen has room
-// (right, then left), else over the main window's right part; always wholly
+// (right, then left), else against the screen edge of the wider side, covering
+// as little of the main window as it can; always wholly
 // on the screen the main window is on, made smaller when it is larger than
 // that screen. All rectangles are frames (decoration included), screen pixels.
 #pragma once

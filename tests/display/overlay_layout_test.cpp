@@ -85,10 +85,11 @@ TEST(WindowPlacement, ToolWindowsOpenWhollyOnTheMainWindowsScreen) {
   const Case cases[] = {
       {"room on the right", {0, 0, 600, 500}, 600, 640, screen, {608, 0, 600, 640}},
       {"room on the left only", {760, 50, 600, 500}, 600, 640, screen, {152, 50, 600, 640}},
-      {"no room beside", {0, 0, 820, 720}, 600, 640, screen, {220, 0, 600, 640}},
-      {"too low", {300, 500, 820, 720}, 600, 640, screen, {520, 360, 600, 640}},
+      {"no room beside", {0, 0, 820, 720}, 600, 640, screen, {800, 0, 600, 640}},
+      {"no room beside, wider left", {560, 0, 820, 720}, 600, 640, screen, {0, 0, 600, 640}},
+      {"too low", {300, 500, 820, 720}, 600, 640, screen, {0, 360, 600, 640}},
       {"larger than the screen", {0, 0, 820, 720}, 1600, 1200, screen, {0, 0, 1400, 1000}},
-      {"second screen", {1500, 100, 820, 720}, 600, 640, second, {1720, 100, 600, 640}},
+      {"second screen", {1500, 100, 820, 720}, 600, 640, second, {2080, 100, 600, 640}},
   };
   for (const Case& c : cases) {
     SCOPED_TRACE(c.what);
