@@ -115,6 +115,7 @@ void TMainForm::InstallDialogs() {
 }
 
 QWidget* TMainForm::DialogParent() {
+  if (dialog_owner_) return dialog_owner_;
   QWidget* active = QApplication::activeWindow();
   return active ? active : this;
 }

@@ -252,6 +252,7 @@ class TMainForm : public QMainWindow {
   mutable bool image_stale_ = true;
   QString last_folder_;  // where the open dialog starts: the folder of the last record
   QString save_name_;    // offered by the save dialog shown next
+  QWidget* dialog_owner_ = nullptr;  // the tool window whose dialog is shown, if any
   Region region_;
   ProfileLine line_;
   bool line_shown_ = false;

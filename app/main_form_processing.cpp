@@ -394,10 +394,21 @@ void TMainForm::FuseRecordsClick() {
 TComForm* TMainForm::ComForm() {
   if (com_form_) return com_form_;
   ComFormHooks hooks;
+  // The import window's dialogs are its own: it stays in front when they close.
   hooks.ask_save_file = [this](const QString& t, const QString& f, const QString& s) {
-    return AskSaveFileNamed(t, f, s, QString());
+    dialog_owner_ = com_form_;
+    const QString path = AskSaveFileNamed(t, f, s, QString());
+    dialog_owner_ = nullptr;
+    return path;
   };
-  hooks.ask_open_file = [this](const QString& t, const QString& f) { return AskOpenFile(t, f); };
+  hooks.ask_open_file = [this](const QString& t, const QString& f) {
+    dialog_owner_ = com_form_;
+    const QString path = AskOpenFile(t, f);
+    dialog_owner_ = nullptr;
+    com_form_->raise();
+    com_form_->activateWindow();
+    return path;
+  };
   hooks.header_template = [this] { return store_ ? store_->Prm() : DefaultPrmInfo(); };
   hooks.save_2bytes = [this] { return SaveXKV_2bytes->isChecked(); };
   hooks.clear_region = [this] { SetRegion(Region{}); };
