@@ -77,6 +77,8 @@ class TMainForm : public QMainWindow {
   QAction* MenuItem(const QString& name) const;
   // The single-particle tracking window while it is open, else null.
   TSpotForm* SpotForm() const;
+  // True while a playback of this window or of a tool window reads the record.
+  bool RecordStreaming() const;
 
   // Analyses that see every frame of the next playback (not owned).
   void SetPlaybackConsumers(std::vector<FrameConsumer*> consumers) {

@@ -91,8 +91,9 @@ void TMainForm::RebuildTempFilt() {
   if (!store_) return;
   UseTemporalMedian(*store_, median_, m.median_frames);
   TempFilt->setEnabled(median_.MenuEnabled());
-  // The frame shown follows the new chain at once, not at the next step.
-  if (!Playing() && store_->RecordLoaded()) {
+  // The frame shown follows the new chain at once, not at the next step; a
+  // playback under way shows it with its next frame instead.
+  if (!RecordStreaming() && store_->RecordLoaded()) {
     RereadThroughChain(*store_, median_, reporter_);
     ShowFrame();
   }

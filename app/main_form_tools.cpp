@@ -24,6 +24,10 @@ TSpotForm* TMainForm::SpotForm() const {
   return spot_form_.data();
 }
 
+bool TMainForm::RecordStreaming() const {
+  return Playing() || (spot_form_ && spot_form_->Playing());
+}
+
 void TMainForm::SpotingClick() {
   if (!store_ || !store_->RecordLoaded()) return;
   if (!spot_form_) {

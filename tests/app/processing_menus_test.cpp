@@ -16,6 +16,7 @@
 #include "app/main_form.h"
 #include "processing/temporal_median.h"
 #include "record/gui/record_busy.h"
+#include "spots/gui/spot_form.h"
 #include "tests/app/app_fixture.h"
 
 namespace lumetra {
@@ -136,6 +137,27 @@ TEST_F(ProcessingMenus, TempFiltRepaintsTheCurrentFrameAtOnce) {
   form_->By3framesClick();
   EXPECT_EQ(form_->Store()->CurrentFrame(), 3);
   shown_is([&](size_t i) { return original_.frames[3][i]; });
+  EXPECT_TRUE(modals_.isEmpty()) << modals_.join("; ").toStdString();
+}
+
+// A detection reading the record keeps its stream: the switch takes effect
+// with the next frame it reads, and nothing is read again behind its back.
+TEST_F(ProcessingMenus, TempFiltLeavesARunningDetectionAlone) {
+  form_->SpotingClick();
+  TSpotForm* spots = form_->SpotForm();
+  ASSERT_NE(spots, nullptr);
+  spots->Messages().show_modal = [this](const QString& t) { modals_ << t; };
+  spots->DetectClick();
+  ASSERT_TRUE(spots->Playing());
+  const int32_t at = form_->Store()->CurrentFrame();
+  int shown = 0;
+  QObject::connect(form_.get(), &TMainForm::FrameShown, [&] { ++shown; });
+  form_->By3framesClick();
+  EXPECT_EQ(shown, 0);
+  EXPECT_EQ(form_->Store()->CurrentFrame(), at);
+  EXPECT_EQ(form_->Median().MedianFrames(), 3);
+  spots->FinishPlayback();
+  EXPECT_FALSE(spots->Playing());
   EXPECT_TRUE(modals_.isEmpty()) << modals_.join("; ").toStdString();
 }
 
