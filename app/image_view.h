@@ -8,9 +8,9 @@
 
 #include <QAbstractScrollArea>
 #include <QFontMetrics>
+#include <QPointF>
 #include <QStringList>
 #include <QTimer>
-#include <QPointF>
 #include <array>
 #include <optional>
 #include <vector>
@@ -96,8 +96,7 @@ class ImageView : public QAbstractScrollArea {
   // Texts sit in the corners of this rectangle of the area.
   QRect TextAnchor() const;
   QFont TextFont() const;
-  ScaleBarLayout ScaleBar(const QRect& anchor, const QRect& info_box,
-                          const QFontMetrics& fm) const;
+  ScaleBarLayout ScaleBar(const QRect& anchor, const QRect& info_box, const QFontMetrics& fm) const;
 
   const uint16_t* pixels_ = nullptr;
   int32_t width_ = 0;

@@ -252,8 +252,8 @@ class TMainForm : public QMainWindow {
   FramePainter painter_;
   mutable QImage image_;
   mutable bool image_stale_ = true;
-  QString last_folder_;  // where the open dialog starts: the folder of the last record
-  QString save_name_;    // offered by the save dialog shown next
+  QString last_folder_;              // where the open dialog starts: the folder of the last record
+  QString save_name_;                // offered by the save dialog shown next
   QWidget* dialog_owner_ = nullptr;  // the tool window whose dialog is shown, if any
   Region region_;
   ProfileLine line_;

@@ -109,8 +109,9 @@ void TMainForm::EndPlayback() {
 bool TMainForm::FormKeyDown(int qt_key, Qt::KeyboardModifiers modifiers) {
   const int key = VirtualKey(qt_key, modifiers);
   if (key == 0) return false;
-  const KeyState state{region_,     line_,       view_->View(), spot_window_open_,
-                       ShowBeads->isChecked(), bead_index_, bead_count_};
+  const KeyState state{
+      region_,     line_,      view_->View(), spot_window_open_, ShowBeads->isChecked(),
+      bead_index_, bead_count_};
   const KeyResult r = ::lumetra::FormKeyDown(state, key, (modifiers & Qt::ControlModifier) != 0);
   const KeyActions& act = r.actions;
   region_ = r.region;

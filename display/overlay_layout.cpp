@@ -8,9 +8,9 @@
 namespace lumetra {
 namespace {
 
-constexpr int32_t kPad = 4;        // inside the box, around bar and label
+constexpr int32_t kPad = 4;  // inside the box, around bar and label
 constexpr int32_t kBarHeight = 3;
-constexpr int32_t kLabelGap = 2;   // between label and bar
+constexpr int32_t kLabelGap = 2;  // between label and bar
 constexpr double kSmallestUm = 0.001;
 
 std::string Label(double um) {
@@ -59,7 +59,8 @@ ScaleBarLayout PlaceScaleBar(const ScaleBarRequest& r) {
   const int32_t right = r.anchor.Right() - r.margin;
   const bool info = !r.info_box.Empty();
   // Beside the info lines, or the whole width when they are hidden.
-  const int32_t beside_room = right - (info ? r.info_box.Right() + r.margin : r.anchor.left + r.margin);
+  const int32_t beside_room =
+      right - (info ? r.info_box.Right() + r.margin : r.anchor.left + r.margin);
   const int32_t above_room = r.anchor.width - 2 * r.margin;
   const int32_t bottom = r.anchor.Bottom() - r.margin;
   const int32_t above_bottom = info ? r.info_box.top - r.margin : bottom;

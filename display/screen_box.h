@@ -12,7 +12,7 @@ struct ScreenBox {
   int32_t width = 0;
   int32_t height = 0;
 
-  int32_t Right() const { return left + width; }  // exclusive
+  int32_t Right() const { return left + width; }   // exclusive
   int32_t Bottom() const { return top + height; }  // exclusive
   bool Empty() const { return width <= 0 || height <= 0; }
   bool Intersects(const ScreenBox& o) const {

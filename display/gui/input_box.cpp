@@ -25,8 +25,9 @@ std::unique_ptr<QInputDialog> MakeInputBox(QWidget* parent, const QString& title
   // decides, so that no title is cut short.
   const QFontMetrics title_font(QFontDatabase::systemFont(QFontDatabase::TitleFont));
   const QFontMetrics own_font(box->font());
-  const int need = std::max(title_font.horizontalAdvance(title), own_font.horizontalAdvance(title)) +
-                   kTitleBarExtra;
+  const int need =
+      std::max(title_font.horizontalAdvance(title), own_font.horizontalAdvance(title)) +
+      kTitleBarExtra;
   // The dialog's layout sets its size from its contents: the text field
   // carries the width.
   if (auto* edit = box->findChild<QLineEdit*>()) edit->setMinimumWidth(need);

@@ -74,8 +74,8 @@ TEST_F(MainWindowLayout, ToolWindowsOpenWhollyOnTheScreen) {
   form_->SpotingClick();
   ASSERT_NE(form_->SpotForm(), nullptr);
   form_->ImportDataClick();
-  for (QWidget* tool : {static_cast<QWidget*>(form_->SpotForm()),
-                        static_cast<QWidget*>(form_->ComForm())}) {
+  for (QWidget* tool :
+       {static_cast<QWidget*>(form_->SpotForm()), static_cast<QWidget*>(form_->ComForm())}) {
     SCOPED_TRACE(tool->windowTitle().toStdString());
     EXPECT_TRUE(screen.contains(tool->frameGeometry()))
         << tool->frameGeometry().x() << "," << tool->frameGeometry().y() << " "
@@ -86,7 +86,9 @@ TEST_F(MainWindowLayout, ToolWindowsOpenWhollyOnTheScreen) {
 TEST_F(MainWindowLayout, ImportWindowStaysInFrontAfterItsSaveDialog) {
   const std::string source = testing::TempPath("layout.raw");
   testing::XkvBuilder::SaveBytes(source, std::vector<uint8_t>(400, 9));
-  form_->AskOpenFile = [&](const QString&, const QString&) { return QString::fromStdString(source); };
+  form_->AskOpenFile = [&](const QString&, const QString&) {
+    return QString::fromStdString(source);
+  };
   // The dialog gives the focus back to the main window when it closes.
   form_->AskSaveFile = [&](const QString&, const QString&, const QString&) {
     form_->activateWindow();
@@ -94,14 +96,15 @@ TEST_F(MainWindowLayout, ImportWindowStaysInFrontAfterItsSaveDialog) {
   };
   form_->ImportDataClick();
   TComForm* import = form_->ComForm();
-  import->show_modal = [this](const QString& t) { modals_ << t; };
-  import->WidthEdit->setText("10");
-  import->HeightEdit->setText("10");
-  QApplication::setActiveWindow(import);
-  import->GoBtClick();
-  EXPECT_EQ(QApplication::activeWindow(), import);
-  EXPECT_TRUE(modals_.isEmpty()) << modals_.join("; ").toStdString();
-}
+  import->show_modal = [this](const QString& t) { modals_ << t;
+};
+import->WidthEdit->setText("10");
+import->HeightEdit->setText("10");
+QApplication::setActiveWindow(import);
+import->GoBtClick();
+EXPECT_EQ(QApplication::activeWindow(), import);
+EXPECT_TRUE(modals_.isEmpty()) << modals_.join("; ").toStdString();
+}  // namespace
 
 TEST_F(MainWindowLayout, KeypadPlusAndMinusResizeTheRegionWithOrWithoutCtrl) {
   struct Case {
@@ -184,7 +187,7 @@ TEST_F(MainWindowLayout, PageKeysStepThroughBeadTracksWhileShowBeadsIsChecked) {
     int key;
     int32_t index;
   };
-  const Step steps[] = {{Qt::Key_PageUp, 1}, {Qt::Key_PageUp, 2}, {Qt::Key_PageUp, 2},
+  const Step steps[] = {{Qt::Key_PageUp, 1},   {Qt::Key_PageUp, 2},   {Qt::Key_PageUp, 2},
                         {Qt::Key_PageDown, 1}, {Qt::Key_PageDown, 0}, {Qt::Key_PageDown, 0}};
   for (const Step& s : steps) {
     page(s.key);
@@ -204,5 +207,5 @@ TEST_F(MainWindowLayout, PageKeysStepThroughBeadTracksWhileShowBeadsIsChecked) {
   EXPECT_TRUE(modals_.isEmpty()) << modals_.join("; ").toStdString();
 }
 
-}  // namespace
+}  // namespace lumetra
 }  // namespace lumetra

@@ -7,10 +7,10 @@
 #include <QAction>
 #include <QDialog>
 #include <QFileInfo>
-#include <QRegularExpression>
 #include <QKeyEvent>
 #include <QMenu>
 #include <QMouseEvent>
+#include <QRegularExpression>
 #include <filesystem>
 
 #include "app/main_form.h"

@@ -26,8 +26,8 @@ TEST(OverlayLayout, ScaleBarNeverCoversTheInfoLinesAndIsShownAtEveryZoom) {
   struct Case {
     int32_t zoom;
     bool info;
-    double um;          // drawn length
-    bool above_info;    // moved above the info lines
+    double um;        // drawn length
+    bool above_info;  // moved above the info lines
   };
   const Case cases[] = {
       {1, true, 10, false},   // 100 pixels: beside the info lines
@@ -40,8 +40,8 @@ TEST(OverlayLayout, ScaleBarNeverCoversTheInfoLinesAndIsShownAtEveryZoom) {
       {30, false, 2, false},  // 2 um = 600 pixels on the whole width
   };
   for (const Case& c : cases) {
-    SCOPED_TRACE(::testing::Message() << "zoom " << c.zoom << (c.info ? " with" : " without")
-                                      << " info lines");
+    SCOPED_TRACE(::testing::Message()
+                 << "zoom " << c.zoom << (c.info ? " with" : " without") << " info lines");
     const ScaleBarRequest r = Request(c.zoom, c.info);
     const ScaleBarLayout bar = PlaceScaleBar(r);
     ASSERT_TRUE(bar.shown);
