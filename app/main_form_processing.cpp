@@ -398,7 +398,7 @@ TComForm* TMainForm::ComForm() {
   // The import window's dialogs are its own: it stays in front when they close.
   hooks.ask_save_file = [this](const QString& t, const QString& f, const QString& s) {
     dialog_owner_ = com_form_;
-    const QString path = AskSaveFileNamed(t, f, s, QString());
+    const QString path = AskSaveFileNamed(t, f, s, Q(DefaultImportName(S(com_form_->Source()))));
     dialog_owner_ = nullptr;
     return path;
   };

@@ -55,4 +55,8 @@ std::string DefaultFusedName(const std::string& first_record_path) {
   return RecordBase(first_record_path) + "_fused.xkv";
 }
 
+std::string DefaultImportName(const std::string& source_path) {
+  return RecordBase(source_path) + ".xkv";
+}
+
 }  // namespace lumetra

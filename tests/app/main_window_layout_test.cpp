@@ -90,21 +90,23 @@ TEST_F(MainWindowLayout, ImportWindowStaysInFrontAfterItsSaveDialog) {
     return QString::fromStdString(source);
   };
   // The dialog gives the focus back to the main window when it closes.
+  QString offered;
   form_->AskSaveFile = [&](const QString&, const QString&, const QString&) {
+    offered = form_->SaveDialogName();
     form_->activateWindow();
     return QString::fromStdString(testing::TempPath("layout_import.xkv"));
   };
   form_->ImportDataClick();
-  TComForm* import = form_->ComForm();
-  import->show_modal = [this](const QString& t) { modals_ << t;
-};
-import->WidthEdit->setText("10");
-import->HeightEdit->setText("10");
-QApplication::setActiveWindow(import);
-import->GoBtClick();
-EXPECT_EQ(QApplication::activeWindow(), import);
-EXPECT_TRUE(modals_.isEmpty()) << modals_.join("; ").toStdString();
-}  // namespace
+  TComForm* window = form_->ComForm();
+  window->show_modal = [this](const QString& t) { modals_ << t; };
+  window->WidthEdit->setText("10");
+  window->HeightEdit->setText("10");
+  QApplication::setActiveWindow(window);
+  window->GoBtClick();
+  EXPECT_EQ(QApplication::activeWindow(), window);
+  EXPECT_EQ(offered, QString::fromStdString(source).replace(".raw", ".xkv"));
+  EXPECT_TRUE(modals_.isEmpty()) << modals_.join("; ").toStdString();
+}
 
 TEST_F(MainWindowLayout, KeypadPlusAndMinusResizeTheRegionWithOrWithoutCtrl) {
   struct Case {
@@ -207,5 +209,5 @@ TEST_F(MainWindowLayout, PageKeysStepThroughBeadTracksWhileShowBeadsIsChecked) {
   EXPECT_TRUE(modals_.isEmpty()) << modals_.join("; ").toStdString();
 }
 
-}  // namespace lumetra
+}  // namespace
 }  // namespace lumetra
