@@ -20,8 +20,9 @@ inline constexpr std::string_view kKeysHelp =
     "Mouse: drag with the left button to draw the region, with the right button to draw the "
     "profile line; a click without dragging clears it. Ctrl + wheel zooms.\n\n"
     "Arrow keys move the profile line and the region by one pixel; Ctrl + arrows move the "
-    "region's right or bottom edge. Keypad + and - grow and shrink the region from its top-left "
-    "corner.\n\n"
+    "region's right or bottom edge. Keypad + and - (with or without Ctrl) grow and shrink the "
+    "region from its top-left corner. With Show Beads checked, Page Up and Page Down show the "
+    "next and the previous bead track.\n\n"
     "Frames: '.' next, ',' previous, Home first, P play, Esc stop.";
 
 // Record processing in the main window.

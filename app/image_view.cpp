@@ -4,6 +4,7 @@
 #include <QKeyEvent>
 #include <QMouseEvent>
 #include <QPainter>
+#include <QPolygonF>
 #include <QScrollBar>
 #include <QWheelEvent>
 #include <algorithm>
@@ -15,10 +16,24 @@ namespace {
 const QColor kBackground(48, 48, 52);
 const QColor kRegionColour(255, 255, 0);
 const QColor kLineColour(0, 230, 255);
+const QColor kBeadColour(255, 80, 255);
 constexpr int kNoticeMs = 2500;
 constexpr int kMargin = 6;  // screen pixels between texts and the edges
 
+ScreenBox ToBox(const QRect& r) {
+  return r.isEmpty() ? ScreenBox{} : ScreenBox{r.x(), r.y(), r.width(), r.height()};
+}
+
+QRect Rect(const ScreenBox& b) {
+  return QRect(b.left, b.top, b.width, b.height);
+}
+
 }  // namespace
+
+bool IsKeypadRegionKey(const QKeyEvent& event) {
+  return (event.key() == Qt::Key_Plus || event.key() == Qt::Key_Minus) &&
+         (event.modifiers() & Qt::KeypadModifier);
+}
 
 ImageView::ImageView(QWidget* parent) : QAbstractScrollArea(parent) {
   setFocusPolicy(Qt::StrongFocus);
@@ -67,6 +82,12 @@ void ImageView::SetLine(const ProfileLine& line, bool shown, int32_t width_pixel
   line_ = line;
   line_shown_ = shown;
   line_width_ = std::max(1, width_pixels);
+  viewport()->update();
+}
+
+void ImageView::SetBeadTrack(std::vector<QPointF> points, std::optional<QPointF> current) {
+  bead_track_ = std::move(points);
+  bead_point_ = bead_track_.empty() ? std::nullopt : current;
   viewport()->update();
 }
 
@@ -178,44 +199,83 @@ void ImageView::PaintMarkers(QPainter& p) {
     p.setPen(QPen(kLineColour, 1));
     p.drawLine(a, b);
   }
+  if (!bead_track_.empty()) {
+    // Pixel centres: frame pixel x spans x * z .. (x + 1) * z on the screen.
+    QPolygonF track;
+    for (const QPointF& q : bead_track_) track << QPointF((q.x() + 0.5) * z, (q.y() + 0.5) * z);
+    p.setRenderHint(QPainter::Antialiasing);
+    p.setPen(QPen(kBeadColour, 1));
+    p.setBrush(Qt::NoBrush);
+    p.drawPolyline(track);
+    if (bead_point_) {
+      const QPointF c((bead_point_->x() + 0.5) * z, (bead_point_->y() + 0.5) * z);
+      const double r = std::max(4.0, 1.5 * z);
+      p.setPen(QPen(kBeadColour, 2));
+      p.drawEllipse(c, r, r);
+    }
+  }
   p.restore();
 }
 
-// Texts sit in the corners of the visible image, or of the whole area when
-// the image is too small to hold them.
-void ImageView::PaintTexts(QPainter& p) {
-  const QRect vp = viewport()->rect();
+QFont ImageView::TextFont() const {
   QFont font = QFontDatabase::systemFont(QFontDatabase::FixedFont);
   font.setPointSizeF(std::max(7.0, font.pointSizeF() * 0.9));
-  p.setFont(font);
-  const QFontMetrics fm(font);
-  QRect anchor = vp;
-  if (pixels_) {
-    const QRect image = QRect(-horizontalScrollBar()->value(), -verticalScrollBar()->value(),
-                              width_ * zoom_, height_ * zoom_) &
-                        vp;
-    if (image.width() >= 360 && image.height() >= 160) anchor = image;
-    if (show_info_) PaintInfoLines(p, anchor, fm);
-    if (show_time_and_bar_) PaintTimeAndBar(p, anchor, fm);
-  }
-  if (!notice_.isEmpty()) PaintNotice(p, vp);
+  return font;
 }
 
-void ImageView::PaintInfoLines(QPainter& p, const QRect& anchor, const QFontMetrics& fm) {
-  if (info_lines_.isEmpty()) return;
+// The visible image, or the whole area when the image is too small to hold the texts.
+QRect ImageView::TextAnchor() const {
+  const QRect vp = viewport()->rect();
+  const QRect image = QRect(-horizontalScrollBar()->value(), -verticalScrollBar()->value(),
+                            width_ * zoom_, height_ * zoom_) &
+                      vp;
+  return image.width() >= 360 && image.height() >= 160 ? image : vp;
+}
+
+void ImageView::PaintTexts(QPainter& p) {
+  const QFont font = TextFont();
+  p.setFont(font);
+  const QFontMetrics fm(font);
+  if (pixels_) {
+    const QRect anchor = TextAnchor();
+    const QRect info_box = InfoBox(anchor, fm);
+    PaintInfoLines(p, info_box, fm);
+    if (show_time_and_bar_) PaintTimeAndBar(p, anchor, info_box, fm);
+  }
+  if (!notice_.isEmpty()) PaintNotice(p, viewport()->rect());
+}
+
+QRect ImageView::ShownInfoBox() const {
+  return pixels_ ? InfoBox(TextAnchor(), QFontMetrics(TextFont())) : QRect();
+}
+
+ScaleBarLayout ImageView::ShownScaleBar() const {
+  if (!pixels_ || !show_time_and_bar_) return {};
+  const QFontMetrics fm(TextFont());
+  const QRect anchor = TextAnchor();
+  return ScaleBar(anchor, InfoBox(anchor, fm), fm);
+}
+
+// The info lines' box: bottom-left corner of `anchor`; empty when they are hidden.
+QRect ImageView::InfoBox(const QRect& anchor, const QFontMetrics& fm) const {
+  if (!show_info_ || info_lines_.isEmpty()) return QRect();
   const int lh = fm.height();
   int tw = 0;
   for (const QString& l : info_lines_) tw = std::max(tw, fm.horizontalAdvance(l));
-  const QRect box(anchor.left() + kMargin,
-                  anchor.bottom() + 1 - kMargin - lh * info_lines_.size() - 4, tw + 8,
-                  lh * info_lines_.size() + 4);
+  const int h = lh * static_cast<int>(info_lines_.size()) + 4;
+  return QRect(anchor.left() + kMargin, anchor.bottom() + 1 - kMargin - h, tw + 8, h);
+}
+
+void ImageView::PaintInfoLines(QPainter& p, const QRect& box, const QFontMetrics& fm) {
+  if (box.isEmpty()) return;
   p.fillRect(box, QColor(0, 0, 0, 150));
   p.setPen(Qt::white);
   for (int i = 0; i < info_lines_.size(); ++i)
-    p.drawText(box.left() + 4, box.top() + 2 + fm.ascent() + i * lh, info_lines_[i]);
+    p.drawText(box.left() + 4, box.top() + 2 + fm.ascent() + i * fm.height(), info_lines_[i]);
 }
 
-void ImageView::PaintTimeAndBar(QPainter& p, const QRect& anchor, const QFontMetrics& fm) {
+void ImageView::PaintTimeAndBar(QPainter& p, const QRect& anchor, const QRect& info_box,
+                                const QFontMetrics& fm) {
   const int lh = fm.height();
   if (!time_text_.isEmpty()) {
     const int tw = fm.horizontalAdvance(time_text_) + 8;
@@ -224,16 +284,26 @@ void ImageView::PaintTimeAndBar(QPainter& p, const QRect& anchor, const QFontMet
     p.setPen(Qt::white);
     p.drawText(box, Qt::AlignCenter, time_text_);
   }
-  // The bar is left out when it would not fit on the screen.
-  const double len = scale_bar_um_ * 1000.0 / nm_per_pixel_ * zoom_;
-  if (scale_bar_um_ <= 0 || len < 2 || len >= anchor.width() - 2 * kMargin) return;
-  const int x1 = anchor.right() + 1 - kMargin - 4, x0 = x1 - static_cast<int>(len);
-  const int y = anchor.bottom() + 1 - kMargin - 6;
-  p.fillRect(QRect(x0 - 4, y - lh - 6, x1 - x0 + 8, lh + 14), QColor(0, 0, 0, 110));
-  p.fillRect(QRect(x0, y, x1 - x0, 3), Qt::white);
+  const ScaleBarLayout bar = ScaleBar(anchor, info_box, fm);
+  if (!bar.shown) return;
+  p.fillRect(Rect(bar.box), QColor(0, 0, 0, 110));
+  p.fillRect(Rect(bar.bar), Qt::white);
   p.setPen(Qt::white);
-  p.drawText(QRect(x0, y - lh - 3, x1 - x0, lh), Qt::AlignCenter,
-             QString::number(scale_bar_um_) + QStringLiteral(" um"));
+  p.drawText(Rect(bar.label_box), Qt::AlignCenter, QString::fromStdString(bar.label));
+}
+
+ScaleBarLayout ImageView::ScaleBar(const QRect& anchor, const QRect& info_box,
+                                   const QFontMetrics& fm) const {
+  ScaleBarRequest r;
+  r.anchor = ToBox(anchor);
+  r.info_box = ToBox(info_box);
+  r.bar_um = scale_bar_um_;
+  r.nm_per_pixel = nm_per_pixel_;
+  r.zoom = zoom_;
+  r.text_height = fm.height();
+  r.char_width = fm.horizontalAdvance(QLatin1Char('0'));
+  r.margin = kMargin;
+  return PlaceScaleBar(r);
 }
 
 void ImageView::PaintNotice(QPainter& p, const QRect& vp) {
@@ -290,6 +360,15 @@ void ImageView::mouseReleaseEvent(QMouseEvent* event) {
           ProfileLine{drag_start_.x(), drag_start_.y(), drag_start_.x(), drag_start_.y()});
   }
   drag_ = Drag::kNone;
+}
+
+bool ImageView::event(QEvent* event) {
+  if (event->type() == QEvent::ShortcutOverride &&
+      IsKeypadRegionKey(*static_cast<QKeyEvent*>(event))) {
+    event->accept();  // delivered as a key press, not as a zoom shortcut
+    return true;
+  }
+  return QAbstractScrollArea::event(event);
 }
 
 void ImageView::keyPressEvent(QKeyEvent* event) {

@@ -8,16 +8,23 @@
 
 #include <QAbstractScrollArea>
 #include <QFontMetrics>
+#include <QPointF>
 #include <QStringList>
 #include <QTimer>
 #include <array>
+#include <optional>
 #include <vector>
 
 #include "common/region.h"
 #include "display/frame_painter.h"
 #include "display/key_commands.h"
+#include "display/overlay_layout.h"
 
 namespace lumetra {
+
+// The keypad's plus and minus, with or without Ctrl: the keys that resize the
+// region. They win over the Ctrl+plus and Ctrl+minus zoom shortcuts.
+bool IsKeypadRegionKey(const class QKeyEvent& event);
 
 class ImageView : public QAbstractScrollArea {
   Q_OBJECT
@@ -36,6 +43,10 @@ class ImageView : public QAbstractScrollArea {
   // What is shown: a frame (or the hint when none) and the header lines.
   bool ShowsFrame() const { return pixels_ != nullptr; }
   const QStringList& InfoLines() const { return info_lines_; }
+  // A bead track in frame pixels, and its point in the frame shown (if any);
+  // an empty track hides it.
+  void SetBeadTrack(std::vector<QPointF> points, std::optional<QPointF> current);
+  const std::vector<QPointF>& BeadTrack() const { return bead_track_; }
   void SetTimeText(const QString& text) { time_text_ = text; }
   // Scale bar of `um` micrometres on pixels of `nm_per_pixel`; 0 um hides it.
   void SetScaleBar(double um, double nm_per_pixel);
@@ -50,6 +61,9 @@ class ImageView : public QAbstractScrollArea {
   KeyView View() const;
   // Frame pixel under a point of the image area (may lie outside the frame).
   QPoint FramePixelAt(const QPoint& viewport_pos) const;
+  // Where the scale bar is drawn now, and the info lines' box it keeps clear of.
+  ScaleBarLayout ShownScaleBar() const;
+  QRect ShownInfoBox() const;
 
  signals:
   void RegionDrawn(const lumetra::Region& region);
@@ -61,6 +75,7 @@ class ImageView : public QAbstractScrollArea {
   void ZoomStepRequested(int step);
 
  protected:
+  bool event(QEvent* event) override;
   void paintEvent(QPaintEvent* event) override;
   void resizeEvent(QResizeEvent* event) override;
   void mousePressEvent(QMouseEvent* event) override;
@@ -75,10 +90,16 @@ class ImageView : public QAbstractScrollArea {
   void PaintFrame(class QPainter& p, const QRect& visible);
   void PaintMarkers(class QPainter& p);
   void PaintTexts(class QPainter& p);
-  void PaintInfoLines(class QPainter& p, const QRect& anchor, const QFontMetrics& fm);
-  void PaintTimeAndBar(class QPainter& p, const QRect& anchor, const QFontMetrics& fm);
+  QRect InfoBox(const QRect& anchor, const QFontMetrics& fm) const;
+  void PaintInfoLines(class QPainter& p, const QRect& box, const QFontMetrics& fm);
+  void PaintTimeAndBar(class QPainter& p, const QRect& anchor, const QRect& info_box,
+                       const QFontMetrics& fm);
   void PaintNotice(class QPainter& p, const QRect& viewport_rect);
   QPoint ClampToFrame(QPoint frame_pixel) const;
+  // Texts sit in the corners of this rectangle of the area.
+  QRect TextAnchor() const;
+  QFont TextFont() const;
+  ScaleBarLayout ScaleBar(const QRect& anchor, const QRect& info_box, const QFontMetrics& fm) const;
 
   const uint16_t* pixels_ = nullptr;
   int32_t width_ = 0;
@@ -90,6 +111,8 @@ class ImageView : public QAbstractScrollArea {
   bool line_shown_ = false;
   int32_t line_width_ = 1;
   QStringList info_lines_;
+  std::vector<QPointF> bead_track_;
+  std::optional<QPointF> bead_point_;
   QString time_text_;
   double scale_bar_um_ = 0;
   double nm_per_pixel_ = 100;

@@ -1,8 +1,8 @@
 // lumetra: the desktop program. Optional argument: a record to open.
 // Hidden options for documentation and checks: --frame N, --region L,T,R,B,
-// --line X0,Y0,X1,Y1, --tracking (opens the tracking window and runs Detect),
-// --link (then Link Tracks too) and --screenshot FILE (saves the window, or
-// the tracking window, after it has been shown and quits).
+// --line X0,Y0,X1,Y1, --zoom Z (1 to 30), --tracking (opens the tracking window
+// and runs Detect), --link (then Link Tracks too) and --screenshot FILE (saves
+// the window, or the tracking window, after it has been shown and quits).
 #include <QApplication>
 #include <QCommandLineParser>
 #include <QTimer>
@@ -44,11 +44,12 @@ int main(int argc, char** argv) {
   const QCommandLineOption region = Hidden(QStringLiteral("region"), QStringLiteral("L,T,R,B"));
   const QCommandLineOption line = Hidden(QStringLiteral("line"), QStringLiteral("X0,Y0,X1,Y1"));
   const QCommandLineOption shot = Hidden(QStringLiteral("screenshot"), QStringLiteral("FILE"));
+  const QCommandLineOption zoom = Hidden(QStringLiteral("zoom"), QStringLiteral("Z"));
   QCommandLineOption tracking(QStringLiteral("tracking"));
   tracking.setFlags(QCommandLineOption::HiddenFromHelp);
   QCommandLineOption link(QStringLiteral("link"));
   link.setFlags(QCommandLineOption::HiddenFromHelp);
-  parser.addOptions({frame, region, line, shot, tracking, link});
+  parser.addOptions({frame, region, line, shot, zoom, tracking, link});
   parser.process(app);
 
   lumetra::TMainForm form;
@@ -60,6 +61,7 @@ int main(int argc, char** argv) {
     if (r.size() == 4) form.SetRegion(lumetra::Region{r[0], r[1], r[2], r[3], true});
     const std::vector<int> l = Numbers(parser.value(line));
     if (l.size() == 4) form.SetLine(lumetra::ProfileLine{l[0], l[1], l[2], l[3]});
+    for (int z = 1; z < parser.value(zoom).toInt() && z < 30; ++z) form.ZoomInClick();
     if (parser.isSet(tracking)) {
       // The tracking window after a whole Detect pass: the screenshot shows it.
       form.SpotingClick();

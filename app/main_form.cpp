@@ -1,12 +1,12 @@
 #include "app/main_form.h"
 
 #include <QAction>
+#include <QApplication>
 #include <QCloseEvent>
 #include <QDragEnterEvent>
 #include <QDropEvent>
 #include <QFileDialog>
 #include <QFileInfo>
-#include <QInputDialog>
 #include <QLabel>
 #include <QMenu>
 #include <QMimeData>
@@ -20,6 +20,8 @@
 #include "app/qt_text.h"
 #include "common/file_handle.h"
 #include "common/text_format.h"
+#include "display/gui/input_box.h"
+#include "processing/output_names.h"
 #include "record/record_messages.h"
 #include "record/xkv_writer.h"
 #include "settings/settings_messages.h"
@@ -94,24 +96,43 @@ void TMainForm::BuildLayout() {
 }
 
 void TMainForm::InstallDialogs() {
-  AskText = [this](const QString& title, const QString& prompt,
-                   const QString& text) -> std::optional<QString> {
-    bool ok = false;
-    const QString typed = QInputDialog::getText(this, title, prompt, QLineEdit::Normal, text, &ok);
-    if (!ok) return std::nullopt;
-    return typed;
+  AskText = [this](const QString& title, const QString& prompt, const QString& text) {
+    return AskInputBox(this, title, prompt, text);
   };
   AskOpenFile = [this](const QString& title, const QString& filter) {
-    return QFileDialog::getOpenFileName(this, title, last_folder_, filter);
+    return QFileDialog::getOpenFileName(DialogParent(), title, last_folder_, filter);
   };
   AskSaveFile = [this](const QString& title, const QString& filter, const QString& suffix) {
-    QFileDialog dialog(this, title, last_folder_, filter);
+    const QFileInfo offered(save_name_);
+    QFileDialog dialog(DialogParent(), title,
+                       save_name_.isEmpty() ? last_folder_ : offered.absolutePath(), filter);
     dialog.setAcceptMode(QFileDialog::AcceptSave);
     dialog.setDefaultSuffix(suffix);
+    if (!save_name_.isEmpty()) dialog.selectFile(offered.fileName());
     return dialog.exec() == QDialog::Accepted && !dialog.selectedFiles().isEmpty()
                ? dialog.selectedFiles().first()
                : QString();
   };
+}
+
+QWidget* TMainForm::DialogParent() {
+  if (dialog_owner_) return dialog_owner_;
+  QWidget* active = QApplication::activeWindow();
+  return active ? active : this;
+}
+
+QString TMainForm::AskSaveFileNamed(const QString& title, const QString& filter,
+                                    const QString& suffix, const QString& name) {
+  QWidget* asking = DialogParent();
+  save_name_ = name;
+  const QString path = AskSaveFile(title, filter, suffix);
+  save_name_.clear();
+  // Closing the dialog must not leave a tool window behind the main window.
+  if (asking != this) {
+    asking->raise();
+    asking->activateWindow();
+  }
+  return path;
 }
 
 TMainForm::~TMainForm() {
@@ -129,10 +150,15 @@ bool TMainForm::OpenRecord(const QString& path) {
   // Tracks not saved yet: the user saves, drops them, or keeps this record.
   if (spot_form_ && !spot_form_->MayDropTracks()) return false;
   // A file that is no readable record leaves the open one as it was.
-  if (!store_->Open(S(path), reporter_)) return false;
+  if (!store_->Open(S(path), reporter_)) {
+    ForgetRecentFile(QFileInfo(path).absoluteFilePath());
+    return false;
+  }
   CloseRecordWindows();
   setWindowTitle(Q(store_->Caption()));
   region_ = Region{};  // a new record starts without a region
+  beads_.reset();      // bead tracks belong to the record they were found in
+  bead_count_ = bead_index_ = 0;
   view_->SetRegion(region_);
   if (line_shown_) {
     // Keep the line's ends inside the new frame.
@@ -161,7 +187,9 @@ void TMainForm::OpenClick() {
 
 void TMainForm::SaveAsClick() {
   if (!store_ || !store_->RecordLoaded() || store_->CurrentFrame() < 0) return;
-  const QString path = AskSaveFile(Q(kSaveFrameTitle), Q(kXkvSaveFilter), QStringLiteral("xkv"));
+  const QString path =
+      AskSaveFileNamed(Q(kSaveFrameTitle), Q(kXkvSaveFilter), QStringLiteral("xkv"),
+                       Q(DefaultFrameName(store_->RecordFileName(), store_->CurrentFrame())));
   if (path.isEmpty()) return;
   if (QFileInfo(path).absoluteFilePath() ==
       QFileInfo(Q(store_->RecordFileName())).absoluteFilePath()) {
@@ -274,6 +302,7 @@ void TMainForm::ShowFrame() {
   FrameTrackBar->setValue(std::max(0, store_->CurrentFrame()));
   moving_track_bar_ = false;
   if (region_.active) UpdateRegionReadout();
+  ShowBeadTrack();
   emit FrameShown();
 }
 
@@ -326,6 +355,14 @@ void TMainForm::AddRecentFile(const QString& path) {
   files.removeAll(path);
   files.prepend(path);
   while (files.size() > kMaxRecentFiles) files.removeLast();
+  QSettings().setValue(kRecentKey, files);
+  RebuildRecentMenu();
+}
+
+// A record that no longer opens leaves the list.
+void TMainForm::ForgetRecentFile(const QString& path) {
+  QStringList files = RecentFiles();
+  if (files.removeAll(path) == 0) return;
   QSettings().setValue(kRecentKey, files);
   RebuildRecentMenu();
 }

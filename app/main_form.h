@@ -25,6 +25,7 @@
 #include "record/playback.h"
 #include "record/record_store.h"
 #include "settings/settings_model.h"
+#include "spots/track_store.h"
 
 class QLabel;
 class QSlider;
@@ -76,6 +77,8 @@ class TMainForm : public QMainWindow {
   QAction* MenuItem(const QString& name) const;
   // The single-particle tracking window while it is open, else null.
   TSpotForm* SpotForm() const;
+  // True while a playback of this window or of a tool window reads the record.
+  bool RecordStreaming() const;
 
   // Analyses that see every frame of the next playback (not owned).
   void SetPlaybackConsumers(std::vector<FrameConsumer*> consumers) {
@@ -92,6 +95,9 @@ class TMainForm : public QMainWindow {
   std::function<QString(const QString& title, const QString& filter)> AskOpenFile;
   std::function<QString(const QString& title, const QString& filter, const QString& suffix)>
       AskSaveFile;
+  // The name the next save dialog offers (set around each AskSaveFile call;
+  // empty when the dialog has none to offer).
+  const QString& SaveDialogName() const { return save_name_; }
   // The open dialog with multiple selection ("Fuse Records"); empty when cancelled.
   std::function<QStringList(const QString& title, const QString& filter)> AskOpenFiles;
 
@@ -178,6 +184,12 @@ class TMainForm : public QMainWindow {
   void ImportDataClick();
   // Opens the automatic single-particle tracking window on the open record.
   void SpotingClick();
+  // Bead tracks: read from an XKI file, one shown at a time; while ShowBeads
+  // is checked Page Up and Page Down step through them.
+  void LoadBeadTracksClick();
+  void ShowBeadsClick();
+  int32_t BeadIndex() const { return bead_index_; }
+  int32_t BeadCount() const { return bead_count_; }
   // The key handler of the window and its track bar; Qt key codes. True when
   // the key was one of the window's own (arrows, keypad plus and minus, Esc...).
   bool FormKeyDown(int qt_key, Qt::KeyboardModifiers modifiers);
@@ -206,6 +218,10 @@ class TMainForm : public QMainWindow {
   void SaveRecordAs(const TransformRequest& request);
   bool BmpRectVisible(bool page);
   void BuildToolsMenu();
+  void BuildBeadMenu(QMenu* menu);
+  // Draws the chosen bead track over the image (or nothing while ShowBeads is
+  // off); `announce` names it in the status bar.
+  void ShowBeadTrack(bool announce = false);
   // Closes the tool windows that work on the open record (before another opens).
   void CloseRecordWindows();
   void ShowFrame();
@@ -220,6 +236,12 @@ class TMainForm : public QMainWindow {
   void UpdateRegionReadout();
   void ShowCursorReadout(int x, int y);
   void AddRecentFile(const QString& path);
+  void ForgetRecentFile(const QString& path);
+  // AskSaveFile offering `name`; the window the user works in stays in front.
+  QString AskSaveFileNamed(const QString& title, const QString& filter, const QString& suffix,
+                           const QString& name);
+  // Dialogs belong to the window the user works in (the import window, say).
+  QWidget* DialogParent();
   void RebuildRecentMenu();
 
   std::unique_ptr<RecordStore> store_;
@@ -230,7 +252,9 @@ class TMainForm : public QMainWindow {
   FramePainter painter_;
   mutable QImage image_;
   mutable bool image_stale_ = true;
-  QString last_folder_;  // where the open dialog starts: the folder of the last record
+  QString last_folder_;              // where the open dialog starts: the folder of the last record
+  QString save_name_;                // offered by the save dialog shown next
+  QWidget* dialog_owner_ = nullptr;  // the tool window whose dialog is shown, if any
   Region region_;
   ProfileLine line_;
   bool line_shown_ = false;
@@ -242,7 +266,8 @@ class TMainForm : public QMainWindow {
   // Keys of windows that are not open yet: the single-particle window and bead tracks.
   bool spot_window_open_ = false;
   QPointer<TSpotForm> spot_form_;
-  bool show_beads_ = false;
+  QAction* ShowBeads = nullptr;
+  std::unique_ptr<TrackStore> beads_;  // bead tracks read from an XKI file
   int32_t bead_index_ = 0;
   int32_t bead_count_ = 0;
 

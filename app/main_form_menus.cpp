@@ -93,6 +93,7 @@ void TMainForm::BuildPlayMenu() {
   }
   QAction* paced = play->addAction(QStringLiteral("Play at Record Speed"));
   paced->setCheckable(true);
+  paced->setChecked(true);  // frames as they were taken; the analyses play as fast as they can
   items_[QStringLiteral("RealTimePlay")] = paced;
   play->addSeparator();
   UsePartOfRecord =
@@ -137,6 +138,7 @@ void TMainForm::BuildViewMenu() {
         line_shown_ = false;
         view_->SetLine(line_, false, settings_.values().ProfileWidth);
       });
+  BuildBeadMenu(view_menu_);
 }
 
 void TMainForm::BuildPaletteMenu() {

@@ -15,8 +15,8 @@ namespace lumetra {
 namespace {
 
 // Qt key codes to the virtual-key codes of the key rules; 0 for other keys.
-// The keypad's plus and minus are the region keys; the main keyboard's serve
-// as well for keyboards without a keypad, except with Ctrl (the zoom keys).
+// Only the keypad's plus and minus are the region keys, with or without Ctrl;
+// the main keyboard's are not (with Ctrl they zoom).
 int VirtualKey(int qt_key, Qt::KeyboardModifiers mods) {
   switch (qt_key) {
     case Qt::Key_Escape:
@@ -46,9 +46,9 @@ int VirtualKey(int qt_key, Qt::KeyboardModifiers mods) {
     case Qt::Key_F8:
       return vk::kF8;
     case Qt::Key_Plus:
-      return (mods & Qt::ControlModifier) ? 0 : vk::kAdd;
+      return (mods & Qt::KeypadModifier) ? vk::kAdd : 0;
     case Qt::Key_Minus:
-      return (mods & Qt::ControlModifier) ? 0 : vk::kSubtract;
+      return (mods & Qt::KeypadModifier) ? vk::kSubtract : 0;
     default:
       return 0;
   }
@@ -112,15 +112,19 @@ void TMainForm::EndPlayback() {
 bool TMainForm::FormKeyDown(int qt_key, Qt::KeyboardModifiers modifiers) {
   const int key = VirtualKey(qt_key, modifiers);
   if (key == 0) return false;
-  const KeyState state{region_,     line_,       view_->View(), spot_window_open_,
-                       show_beads_, bead_index_, bead_count_};
+  const KeyState state{
+      region_,     line_,      view_->View(), spot_window_open_, ShowBeads->isChecked(),
+      bead_index_, bead_count_};
   const KeyResult r = ::lumetra::FormKeyDown(state, key, (modifiers & Qt::ControlModifier) != 0);
   const KeyActions& act = r.actions;
   region_ = r.region;
   line_ = r.line;
   bead_index_ = r.bead_index;
   if (act.stop) StopClick();
-  if (act.bead_views) emit BeadViewsRequested(bead_index_);
+  if (act.bead_views) {
+    ShowBeadTrack(true);
+    emit BeadViewsRequested(bead_index_);
+  }
   if (act.spot != SpotWindowCommand::kNone) emit SpotWindowCommandRequested(act.spot);
   if (act.region_readout) {
     UpdateRegionReadout();
@@ -138,6 +142,12 @@ bool TMainForm::eventFilter(QObject* watched, QEvent* event) {
   if (watched == FrameTrackBar && event->type() == QEvent::KeyPress) {
     const auto* k = static_cast<QKeyEvent*>(event);
     if (FormKeyDown(k->key(), k->modifiers())) return true;
+  }
+  // Ctrl with the keypad's plus or minus resizes the region; it is no zoom shortcut.
+  if (watched == FrameTrackBar && event->type() == QEvent::ShortcutOverride &&
+      IsKeypadRegionKey(*static_cast<QKeyEvent*>(event))) {
+    event->accept();
+    return true;
   }
   return QMainWindow::eventFilter(watched, event);
 }

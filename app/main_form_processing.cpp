@@ -16,8 +16,10 @@
 #include "app/main_form.h"
 #include "app/qt_text.h"
 #include "common/text_format.h"
+#include "display/gui/tool_window.h"
 #include "processing/bmp_export.h"
 #include "processing/export_transform.h"
+#include "processing/output_names.h"
 #include "processing/part_export.h"
 #include "processing/processing_messages.h"
 #include "processing/record_fusion.h"
@@ -86,8 +88,15 @@ void TMainForm::RebuildTempFilt() {
   checks.running_buffer_size = settings_.values().RunningBufSize;
   const TempFiltMenu m = RebuildTempFiltMenu(checks);
   TempFilt->setTitle(Q(m.caption));
-  if (store_) UseTemporalMedian(*store_, median_, m.median_frames);
+  if (!store_) return;
+  UseTemporalMedian(*store_, median_, m.median_frames);
   TempFilt->setEnabled(median_.MenuEnabled());
+  // The frame shown follows the new chain at once, not at the next step; a
+  // playback under way shows it with its next frame instead.
+  if (!RecordStreaming() && store_->RecordLoaded()) {
+    RereadThroughChain(*store_, median_, reporter_);
+    ShowFrame();
+  }
 }
 
 // The named handlers toggle their own check mark, as a click does.
@@ -182,8 +191,9 @@ void TMainForm::SaveRecordAs(const TransformRequest& request) {
   const SaveDialogSetup setup = SaveDialogFor(request.kind);
   const bool bmp = request.kind == TransformKind::kBmpSeq || request.kind == TransformKind::kPage;
   const QString out =
-      AskSaveFile(Q(setup.title), bmp ? Q(kBmpSaveFilter) : DialogFilter(setup.filter),
-                  bmp ? QStringLiteral("bmp") : Suffix(setup.default_ext));
+      AskSaveFileNamed(Q(setup.title), bmp ? Q(kBmpSaveFilter) : DialogFilter(setup.filter),
+                       bmp ? QStringLiteral("bmp") : Suffix(setup.default_ext),
+                       Q(DefaultTransformName(store_->RecordFileName(), request)));
   if (out.isEmpty()) return;
 
   const int32_t shown = std::max(0, store_->CurrentFrame());
@@ -359,7 +369,8 @@ void TMainForm::SaveProfileFileClick() {
 void TMainForm::FuseRecordsClick() {
   const QStringList inputs = AskOpenFiles(Q(kFuseOpenTitle), Q(kXkvFilter));
   if (inputs.isEmpty()) return;
-  const QString out = AskSaveFile(Q(kFuseSaveTitle), Q(kXkvSaveFilter), QStringLiteral("xkv"));
+  const QString out = AskSaveFileNamed(Q(kFuseSaveTitle), Q(kXkvSaveFilter), QStringLiteral("xkv"),
+                                       Q(DefaultFusedName(S(inputs.first()))));
   if (out.isEmpty()) return;
   if (Playing()) EndPlayback();
   std::vector<std::string> files;
@@ -384,10 +395,21 @@ void TMainForm::FuseRecordsClick() {
 TComForm* TMainForm::ComForm() {
   if (com_form_) return com_form_;
   ComFormHooks hooks;
+  // The import window's dialogs are its own: it stays in front when they close.
   hooks.ask_save_file = [this](const QString& t, const QString& f, const QString& s) {
-    return AskSaveFile(t, f, s);
+    dialog_owner_ = com_form_;
+    const QString path = AskSaveFileNamed(t, f, s, Q(DefaultImportName(S(com_form_->Source()))));
+    dialog_owner_ = nullptr;
+    return path;
   };
-  hooks.ask_open_file = [this](const QString& t, const QString& f) { return AskOpenFile(t, f); };
+  hooks.ask_open_file = [this](const QString& t, const QString& f) {
+    dialog_owner_ = com_form_;
+    const QString path = AskOpenFile(t, f);
+    dialog_owner_ = nullptr;
+    com_form_->raise();
+    com_form_->activateWindow();
+    return path;
+  };
   hooks.header_template = [this] { return store_ ? store_->Prm() : DefaultPrmInfo(); };
   hooks.save_2bytes = [this] { return SaveXKV_2bytes->isChecked(); };
   hooks.clear_region = [this] { SetRegion(Region{}); };
@@ -400,7 +422,9 @@ TComForm* TMainForm::ComForm() {
 }
 
 void TMainForm::ImportDataClick() {
+  const bool first = com_form_ == nullptr;
   TComForm* form = ComForm();
+  if (first) PlaceToolWindow(form, this);
   form->show();
   form->raise();
   form->activateWindow();

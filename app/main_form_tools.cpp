@@ -6,6 +6,7 @@
 
 #include "app/main_form.h"
 #include "app/qt_text.h"
+#include "display/gui/tool_window.h"
 #include "spots/gui/spot_form.h"
 #include "spots/spots_messages.h"
 
@@ -21,6 +22,10 @@ void TMainForm::BuildToolsMenu() {
 
 TSpotForm* TMainForm::SpotForm() const {
   return spot_form_.data();
+}
+
+bool TMainForm::RecordStreaming() const {
+  return Playing() || (spot_form_ && spot_form_->Playing());
 }
 
 void TMainForm::SpotingClick() {
@@ -41,6 +46,7 @@ void TMainForm::SpotingClick() {
     connect(spot_form_.data(), &TSpotForm::PassEnded, this, [this] { ShowFrame(); });
     // Closing the window ends the keys that reach it (T/F5, S/F4, F7, F8).
     connect(spot_form_.data(), &QObject::destroyed, this, [this] { spot_window_open_ = false; });
+    PlaceToolWindow(spot_form_.data(), this);
   }
   spot_window_open_ = true;
   spot_form_->show();

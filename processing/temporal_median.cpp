@@ -128,4 +128,21 @@ void UseTemporalMedian(RecordStore& store, TemporalMedian& filter, int32_t frame
   store.AddStep(&filter);
 }
 
+void RereadThroughChain(RecordStore& store, TemporalMedian& filter, Reporter& reporter) {
+  const int32_t k = store.CurrentFrame();
+  if (!store.RecordLoaded() || k < 0 || k >= store.FrameCount()) return;
+  const int32_t first = std::max(0, k - std::max(0, filter.MedianFrames() - 1));
+  // Land on the frame before `first` (or before the record), empty the ring,
+  // then read forward: frames first .. k are the only ones the ring holds.
+  if (first == 0) {
+    filter.Restart();
+    store.FirstFrame(reporter);
+  } else {
+    if (!store.GoToFrame(first - 1, reporter)) return;
+    filter.Restart();
+    if (!store.NextFrame(reporter)) return;
+  }
+  store.GoToFrame(k, reporter);
+}
+
 }  // namespace lumetra

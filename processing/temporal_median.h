@@ -74,4 +74,11 @@ std::optional<int32_t> ParseTemporalMedianFrames(std::string_view text);
 // starts with the record. `filter` must outlive its place in the chain.
 void UseTemporalMedian(RecordStore& store, TemporalMedian& filter, int32_t frames);
 
+// After the filter was switched on, off or to another length: reads the
+// current frame again through the chain, preceded by the frames its median
+// needs (up to M - 1 before it, from an empty ring), so the frame shown is
+// what a playback reaching it would show. The frame index stays; a record
+// without a current frame is left alone.
+void RereadThroughChain(RecordStore& store, TemporalMedian& filter, Reporter& reporter);
+
 }  // namespace lumetra

@@ -195,6 +195,7 @@ void TComForm::GoBtClick() {
   const QString source =
       hooks_.ask_open_file(Q(title), Q(bmp ? kImportBmpFilter : kImportRawFilter));
   if (source.isEmpty()) return;
+  source_ = source;
   const QString out =
       hooks_.ask_save_file(Q(kImportSaveTitle), Q(kImportSaveFilter), QStringLiteral("xkv"));
   if (out.isEmpty()) return;

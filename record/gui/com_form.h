@@ -54,6 +54,8 @@ class TComForm : public QWidget {
   const ImportSettings& Settings() const { return settings_; }
   // The path of the last record written (empty before the first).
   const QString& LastOutput() const { return last_output_; }
+  // The source chosen for the run under way or the last one (empty before the first).
+  const QString& Source() const { return source_; }
   QString ProgressText() const;
   bool Running() const { return busy_ != nullptr; }
 
@@ -111,6 +113,7 @@ class TComForm : public QWidget {
   bool checking_ = false;
   QLabel* ProgLab = nullptr;
   QString last_output_;
+  QString source_;
 };
 
 }  // namespace lumetra

@@ -5,7 +5,6 @@
 #include <QDateTime>
 #include <QFileDialog>
 #include <QFileInfo>
-#include <QInputDialog>
 #include <QLabel>
 #include <QMenuBar>
 #include <QMessageBox>
@@ -17,6 +16,7 @@
 #include <algorithm>
 #include <cmath>
 
+#include "display/gui/input_box.h"
 #include "graph/auto_scale.h"
 #include "graph/gui/graph_view.h"
 #include "graph/gui/xk_graph.h"
@@ -98,12 +98,8 @@ TSpotForm::TSpotForm(RecordStore& record, QWidget* parent)
   timer_ = new QTimer(this);
   timer_->setInterval(0);
   connect(timer_, &QTimer::timeout, this, &TSpotForm::Tick);
-  AskText = [this](const QString& title, const QString& prompt,
-                   const QString& text) -> std::optional<QString> {
-    bool ok = false;
-    const QString typed = QInputDialog::getText(this, title, prompt, QLineEdit::Normal, text, &ok);
-    if (!ok) return std::nullopt;
-    return typed;
+  AskText = [this](const QString& title, const QString& prompt, const QString& text) {
+    return AskInputBox(this, title, prompt, text);
   };
   AskOpenFile = [this](const QString& title, const QString& filter) {
     return QFileDialog::getOpenFileName(this, title, QString(), filter);

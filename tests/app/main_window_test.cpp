@@ -379,6 +379,20 @@ TEST_F(MainWindow, DropsAndRecentFiles) {
   EXPECT_EQ(form_->Store()->FrameCount(), 3);
 }
 
+TEST_F(MainWindow, RecentFilesDropARecordThatNoLongerOpens) {
+  const std::string gone = testing::SimulatedRecord("gone.xkv", 2);
+  ASSERT_TRUE(form_->OpenRecord(QString::fromStdString(gone)));
+  ASSERT_TRUE(form_->OpenRecord(QString::fromStdString(record_)));
+  ASSERT_TRUE(form_->RecentFiles().at(1).endsWith("gone.xkv"));
+  fs::remove(gone);
+  EXPECT_FALSE(form_->OpenRecord(QString::fromStdString(gone)));
+  for (const QString& f : form_->RecentFiles()) EXPECT_FALSE(f.endsWith("gone.xkv"));
+  EXPECT_TRUE(form_->RecentFiles().first().endsWith("main_window.xkv"));
+  EXPECT_EQ(form_->Store()->FrameCount(), 6) << "the open record stays";
+  // Play keeps to the record's own frame interval unless the user says otherwise.
+  EXPECT_TRUE(form_->MenuItem("RealTimePlay")->isChecked());
+}
+
 TEST_F(MainWindow, RecordWithoutFramesShowsNoStaleImage) {
   const std::string empty = testing::TempPath("empty.xkv");
   std::ofstream(empty, std::ios::binary).close();

@@ -6,14 +6,17 @@
 
 #include <QAction>
 #include <QDialog>
+#include <QFileInfo>
 #include <QKeyEvent>
 #include <QMenu>
 #include <QMouseEvent>
+#include <QRegularExpression>
 #include <filesystem>
 
 #include "app/main_form.h"
 #include "processing/temporal_median.h"
 #include "record/gui/record_busy.h"
+#include "spots/gui/spot_form.h"
 #include "tests/app/app_fixture.h"
 
 namespace lumetra {
@@ -107,6 +110,79 @@ TEST_F(ProcessingMenus, TempFiltCaptionFollowsTheCheckedItems) {
     std::sort(v, v + 3);
     ASSERT_EQ(shown[i], v[1]) << i;
   }
+}
+
+// Switching the filter repaints the frame shown through the new chain at
+// once, at the same frame index; switching it off shows the frame as stored.
+TEST_F(ProcessingMenus, TempFiltRepaintsTheCurrentFrameAtOnce) {
+  form_->FrameTrackBarChange(3);
+  ASSERT_EQ(form_->Store()->CurrentFrame(), 3);
+  auto shown_is = [&](auto want) {
+    const QImage& image = form_->FrameImage();
+    for (size_t i = 0; i < original_.frames[3].size(); ++i) {
+      const uint16_t w = want(i);
+      ASSERT_EQ(form_->Store()->FrameBuffer()[i], w) << i;
+      ASSERT_EQ(image.pixel(static_cast<int>(i % 64), static_cast<int>(i / 64)),
+                form_->Palette()[w] | 0xFF000000u)
+          << i;
+    }
+  };
+  form_->By3framesClick();
+  EXPECT_EQ(form_->Store()->CurrentFrame(), 3);
+  shown_is([&](size_t i) {
+    uint16_t v[3] = {original_.frames[1][i], original_.frames[2][i], original_.frames[3][i]};
+    std::sort(v, v + 3);
+    return v[1];
+  });
+  form_->By3framesClick();
+  EXPECT_EQ(form_->Store()->CurrentFrame(), 3);
+  shown_is([&](size_t i) { return original_.frames[3][i]; });
+  EXPECT_TRUE(modals_.isEmpty()) << modals_.join("; ").toStdString();
+}
+
+// A detection reading the record keeps its stream: the switch takes effect
+// with the next frame it reads, and nothing is read again behind its back.
+TEST_F(ProcessingMenus, TempFiltLeavesARunningDetectionAlone) {
+  form_->SpotingClick();
+  TSpotForm* spots = form_->SpotForm();
+  ASSERT_NE(spots, nullptr);
+  spots->Messages().show_modal = [this](const QString& t) { modals_ << t; };
+  spots->DetectClick();
+  ASSERT_TRUE(spots->Playing());
+  const int32_t at = form_->Store()->CurrentFrame();
+  int shown = 0;
+  QObject::connect(form_.get(), &TMainForm::FrameShown, [&] { ++shown; });
+  form_->By3framesClick();
+  EXPECT_EQ(shown, 0);
+  EXPECT_EQ(form_->Store()->CurrentFrame(), at);
+  EXPECT_EQ(form_->Median().MedianFrames(), 3);
+  spots->FinishPlayback();
+  EXPECT_FALSE(spots->Playing());
+  EXPECT_TRUE(modals_.isEmpty()) << modals_.join("; ").toStdString();
+}
+
+// Each save dialog offers its extension and a name made from the record's.
+TEST_F(ProcessingMenus, SaveDialogsOfferANameFromTheRecord) {
+  QStringList names;
+  form_->AskSaveFile = [&](const QString&, const QString&, const QString& suffix) {
+    names << QFileInfo(form_->SaveDialogName()).fileName() + "|" + suffix;
+    return QString();  // cancelled: nothing is written
+  };
+  form_->NextFrClick();
+  form_->SaveAsClick();
+  form_->N10frClick();
+  form_->SaveSeqMed5Click();
+  form_->bin2X2Click();
+  form_->SaveAsRAWClick();
+  form_->SaveAsBMPSeqClick();
+  const QString base = QFileInfo(QString::fromStdString(record_)).completeBaseName();
+  EXPECT_EQ(names.join(' ').toStdString(),
+            (QStringList{"_frame1.xkv|xkv", "_sum10.xkv|xkv", "_med5.xkv|xkv", "_bin2.xkv|xkv",
+                         ".raw|raw", "_frame.bmp|bmp"}
+                 .replaceInStrings(QRegularExpression("^"), base)
+                 .join(' ')
+                 .toStdString()));
+  EXPECT_TRUE(form_->SaveDialogName().isEmpty());
 }
 
 TEST_F(ProcessingMenus, SumOfTwoWritesTwoFramesAndTheRecordStaysUsable) {

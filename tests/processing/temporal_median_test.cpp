@@ -131,6 +131,45 @@ TEST(TemporalMedian, StoreChainFiltersEveryFrameRead) {
   EXPECT_FALSE(filter.Enabled());
 }
 
+// Switching the filter at frame k shows frame k through the new chain at
+// once: the median of the M frames up to k (unchanged while fewer than M
+// frames lead up to it), and the raw frame again when it is switched off.
+TEST(TemporalMedian, RereadShowsTheCurrentFrameThroughTheNewChain) {
+  test::ScratchDir dir;
+  const int32_t w = 12, h = 9;
+  Rng rng(11);
+  std::vector<std::vector<uint16_t>> frames;
+  for (int f = 0; f < 10; ++f) frames.push_back(RandomFrame(rng, w * h, 4096));
+  test::WriteRecord(dir.Path("rec.xkv"), w, h, frames);
+
+  struct Case {
+    int32_t frame;
+    int32_t median;  // 0: off
+  };
+  const Case cases[] = {{6, 3}, {6, 7}, {8, 5}, {2, 5}, {0, 3}, {9, 7}, {6, 0}, {9, 0}};
+  CollectingReporter r;
+  TemporalMedian filter(r);
+  auto store = RecordStore::Create(r);
+  ASSERT_TRUE(store->Open(dir.Path("rec.xkv"), r));
+  for (const Case& c : cases) {
+    SCOPED_TRACE(::testing::Message() << "frame " << c.frame << ", median " << c.median);
+    ASSERT_TRUE(store->GoToFrame(c.frame, r));
+    UseTemporalMedian(*store, filter, c.median);
+    RereadThroughChain(*store, filter, r);
+    ASSERT_EQ(store->CurrentFrame(), c.frame);
+    for (size_t i = 0; i < frames[0].size(); ++i) {
+      uint16_t want = frames[c.frame][i];
+      if (c.median > 0 && c.frame >= c.median - 1) {
+        std::vector<uint16_t> v;
+        for (int32_t f = c.frame - c.median + 1; f <= c.frame; ++f) v.push_back(frames[f][i]);
+        want = BruteMedian(v);
+      }
+      ASSERT_EQ(store->FrameBuffer()[i], want) << "pixel " << i;
+    }
+  }
+  EXPECT_TRUE(r.Texts(MessageKind::kModal).empty());
+}
+
 TEST(TemporalMedian, AllocationFailureSwitchesTheFilterOff) {
   CollectingReporter r;
   TemporalMedian filter(r, SIZE_MAX);
