@@ -88,6 +88,10 @@ TSpotForm::TSpotForm(RecordStore& record, QWidget* parent)
   graph_->Curves[1].Show = true;
   graph_->Curves[1].Type = kCurveBar;
   graph_->Curves[1].Color = MakeColor(0, 0, 200);
+  // Before any spots: the histogram's own X range and a few Y ticks, so the
+  // empty graph's labels stay apart in the short pane.
+  FitAxis(graph_->X, 0, kDistanceBins * kDistanceBinUm, 0, 5);
+  FitAxis(graph_->Y0, 0, 10, 0, 2);
   graph_view_->SetGraph(graph_.get());
   split->addWidget(view_);
   split->addWidget(graph_view_);
@@ -377,7 +381,9 @@ void TSpotForm::CalcDist(bool now) {
   graph_->Notes[0] = std::to_string(spots.size()) + " objects";
   const float most = *std::max_element(histogram_.begin() + kDistanceBins, histogram_.end());
   FitAxis(graph_->X, 0, kDistanceBins * kDistanceBinUm, 0, 5);
-  FitAxis(graph_->Y0, 0, std::max(most, 1.0f), 0.05, 5);
+  // About one Y tick per 40 pixels of the pane: labels of a short pane stay apart.
+  const double y_ticks = std::clamp(graph_view_->height() / 40, 2, 5);
+  FitAxis(graph_->Y0, 0, std::max(most, 1.0f), 0.05, y_ticks);
   graph_->Repaint();
 }
 

@@ -80,6 +80,8 @@ TEST(SpotForm, DetectLinkSaveAndReadTracks) {
   QStringList modals;
   form.Messages().show_modal = [&](const QString& t) { modals << t; };
   EXPECT_EQ(form.windowTitle(), "Lumetra - Automatic Single Particle Tracking (ASPT) ");
+  // Before Detect the empty graph has three Y labels, not eleven.
+  EXPECT_EQ(form.DistanceGraph().Y0.Tick, 5);
   form.DetectClick();
   EXPECT_TRUE(form.Playing());
   form.FinishPlayback();
@@ -88,6 +90,12 @@ TEST(SpotForm, DetectLinkSaveAndReadTracks) {
   const int32_t completed = form.Tracks().completed_count;
   EXPECT_EQ(form.DistanceGraph().TitleX, "Min. Distance (um)");
   EXPECT_EQ(form.DistanceGraph().Data.RowLength, 50);
+  {
+    // The histogram's Y labels keep apart in the short pane of a small
+    // record: a few ticks, not the nine a wish of five can give.
+    const GraphAxis& y = form.DistanceGraph().Y0;
+    EXPECT_LE((y.Last - y.First) / y.Tick, 4.5);
+  }
   EXPECT_GE(completed, 3);
   form.LinkTracksClick();
   form.FinishPlayback();
