@@ -30,4 +30,17 @@ void QtReporter::Report(MessageKind kind, std::string_view text) {
   }
 }
 
+void QtReporter::ReportDetailed(MessageKind kind, std::string_view text,
+                                std::string_view detail) {
+  if (kind != MessageKind::kModal || show_modal || detail.empty()) {
+    Report(kind, text);
+    return;
+  }
+  QMessageBox box(QMessageBox::Information, QStringLiteral("Lumetra32"),
+                  QString::fromUtf8(text.data(), static_cast<qsizetype>(text.size())),
+                  QMessageBox::Ok, parent_);
+  box.setInformativeText(QString::fromUtf8(detail.data(), static_cast<qsizetype>(detail.size())));
+  box.exec();
+}
+
 }  // namespace lumetra

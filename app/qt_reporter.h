@@ -17,6 +17,9 @@ class QtReporter final : public Reporter {
  public:
   QtReporter(QWidget* parent, QStatusBar* status) : parent_(parent), status_(status) {}
   void Report(MessageKind kind, std::string_view text) override;
+  // The box keeps the program's own text as its message; the file and the
+  // reason go below it as the box's informative text.
+  void ReportDetailed(MessageKind kind, std::string_view text, std::string_view detail) override;
 
   // Tests replace the message box with a collector.
   std::function<void(const QString&)> show_modal;

@@ -27,8 +27,9 @@ class Reporter {
   virtual ~Reporter() = default;
   virtual void Report(MessageKind kind, std::string_view text) = 0;
   // A message with what it concerns, such as the file and the system's reason
-  // ("cell3.xkv: No such file or directory"). The window shows the program's
-  // own text alone; the command line prints "text: detail".
+  // ("cell3.xkv: No such file or directory"). The window's box shows the
+  // program's own text with the detail below it; the command line prints
+  // "text: detail".
   virtual void ReportDetailed(MessageKind kind, std::string_view text, std::string_view detail) {
     (void)detail;
     Report(kind, text);
