@@ -178,7 +178,22 @@ void ImageView::PaintMarkers(QPainter& p) {
     p.setPen(QPen(kLineColour, 1));
     p.drawLine(a, b);
   }
+  if (cross_.x() >= 0) {
+    // A cross of 7 pixels each side around the pixel's centre, with a gap over the spot.
+    const double cx = cross_.x() * z + z / 2.0, cy = cross_.y() * z + z / 2.0;
+    const double gap = 3 * z, arm = gap + 7 * std::max(1, z / 2);
+    p.setPen(QPen(QColor(0, 255, 255), 1));
+    p.drawLine(QPointF(cx - arm, cy), QPointF(cx - gap, cy));
+    p.drawLine(QPointF(cx + gap, cy), QPointF(cx + arm, cy));
+    p.drawLine(QPointF(cx, cy - arm), QPointF(cx, cy - gap));
+    p.drawLine(QPointF(cx, cy + gap), QPointF(cx, cy + arm));
+  }
   p.restore();
+}
+
+void ImageView::SetCross(int32_t x, int32_t y) {
+  cross_ = x < 0 ? QPoint(-1, -1) : QPoint(x, y);
+  viewport()->update();
 }
 
 // Texts sit in the corners of the visible image, or of the whole area when

@@ -32,6 +32,9 @@ class ImageView : public QAbstractScrollArea {
   int32_t Zoom() const { return zoom_; }
   void SetRegion(const Region& region);
   void SetLine(const ProfileLine& line, bool shown, int32_t width_pixels);
+  // A cross marking frame pixel (x, y); x < 0 takes it away.
+  void SetCross(int32_t x, int32_t y);
+  QPoint Cross() const { return cross_; }
   void SetInfoLines(const QStringList& lines) { info_lines_ = lines; }
   void SetTimeText(const QString& text) { time_text_ = text; }
   // Scale bar of `um` micrometres on pixels of `nm_per_pixel`; 0 um hides it.
@@ -85,6 +88,7 @@ class ImageView : public QAbstractScrollArea {
   Region region_;
   ProfileLine line_;
   bool line_shown_ = false;
+  QPoint cross_{-1, -1};
   int32_t line_width_ = 1;
   QStringList info_lines_;
   QString time_text_;

@@ -38,6 +38,7 @@ class ImageView;
 class TComForm;
 struct TransformRequest;
 class TSpotForm;
+class TDetectForm;
 
 class TMainForm : public QMainWindow {
   Q_OBJECT
@@ -76,6 +77,8 @@ class TMainForm : public QMainWindow {
   QAction* MenuItem(const QString& name) const;
   // The single-particle tracking window while it is open, else null.
   TSpotForm* SpotForm() const;
+  // The step-detection window while it is open, else null.
+  TDetectForm* DetectForm() const;
 
   // Analyses that see every frame of the next playback (not owned).
   void SetPlaybackConsumers(std::vector<FrameConsumer*> consumers) {
@@ -178,6 +181,8 @@ class TMainForm : public QMainWindow {
   void ImportDataClick();
   // Opens the automatic single-particle tracking window on the open record.
   void SpotingClick();
+  // Opens the step-detection window (SFDA) on the open record.
+  void StepDetectionClick();
   // The key handler of the window and its track bar; Qt key codes. True when
   // the key was one of the window's own (arrows, keypad plus and minus, Esc...).
   bool FormKeyDown(int qt_key, Qt::KeyboardModifiers modifiers);
@@ -242,6 +247,7 @@ class TMainForm : public QMainWindow {
   // Keys of windows that are not open yet: the single-particle window and bead tracks.
   bool spot_window_open_ = false;
   QPointer<TSpotForm> spot_form_;
+  QPointer<TDetectForm> detect_form_;
   bool show_beads_ = false;
   int32_t bead_index_ = 0;
   int32_t bead_count_ = 0;

@@ -189,6 +189,21 @@ void StepAnalysis::UseDropMapClick() {
   Choose();
 }
 
+bool StepAnalysis::UseObjectAt(int32_t x, int32_t y) {
+  if (!detected_) {
+    reporter_.Modal(kDetectFirst);
+    return false;
+  }
+  if (x < 0 || y < 0 || x >= maps_.width || y >= maps_.height) {
+    reporter_.Modal(kNoObjects);
+    return false;
+  }
+  const size_t p = maps_.Index(x, y);
+  objects_ = {StepObject{x, y, ChoiceValue(maps_, p, settings_.choice), maps_.DropFrame[p],
+                         maps_.RiseFrame[p]}};
+  return true;
+}
+
 TracePass* StepAnalysis::BeginCollect(const RecordStore& record) {
   if (!detected_) {
     reporter_.Modal(kDetectFirst);

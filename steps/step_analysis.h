@@ -98,6 +98,10 @@ class StepAnalysis {
   void SubtrMaxRiseClick();                 // choose on drop - rise
   void AddMaxRiseClick();                   // choose on drop + rise
   void UseDropMapClick();                   // back to the drop map alone
+  // One object at pixel (x, y), with the drop and rise frames of the maps
+  // there, in place of the chosen ones (a spot handed over from a track).
+  // Refused before Detect and outside the frame.
+  bool UseObjectAt(int32_t x, int32_t y);
 
   // CollectClick: the trace pass over the chosen objects. Refused (with its
   // message, traces kept) before Detect or when no object is chosen.

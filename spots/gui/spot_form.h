@@ -53,6 +53,9 @@ class TSpotForm final : public QMainWindow {
   std::function<QString(const QString& title, const QString& filter)> AskOpenFile;
   std::function<QString(const QString& title, const QString& filter)> AskSaveFile;
 
+  // Hands a track's spot (whole pixels) to the step-detection window; unset: no such window.
+  std::function<void(int32_t x, int32_t y)> SendSpotToSteps;
+
   SpotFormReporter& Messages() { return reporter_; }
   TrackingParams& Params() { return params_; }
   const TrackStore& Tracks() const { return *tracks_; }
@@ -83,6 +86,8 @@ class TSpotForm final : public QMainWindow {
   void ShowTracksClick();
   void RefreshClick();
   void CurrentSpotsClick();
+  // Asks for a completed track and sends its spot to the step-detection window.
+  void SendTrackToStepsClick();
 
  private:
   void BuildMenus();
