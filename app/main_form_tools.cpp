@@ -59,6 +59,8 @@ void TMainForm::StepDetectionClick() {
     host.median_frames = [this] { return median_.MedianFrames(); };
     detect_form_->SetHost(std::move(host));
     connect(this, &TMainForm::PlaybackFinished, detect_form_.data(), &TDetectForm::PlaybackEnded);
+    detect_form_->show();
+    detect_form_->OpenOnRecord();
   }
   detect_form_->show();
   detect_form_->raise();

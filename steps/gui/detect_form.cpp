@@ -197,7 +197,6 @@ TDetectForm::TDetectForm(RecordStore& record, QWidget* parent)
     return QMessageBox::question(this, title, question) == QMessageBox::Yes;
   };
   BuildMenus();
-  analysis_.OpenRecord(record_);
   UpdateCaptions();
   UpdateEnabled();
   DrawTrace();
@@ -214,6 +213,10 @@ TDetectForm::~TDetectForm() {
     host_.stop(true);
   }
   if (host_.mark) host_.mark(-1, -1);
+}
+
+bool TDetectForm::OpenOnRecord() {
+  return analysis_.OpenRecord(record_);
 }
 
 void TDetectForm::UseSettings(Settings* settings) {

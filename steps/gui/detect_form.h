@@ -80,6 +80,9 @@ class TDetectForm final : public QMainWindow {
   std::function<bool(const QString& title, const QString& question)> AskYesNo;
 
   void SetHost(DetectHost host) { host_ = std::move(host); }
+  // Allocates the buffers for the record and says how much ("... Mb allocated
+  // - Click 'Detect'"), or why not; call once the window's messages are wired.
+  bool OpenOnRecord();
   // The settings the main window keeps (the window length), when shared.
   void UseSettings(Settings* settings);
   // Before the window goes with its record: results not saved are offered for saving.
