@@ -2,8 +2,12 @@
 // spot-window keys while it is open, and closes it before another record opens.
 #include <gtest/gtest.h>
 
+#include <QElapsedTimer>
+
 #include "app/main_form.h"
+#include "app/image_view.h"
 #include "spots/gui/spot_form.h"
+#include "steps/gui/detect_form.h"
 #include "tests/app/app_fixture.h"
 
 namespace lumetra {
@@ -35,6 +39,81 @@ TEST(ToolWindows, TrackingWindowFollowsTheMainWindowsRecord) {
   ASSERT_TRUE(form.OpenRecord(QString::fromStdString(testing::SimulatedRecord("spots2.xkv"))));
   EXPECT_EQ(form.SpotForm(), nullptr);
   form.FormKeyDown(Qt::Key_F5, Qt::NoModifier);  // no window: nothing happens
+  EXPECT_TRUE(modals.isEmpty()) << modals.join("; ").toStdString();
+}
+
+void RunUntil(const std::function<bool()>& done) {
+  QElapsedTimer t;
+  t.start();
+  while (!done() && t.elapsed() < 5000) QCoreApplication::processEvents(QEventLoop::AllEvents, 10);
+}
+
+// Detect plays through the main window's playback and leaves the drop image
+// there; a track's spot sent from the tracking window gets its trace and scores.
+TEST(ToolWindows, StepWindowPlaysThroughTheMainWindowAndTakesATracksSpot) {
+  testing::App();
+  TMainForm form;
+  QStringList modals;
+  form.Messages().show_modal = [&](const QString& t) { modals << t; };
+  SimulationParams p;
+  p.width = p.height = 48;
+  p.frames = 60;
+  p.spots = 4;
+  p.diffusion = 0;
+  p.bleach_prob = 0.02;
+  p.seed = 3;
+  const std::string path = testing::TempPath("steps_window.xkv");
+  NullReporter quiet;
+  ASSERT_TRUE(SimulateRecord(p, path, quiet));
+  ASSERT_TRUE(form.OpenRecord(QString::fromStdString(path)));
+  form.StepDetectionClick();
+  TDetectForm* steps = form.DetectForm();
+  ASSERT_NE(steps, nullptr);
+  steps->Messages().show_modal = [&](const QString& t) { modals << t; };
+  EXPECT_TRUE(steps->StatusText().endsWith("Mb allocated - Click 'Detect'"));
+
+  steps->StartTrClick();
+  EXPECT_TRUE(form.Playing()) << "the main window plays the record";
+  RunUntil([&] { return !form.Playing(); });
+  EXPECT_EQ(steps->ShowTestsText(), "Drops");
+  EXPECT_EQ(steps->ProgressText(), "Detect finished: 60 frames");
+  const StepMaps& maps = steps->Analysis().Maps();
+  EXPECT_EQ(form.Store()->FrameBuffer()[maps.Index(20, 20)],
+            static_cast<uint16_t>(maps.DropMap[maps.Index(20, 20)]));
+
+  // A completed track of the tracking window, sent by its number.
+  form.SpotingClick();
+  TSpotForm* spots = form.SpotForm();
+  ASSERT_NE(spots, nullptr);
+  spots->Messages().show_modal = [&](const QString& t) { modals << t; };
+  spots->DetectClick();
+  spots->FinishPlayback();
+  int32_t track = -1;
+  for (int32_t t = 0; t < spots->Tracks().track_count && track < 0; ++t)
+    if (spots->Tracks().Slot(t).completed) track = t;
+  ASSERT_GE(track, 0);
+  QStringList answers = {"0", QString::number(track + 1)};
+  spots->AskText = [&](const QString&, const QString&, const QString&) -> std::optional<QString> {
+    return answers.takeFirst();
+  };
+  spots->SendTrackToStepsClick();
+  EXPECT_EQ(modals, QStringList{"No completed track of that number"});
+  modals.clear();
+  spots->SendTrackToStepsClick();
+  RunUntil([&] { return !form.Playing() && !steps->Playing(); });
+  const TrackRec& rec = spots->Tracks().Slot(track);
+  ASSERT_EQ(steps->Analysis().Traces().objects.size(), 1u);
+  EXPECT_EQ(steps->Analysis().Traces().objects[0].x, rec.X);
+  EXPECT_EQ(steps->Analysis().Traces().objects[0].y, rec.Y);
+  EXPECT_TRUE(steps->ReadoutText().contains("Stest="));
+  EXPECT_EQ(form.View()->Cross(), QPoint(rec.X, rec.Y)) << "the spot is marked in the main window";
+  form.StopClick();
+
+  // Another record closes the window (its results offered for saving first).
+  steps->AskYesNo = [](const QString&, const QString&) { return false; };
+  ASSERT_TRUE(form.OpenRecord(QString::fromStdString(testing::SimulatedRecord("steps2.xkv"))));
+  EXPECT_EQ(form.DetectForm(), nullptr);
+  EXPECT_EQ(form.View()->Cross(), QPoint(-1, -1));
   EXPECT_TRUE(modals.isEmpty()) << modals.join("; ").toStdString();
 }
 
