@@ -133,6 +133,7 @@ TDetectForm::TDetectForm(RecordStore& record, QWidget* parent)
                                      QStringLiteral("Stest"), QStringLiteral("Ptest"),
                                      QStringLiteral("MStest")});
   table_->verticalHeader()->hide();
+  table_->verticalHeader()->setDefaultSectionSize(table_->fontMetrics().height() + 6);
   table_->setEditTriggers(QAbstractItemView::NoEditTriggers);
   table_->setSelectionBehavior(QAbstractItemView::SelectRows);
   table_->setSelectionMode(QAbstractItemView::SingleSelection);
@@ -896,7 +897,8 @@ void TDetectForm::DrawHistograms() {
     p.graph.Notes = {std::to_string(total) + " objects, bin " + FormatFixed(p.h.bin, p.h.bin < 1 ? 2 : 0),
                      "", "", ""};
     FitAxis(p.graph.X, p.h.start, p.h.start + static_cast<double>(bins) * p.h.bin, 0, 5);
-    FitAxis(p.graph.Y0, 0, std::max(most, 1), 0.05, 3);
+    // Head room above the tallest bar for the note.
+    FitAxis(p.graph.Y0, 0, std::max(most, 1) * 1.3, 0, 3);
     p.graph.Repaint();
   }
 }

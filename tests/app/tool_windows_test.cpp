@@ -2,6 +2,7 @@
 // spot-window keys while it is open, and closes it before another record opens.
 #include <gtest/gtest.h>
 
+#include <QAction>
 #include <QElapsedTimer>
 
 #include "app/main_form.h"
@@ -72,8 +73,16 @@ TEST(ToolWindows, StepWindowPlaysThroughTheMainWindowAndTakesATracksSpot) {
   steps->Messages().show_modal = [&](const QString& t) { modals << t; };
   EXPECT_TRUE(steps->StatusText().endsWith("Mb allocated - Click 'Detect'"));
 
+  // Esc in the main window stops Detect, and the window says so.
   steps->StartTrClick();
   EXPECT_TRUE(form.Playing()) << "the main window plays the record";
+  form.FormKeyDown(Qt::Key_Escape, Qt::NoModifier);
+  RunUntil([&] { return !form.Playing(); });
+  EXPECT_TRUE(steps->ProgressText().startsWith("Detect stopped at frame "))
+      << steps->ProgressText().toStdString();
+  EXPECT_TRUE(steps->Item(QStringLiteral("StartTr"))->isEnabled());
+
+  steps->StartTrClick();
   RunUntil([&] { return !form.Playing(); });
   EXPECT_EQ(steps->ShowTestsText(), "Drops");
   EXPECT_EQ(steps->ProgressText(), "Detect finished: 60 frames");
