@@ -70,17 +70,27 @@ class DropRiseDetector {
   WorkerPool* Pool() { return pool_.get(); }
 
  private:
+  // What the fast method does with one frame, decided when it arrives from
+  // the ring's frame numbers alone (never from pixel values).
+  enum class Op : uint8_t { kFill, kPlain, kRebuild, kIncremental };
+  struct Pending {
+    int32_t f;
+    int32_t written;  // the slot it goes into
+    Op op;
+    uint8_t before[kMaxWindow + kRingExtra];
+    uint8_t after[kMaxWindow + kRingExtra];
+  };
+
   int32_t Slots() const { return window_ + kRingExtra; }
   int32_t* Slot(int32_t s) { return ring_.data() + static_cast<size_t>(s) * pixels_; }
-  void FillBoxRows(int32_t slot, const uint16_t* px, int32_t y0, int32_t y1, std::vector<int32_t>& col);
-  void FillBoxRow(int32_t* out, const uint16_t* px, int32_t y, std::vector<int32_t>& col) const;
-  void PlainCompute(int32_t f);
+  void FillBoxRow(int32_t* out, const uint16_t* px, int32_t y, int32_t* col) const;
+  void PlainRow(int32_t f, int32_t y, const uint8_t* before, const uint8_t* after);
   bool Regular(int32_t f, int32_t written) const;
-  void FastFrame(const uint16_t* px, int32_t f, int32_t written, bool incremental);
+  void Flush();
+  void RowOp(const Pending& item, const uint16_t* px, int32_t y, int32_t* scratch);
   template <bool kIncremental>
-  void FastRows(const uint16_t* px, int32_t f, int32_t written, int32_t y0, int32_t y1,
-                std::vector<int32_t>& col);
-  void RunRows(int32_t rows, const std::function<void(int32_t, int32_t, std::vector<int32_t>&)>& body);
+  void FastRow(const uint16_t* px, int32_t f, int32_t written, int32_t y, int32_t* scratch);
+  void RunRows(int32_t rows, const std::function<void(int32_t, int32_t, int32_t*)>& body);
 
   int workers_;
   std::unique_ptr<WorkerPool> pool_;
@@ -95,6 +105,12 @@ class DropRiseDetector {
   // the W newest. The 10 oldest are (B + N10) - A.
   std::vector<int32_t> sum_b_, sum_n10_, sum_a_;
   int32_t sums_frame_ = -1;  // frame the running sums belong to, -1 when stale
+  // Frames waiting for the fast method. They are worked through row by row,
+  // all of them on one row before the next, so a row's slots, sums and maps
+  // stay in the cache; each pixel still sees its frames in order.
+  std::vector<uint16_t> pending_pixels_;
+  std::vector<Pending> pending_;
+  int32_t batch_ = 1;
 
   StepMaps* maps_ = nullptr;
   int32_t window_ = kMaxWindow;
