@@ -193,6 +193,17 @@ void ImageView::PaintMarkers(QPainter& p) {
 
 void ImageView::SetCross(int32_t x, int32_t y) {
   cross_ = x < 0 ? QPoint(-1, -1) : QPoint(x, y);
+  if (x >= 0) {
+    // A marked pixel out of sight is brought to the middle of the area.
+    QScrollBar* h = horizontalScrollBar();
+    QScrollBar* v = verticalScrollBar();
+    const QSize area = viewport()->size();
+    const int px = x * zoom_ + zoom_ / 2, py = y * zoom_ + zoom_ / 2;
+    if (!QRect(QPoint(h->value(), v->value()), area).contains(px, py)) {
+      h->setValue(px - area.width() / 2);
+      v->setValue(py - area.height() / 2);
+    }
+  }
   viewport()->update();
 }
 

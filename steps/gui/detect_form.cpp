@@ -878,6 +878,9 @@ void TDetectForm::DrawHistograms() {
     if (bins == 0) {
       p.graph.SetData(nullptr, 0, 0);
       p.graph.Notes = {"NO DATA", "", "", ""};
+      p.graph.Y0.First = 0;
+      p.graph.Y0.Last = 10;
+      p.graph.Y0.Tick = 5;
       p.graph.Repaint();
       continue;
     }
