@@ -343,8 +343,11 @@ void TDetectForm::UpdateEnabled() {
   const bool idle = pass_ == Pass::kNone;
   const bool detected = analysis_.Detected();
   const bool traced = !analysis_.Traces().objects.empty();
+  // While a pass plays, the maps and traces are being rewritten: only Stop,
+  // the thresholds of the tests and the views of what is there stay.
   for (const char* name : {"StartTr", "SaveTXT", "Aver1X1", "Aver3X3", "Aver5X5", "WindLen",
-                           "NoBackgrSubtr"})
+                           "NoBackgrSubtr", "InpThr", "SpotPix", "UseDropMap", "SubtrMaxRise",
+                           "AddMaxRise", "LimitNofSteps"})
     Item(QString::fromLatin1(name))->setEnabled(idle);
   Item(QStringLiteral("Stop"))->setEnabled(!idle);
   Item(QStringLiteral("Collect"))->setEnabled(idle && detected);
