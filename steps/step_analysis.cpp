@@ -1,6 +1,7 @@
 #include "steps/step_analysis.h"
 
 #include <cmath>
+#include <cstdlib>
 #include <cstdio>
 #include <new>
 
@@ -189,18 +190,24 @@ void StepAnalysis::UseDropMapClick() {
   Choose();
 }
 
-bool StepAnalysis::UseObjectAt(int32_t x, int32_t y) {
+bool StepAnalysis::AddObjectClick(int32_t x, int32_t y) {
   if (!detected_) {
     reporter_.Modal(kDetectFirst);
     return false;
   }
   if (x < 0 || y < 0 || x >= maps_.width || y >= maps_.height) {
-    reporter_.Modal(kNoObjects);
+    reporter_.Modal(kOutsideFrame);
+    return false;
+  }
+  for (const StepObject& o : objects_)
+    if (o.x == x && o.y == y) return true;
+  if (objects_.size() >= static_cast<size_t>(kMaxStepObjects)) {
+    reporter_.Modal(kSpotDataError);
     return false;
   }
   const size_t p = maps_.Index(x, y);
-  objects_ = {StepObject{x, y, ChoiceValue(maps_, p, settings_.choice), maps_.DropFrame[p],
-                         maps_.RiseFrame[p]}};
+  objects_.push_back({x, y, ChoiceValue(maps_, p, settings_.choice), maps_.DropFrame[p],
+                      maps_.RiseFrame[p]});
   return true;
 }
 
@@ -361,6 +368,19 @@ int32_t StepAnalysis::PrevObject(int32_t current) const {
   for (int32_t i = std::min(current, static_cast<int32_t>(scores_.size())) - 1; i >= 0; --i)
     if (AboveThreshold(static_cast<size_t>(i))) return i;
   return -1;
+}
+
+int32_t StepAnalysis::ObjectAt(int32_t x, int32_t y, int32_t radius) const {
+  int32_t best = -1, best_d = radius + 1;
+  for (size_t i = 0; i < traces_.objects.size(); ++i) {
+    const StepObject& o = traces_.objects[i];
+    const int32_t d = std::max(std::abs(o.x - x), std::abs(o.y - y));
+    if (d < best_d) {
+      best_d = d;
+      best = static_cast<int32_t>(i);
+    }
+  }
+  return best;
 }
 
 std::string StepAnalysis::ObjectReadout(size_t object) const {

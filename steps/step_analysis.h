@@ -98,10 +98,11 @@ class StepAnalysis {
   void SubtrMaxRiseClick();                 // choose on drop - rise
   void AddMaxRiseClick();                   // choose on drop + rise
   void UseDropMapClick();                   // back to the drop map alone
-  // One object at pixel (x, y), with the drop and rise frames of the maps
-  // there, in place of the chosen ones (a spot handed over from a track).
-  // Refused before Detect and outside the frame.
-  bool UseObjectAt(int32_t x, int32_t y);
+  // A spot sent from elsewhere (a track of the tracking window, a click on
+  // the image): (x, y) joins the chosen objects with the drop and rise frames
+  // the maps hold there, so the next Tracking collects its trace. Refused
+  // before Detect and outside the frame; a pixel already chosen is not doubled.
+  bool AddObjectClick(int32_t x, int32_t y);
 
   // CollectClick: the trace pass over the chosen objects. Refused (with its
   // message, traces kept) before Detect or when no object is chosen.
@@ -137,6 +138,10 @@ class StepAnalysis {
   // start); -1 when there is none.
   int32_t NextObject(int32_t current) const;
   int32_t PrevObject(int32_t current) const;
+  // The collected object nearest to a click at (x, y), at most `radius`
+  // pixels away in x and y; -1 when there is none. The window then moves the
+  // record to its DropFrame (or RiseFrame) and marks it.
+  int32_t ObjectAt(int32_t x, int32_t y, int32_t radius) const;
   // "Stest=12.3 Ptest=0.0 MStest=4.5": one decimal, truncated.
   std::string ObjectReadout(size_t object) const;
   // The fitted levels over the trace (per frame) of the test on show; empty

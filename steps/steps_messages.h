@@ -32,6 +32,7 @@ inline constexpr std::string_view kDetectFirst = "No drop map yet - Click 'Detec
 inline constexpr std::string_view kNoObjects = "No objects above the Drop Threshold";
 inline constexpr std::string_view kCollectFirst = "No traces yet - Click 'Tracking' first";
 inline constexpr std::string_view kNoRecord = "No record is open";
+inline constexpr std::string_view kOutsideFrame = "The position is outside the frame";
 
 // Input boxes: titles, labels and refusals.
 inline constexpr std::string_view kDropThrTitle = "Set Drop Threshold";

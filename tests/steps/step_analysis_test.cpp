@@ -108,6 +108,8 @@ TEST(StepAnalysis, LongRecordIsCappedAndASpotAtTheBoxEdgeIsScored) {
   EXPECT_EQ(s.analysis.NextObject(0), -1);
   EXPECT_EQ(s.analysis.AboveText(), "1 of 1 objects above S-test Thr=15");
   EXPECT_EQ(s.analysis.ObjectReadout(0).rfind("Stest=", 0), 0u);
+  EXPECT_EQ(s.analysis.ObjectAt(6, 4, 1), 0);
+  EXPECT_EQ(s.analysis.ObjectAt(7, 7, 1), -1);
   const std::vector<float> model = s.analysis.FittedModel(0);
   ASSERT_EQ(model.size(), 1000u);
   EXPECT_FLOAT_EQ(model[0], 200);
@@ -165,6 +167,16 @@ TEST(StepAnalysis, RefusedCommandsKeepWhatWasCollected) {
   ASSERT_EQ(a.Traces().objects.size(), 1u);
   EXPECT_EQ(std::vector<float>(a.Traces().Trace(0), a.Traces().Trace(0) + 80), trace);
   EXPECT_EQ(a.Scores()[0].s_test, score);
+  // A spot sent from elsewhere joins the choice; the next Tracking collects it.
+  s.rep.Clear();
+  EXPECT_FALSE(a.AddObjectClick(16, 3));
+  EXPECT_EQ(s.rep.Texts(MessageKind::kModal), std::vector<std::string>{std::string(kOutsideFrame)});
+  EXPECT_TRUE(a.AddObjectClick(8, 8));
+  EXPECT_TRUE(a.AddObjectClick(8, 8));
+  ASSERT_EQ(a.Objects().size(), 1u);
+  EXPECT_EQ(a.Objects()[0].drop_frame, 40);
+  ASSERT_TRUE(a.CollectClick(*s.record));
+  EXPECT_EQ(std::vector<float>(a.Traces().Trace(0), a.Traces().Trace(0) + 80), trace);
   // Accepted values at the ends of their ranges.
   EXPECT_TRUE(a.WindLenClick("1"));
   EXPECT_TRUE(a.LimitNofStepsClick("2"));
