@@ -475,7 +475,7 @@ void TDetectForm::AfterDetect() {
 void TDetectForm::CollectClick() {
   if (Playing()) return;
   if (!DropUnsaved()) return;
-  single_spot_ = false;
+  sent_spot_.reset();
   TracePass* pass = analysis_.BeginCollect(record_);
   if (!pass) return;
   current_ = -1;
@@ -487,13 +487,17 @@ void TDetectForm::AfterCollect() {
   tested_ = false;
   // The trace pass left the last frame in the main window: the crosses belong on the drops.
   ShowImage(false);
-  if (single_spot_) {
-    // A spot from a track: every test's score at once, the S-test on show.
+  if (sent_spot_) {
+    // A spot from a track: every test's score at once, the S-test on show,
+    // and the spot's own trace.
+    const auto [x, y] = *sent_spot_;
+    sent_spot_.reset();
     RunTest(StepTest::kP);
     RunTest(StepTest::kMS);
     RunTest(StepTest::kS);
-    ShowObject(0);
-    single_spot_ = false;
+    const std::vector<StepObject>& traced = analysis_.Traces().objects;
+    for (size_t i = 0; i < traced.size(); ++i)
+      if (traced[i].x == x && traced[i].y == y) ShowObject(static_cast<int32_t>(i));
     return;
   }
   FillTable();
@@ -522,10 +526,11 @@ void TDetectForm::AnalyseSpotAt(int32_t x, int32_t y) {
     if (!Playing()) pending_spot_.reset();
     return;
   }
-  if (!analysis_.UseObjectAt(x, y)) return;
+  // The spot joins the chosen objects: one Tracking collects them all.
+  if (!analysis_.AddObjectClick(x, y)) return;
   TracePass* pass = analysis_.BeginCollect(record_);
   if (!pass) return;
-  single_spot_ = true;
+  sent_spot_ = {x, y};
   current_ = -1;
   StartPass(Pass::kCollect, pass);
 }

@@ -143,7 +143,8 @@ class TDetectForm final : public QMainWindow {
   // of the current object nearest to f (its drop, its rise, or an MS-test step).
   void TraceClickAtFrame(double frame);
   // A spot handed over from the tracking window: Detect when there are no
-  // maps yet, Tracking of this one spot, all three tests, its trace.
+  // maps yet, the spot added to the chosen objects, Tracking, all three
+  // tests, and the spot's trace on show.
   void AnalyseSpotAt(int32_t x, int32_t y);
 
  protected:
@@ -192,7 +193,8 @@ class TDetectForm final : public QMainWindow {
   int32_t current_ = -1;
   // A spot from the tracking window waiting for the passes it needs.
   std::optional<std::pair<int32_t, int32_t>> pending_spot_;
-  bool single_spot_ = false;
+  // The spot whose trace the Tracking under way was started for.
+  std::optional<std::pair<int32_t, int32_t>> sent_spot_;
 
   QLabel* status_ = nullptr;
   QLabel* progress_label_ = nullptr;

@@ -111,9 +111,10 @@ TEST(ToolWindows, StepWindowPlaysThroughTheMainWindowAndTakesATracksSpot) {
   spots->SendTrackToStepsClick();
   RunUntil([&] { return !form.Playing() && !steps->Playing(); });
   const TrackRec& rec = spots->Tracks().Slot(track);
-  ASSERT_EQ(steps->Analysis().Traces().objects.size(), 1u);
-  EXPECT_EQ(steps->Analysis().Traces().objects[0].x, rec.X);
-  EXPECT_EQ(steps->Analysis().Traces().objects[0].y, rec.Y);
+  const int32_t current = steps->CurrentObject();
+  ASSERT_GE(current, 0);
+  EXPECT_EQ(steps->Analysis().Traces().objects[static_cast<size_t>(current)].x, rec.X);
+  EXPECT_EQ(steps->Analysis().Traces().objects[static_cast<size_t>(current)].y, rec.Y);
   EXPECT_TRUE(steps->ReadoutText().contains("Stest="));
   EXPECT_EQ(form.View()->Cross(), QPoint(rec.X, rec.Y)) << "the spot is marked in the main window";
   form.StopClick();

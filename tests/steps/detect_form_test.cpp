@@ -295,16 +295,22 @@ TEST_F(DetectForm, ObjectsAndStepsMoveTheMainWindowAndMarkTheSpot) {
   form_->TraceClickAtFrame(o.drop_frame - 0.4);
   EXPECT_EQ(frames, (std::vector<int32_t>{o.rise_frame, o.drop_frame}));
 
-  // A spot handed over from a track: one trace, scored by every test.
-  const StepObject last = form_->Analysis().Traces().objects.back();
+  // A spot handed over from a track, off the chosen objects: its trace is
+  // collected with theirs and scored by every test, and it is on show.
+  const size_t chosen = form_->Analysis().Traces().objects.size();
+  const int32_t sx = 1, sy = 1;
+  const StepMaps& maps = form_->Analysis().Maps();
   yes_ = true;
-  form_->AnalyseSpotAt(last.x, last.y);
-  ASSERT_EQ(form_->Analysis().Traces().objects.size(), 1u);
-  EXPECT_EQ(form_->Analysis().Traces().objects[0].drop_frame, last.drop_frame);
-  EXPECT_EQ(form_->CurrentObject(), 0);
+  form_->AnalyseSpotAt(sx, sy);
+  const std::vector<StepObject>& traced = form_->Analysis().Traces().objects;
+  ASSERT_EQ(traced.size(), chosen + 1);
+  const int32_t current = form_->CurrentObject();
+  ASSERT_GE(current, 0);
+  EXPECT_EQ(traced[static_cast<size_t>(current)].x, sx);
+  EXPECT_EQ(traced[static_cast<size_t>(current)].drop_frame, maps.DropFrame[maps.Index(sx, sy)]);
   EXPECT_EQ(form_->Analysis().Shown(), StepTest::kS);
-  EXPECT_EQ(marks.back(), std::make_pair(last.x, last.y));
-  EXPECT_TRUE(form_->ReadoutText().startsWith("Object 1 of 1"));
+  EXPECT_EQ(marks.back(), std::make_pair(sx, sy));
+  EXPECT_TRUE(form_->ReadoutText().contains("x=1 y=1")) << form_->ReadoutText().toStdString();
 }
 
 TEST_F(DetectForm, LongRecordsStopAtTheFrameLimitAsFinished) {
