@@ -313,6 +313,34 @@ TEST_F(DetectForm, ObjectsAndStepsMoveTheMainWindowAndMarkTheSpot) {
   EXPECT_TRUE(form_->ReadoutText().contains("x=1 y=1")) << form_->ReadoutText().toStdString();
 }
 
+// Noise-free levels leave nothing to divide by: the message comes once for all
+// the objects it concerns, not once per object.
+TEST_F(DetectForm, APerObjectMessageOfATestIsShownOnceWithItsCount) {
+  testing::XkvBuilder b;
+  for (int f = 0; f < 60; ++f) {
+    std::vector<uint16_t> px(24 * 24, 50);
+    for (int y = 10; y < 13; ++y)
+      for (int x = 10; x < 13; ++x) px[static_cast<size_t>(y * 24 + x)] = f < 30 ? 200 : 100;
+    b.Frame(testing::TestHeader(24, 24, 8, f * 50), px);
+  }
+  const std::string path = testing::TempPath("detect_form_flat.xkv");
+  b.Save(path);
+  Open(path);
+  form_->SpotPixClick();
+  EXPECT_EQ(Caption("SpotPix"), "ShowPixels");
+  form_->Aver1X1Click();
+  form_->NoBackgrSubtrClick();
+  Run(&TDetectForm::StartTrClick);
+  EXPECT_TRUE(form_->StatusText().startsWith("9 pixs above Thresh(10) (up to "))
+      << form_->StatusText().toStdString();
+  Run(&TDetectForm::CollectClick);
+  form_->ShowStestClick();
+  EXPECT_EQ(modals_, QStringList{"wrong SD in S-test (9 objects)"});
+  EXPECT_EQ(form_->CurrentObject(), -1);
+  EXPECT_EQ(form_->ReadoutText(), "No object above the test threshold");
+  EXPECT_EQ(form_->ObjectTable()->rowCount(), 0);
+}
+
 TEST_F(DetectForm, LongRecordsStopAtTheFrameLimitAsFinished) {
   Open(BleachingRecord("detect_form_long.xkv", 1003, 24));
   EXPECT_EQ(modals_, QStringList{"Too many frames in record - analysis will be limited to 1000 frames"});
