@@ -310,7 +310,10 @@ void ImageView::mouseReleaseEvent(QMouseEvent* event) {
   mouseMoveEvent(event);
   // A click without a drag clears the marker of that button.
   if (!drag_moved_) {
-    if (drag_ == Drag::kRegion) emit RegionDrawn(Region{});
+    if (drag_ == Drag::kRegion) {
+      emit RegionDrawn(Region{});
+      emit Clicked(drag_start_.x(), drag_start_.y());
+    }
     if (drag_ == Drag::kLine)
       emit LineDrawn(
           ProfileLine{drag_start_.x(), drag_start_.y(), drag_start_.x(), drag_start_.y()});

@@ -54,6 +54,8 @@ class ImageView : public QAbstractScrollArea {
  signals:
   void RegionDrawn(const lumetra::Region& region);
   void LineDrawn(const lumetra::ProfileLine& line);
+  // A left click without a drag on frame pixel (x, y).
+  void Clicked(int x, int y);
   // Frame pixel under the mouse, or (-1, -1) when it left the frame.
   void CursorMoved(int x, int y);
   void KeyPressed(int key, Qt::KeyboardModifiers modifiers, const QString& text);

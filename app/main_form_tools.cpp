@@ -59,6 +59,8 @@ void TMainForm::StepDetectionClick() {
     host.median_frames = [this] { return median_.MedianFrames(); };
     detect_form_->SetHost(std::move(host));
     connect(this, &TMainForm::PlaybackFinished, detect_form_.data(), &TDetectForm::PlaybackEnded);
+    // A click on an object in the image shows its trace and its drop.
+    connect(view_, &ImageView::Clicked, detect_form_.data(), &TDetectForm::ImageClickAt);
     detect_form_->show();
     detect_form_->OpenOnRecord();
   }

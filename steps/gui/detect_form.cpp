@@ -803,6 +803,13 @@ void TDetectForm::ObjectClick(int index) {
   if (host_.mark) host_.mark(o->x, o->y);
 }
 
+void TDetectForm::ImageClickAt(int x, int y) {
+  if (Playing()) return;
+  // A spot's box reaches 2 pixels from its centre; a click on it counts.
+  const int32_t object = analysis_.ObjectAt(x, y, 2);
+  if (object >= 0) ObjectClick(object);
+}
+
 void TDetectForm::NextObjectClick() {
   const int32_t next = analysis_.NextObject(current_);
   if (next >= 0) ShowObject(next);

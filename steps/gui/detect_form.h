@@ -142,6 +142,9 @@ class TDetectForm final : public QMainWindow {
   // A click on the trace graph at frame f: the main window moves to the step
   // of the current object nearest to f (its drop, its rise, or an MS-test step).
   void TraceClickAtFrame(double frame);
+  // A click on the main window's image at pixel (x, y): the collected object
+  // within a few pixels of it, as ObjectClick.
+  void ImageClickAt(int x, int y);
   // A spot handed over from the tracking window: Detect when there are no
   // maps yet, the spot added to the chosen objects, Tracking, all three
   // tests, and the spot's trace on show.

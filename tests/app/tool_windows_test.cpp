@@ -117,6 +117,13 @@ TEST(ToolWindows, StepWindowPlaysThroughTheMainWindowAndTakesATracksSpot) {
   EXPECT_EQ(steps->Analysis().Traces().objects[static_cast<size_t>(current)].y, rec.Y);
   EXPECT_TRUE(steps->ReadoutText().contains("Stest="));
   EXPECT_EQ(form.View()->Cross(), QPoint(rec.X, rec.Y)) << "the spot is marked in the main window";
+
+  // A click on the image beside an object: its trace, and the record at its drop.
+  const StepObject first = steps->Analysis().Traces().objects[0];
+  emit form.View()->Clicked(first.x + 1, first.y - 1);
+  EXPECT_EQ(steps->CurrentObject(), 0);
+  EXPECT_EQ(form.Store()->CurrentFrame(), first.drop_frame);
+  EXPECT_EQ(form.View()->Cross(), QPoint(first.x, first.y));
   form.StopClick();
 
   // Another record closes the window (its results offered for saving first).
