@@ -274,12 +274,18 @@ TEST_F(DetectForm, ObjectsAndStepsMoveTheMainWindowAndMarkTheSpot) {
   host.show_frame = [&] { ++shown; };
   host.go_to_frame = [&](int32_t f) { frames.push_back(f); };
   host.mark = [&](int32_t x, int32_t y) { marks.emplace_back(x, y); };
-  host.median_frames = [] { return 0; };
+  int32_t median = 5;
+  host.median_frames = [&] { return median; };
   form_->SetHost(host);
 
+  // The main window's temporal median delays the first comparison by its length.
   form_->StartTrClick();
+  EXPECT_EQ(form_->Analysis().Detector().FirstComputedFrame(), 25);
+  median = 0;
+  form_->StartTrClick();
+  EXPECT_EQ(form_->Analysis().Detector().FirstComputedFrame(), 20);
   EXPECT_FALSE(form_->Playing());
-  EXPECT_EQ(shown, 1) << "the drop image is painted once Detect ends";
+  EXPECT_EQ(shown, 2) << "the drop image is painted once each Detect ends";
   form_->CollectClick();
   form_->ShowPtestClick();
   const StepObject o = form_->Analysis().Traces().objects[0];
