@@ -75,6 +75,11 @@ void StepAnalysis::SetSpotSize(int32_t half_size) {
   if (half_size >= 0 && half_size <= 2) settings_.half_size = half_size;
 }
 
+std::string StepAnalysis::SpotSizeCaption() const {
+  const char* size = settings_.half_size == 0 ? "1X1" : settings_.half_size == 1 ? "3X3" : "5X5";
+  return std::string("SpotSize(") + size + ")";
+}
+
 bool StepAnalysis::OpenRecord(const RecordStore& record) {
   opened_ = false;
   detected_ = false;

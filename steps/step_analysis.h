@@ -73,6 +73,9 @@ class StepAnalysis {
   // Aver1X1/Aver3X3/Aver5X5: R = 0, 1, 2. Takes effect at the next Detect and Tracking.
   void SetSpotSize(int32_t half_size);
   void NoBackgrSubtrClick() { settings_.no_background = !settings_.no_background; }
+  // Menu captions: "SpotSize(5X5)" and "Window=10fr".
+  std::string SpotSizeCaption() const;
+  std::string WindLenCaption() const { return WindowCaption(settings_.window); }
 
   // --- Record and passes ------------------------------------------------
   // The window opens on the record: allocates the ring and maps for its frame

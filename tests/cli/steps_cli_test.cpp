@@ -108,6 +108,11 @@ TEST(CliSteps, ShortRecordsSettingsFileAndTestChoice) {
   r = Call(RunSteps, {record, "--out", out, "--spot", "1", "--ini", ini, "--test", "p"});
   ASSERT_EQ(r.code, 0) << r.err;
   EXPECT_NE(r.out.find("objects above P-test Thr=15"), std::string::npos) << r.out;
+  // The temporal median is in the chain: the 3-frame median moves the drop
+  // one frame later, and the first computation waits 3 frames more.
+  r = Call(RunSteps, {record, "--out", out, "--spot", "1", "--temporal-median", "3"});
+  ASSERT_EQ(r.code, 0) << r.err;
+  EXPECT_EQ(Lines(ReadText(out)).at(1).rfind("31\t", 0), 0u) << ReadText(out);
   r = Call(RunSteps, {record, "--out", out, "--ini", ini, "--window", "11"});
   EXPECT_EQ(r.code, 2);
   EXPECT_EQ(r.err, "Value out of Order (1-10)\n");

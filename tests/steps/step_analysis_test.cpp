@@ -192,7 +192,10 @@ TEST(StepAnalysis, WindowOfOneFrameAndTheSettingsFile) {
   ini.DetectWindow = 1;
   s.analysis.ApplySettings(ini);
   EXPECT_EQ(s.analysis.Params().window, 1);
+  EXPECT_EQ(s.analysis.WindLenCaption(), "Window=1fr");
+  EXPECT_EQ(s.analysis.SpotSizeCaption(), kSpotSizeCaptionStart);
   s.analysis.SetSpotSize(0);
+  EXPECT_EQ(s.analysis.SpotSizeCaption(), "SpotSize(1X1)");
   ASSERT_TRUE(s.analysis.StartTrClick(*s.record, 0));
   const StepMaps& m = s.analysis.Maps();
   EXPECT_EQ(m.DropFrame[m.Index(6, 6)], 30);
