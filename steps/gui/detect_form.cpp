@@ -457,6 +457,8 @@ void TDetectForm::StartTrClick() {
 
 void TDetectForm::AfterDetect() {
   analysis_.FinishDetect(record_);
+  // A record too short for any comparison says so, not just "0 spots".
+  if (!analysis_.DetectReadOut().empty()) reporter_.Status(analysis_.DetectReadOut());
   tested_ = false;
   if (host_.show_frame) host_.show_frame();
   current_ = -1;

@@ -347,6 +347,16 @@ TEST_F(DetectForm, APerObjectMessageOfATestIsShownOnceWithItsCount) {
   EXPECT_EQ(form_->ObjectTable()->rowCount(), 0);
 }
 
+TEST_F(DetectForm, ARecordTooShortSaysSoAndTrackingIsRefused) {
+  Open(BleachingRecord("detect_form_short.xkv", 15));
+  Run(&TDetectForm::StartTrClick);
+  EXPECT_TRUE(form_->StatusText().startsWith("Record too short for step detection: 15 frames read"))
+      << form_->StatusText().toStdString();
+  form_->CollectClick();
+  EXPECT_EQ(modals_, QStringList{"No objects above the Drop Threshold"});
+  EXPECT_FALSE(form_->Playing());
+}
+
 TEST_F(DetectForm, LongRecordsStopAtTheFrameLimitAsFinished) {
   Open(BleachingRecord("detect_form_long.xkv", 1003, 24));
   EXPECT_EQ(modals_, QStringList{"Too many frames in record - analysis will be limited to 1000 frames"});
