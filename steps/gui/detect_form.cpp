@@ -151,6 +151,8 @@ TDetectForm::TDetectForm(RecordStore& record, QWidget* parent)
   trace_graph_->Curves[2].Show = true;
   trace_graph_->Curves[2].Color = MakeColor(220, 0, 0);
   trace_graph_->Curves[2].Width = 2;
+  trace_graph_->Names[1] = "Trace";
+  trace_graph_->Names[2] = "Fitted levels";
   trace_graph_->Readout.Enabled = true;
   trace_view_->SetGraph(trace_graph_.get());
   trace_view_->installEventFilter(this);
@@ -724,36 +726,30 @@ const StepObject* TDetectForm::ObjectAt(int32_t index) const {
 }
 
 void TDetectForm::FillTable() {
-  // The traced objects once Tracking ran (after a test only those above its
-  // threshold), else the chosen ones.
-  const bool scored = tested_;
+  // The traced objects once Tracking ran, else the chosen ones. After a test
+  // the objects below its threshold are greyed: Next and Previous pass them
+  // by, a click still shows them.
   const std::vector<StepScores>& scores = analysis_.Scores();
   table_->setUpdatesEnabled(false);
   table_->clearContents();
-  table_->setRowCount(0);
-  std::vector<int32_t> rows;
-  for (int32_t i = 0; i < ObjectCount(); ++i)
-    if (!scored || analysis_.AboveThreshold(static_cast<size_t>(i))) rows.push_back(i);
-  table_->setRowCount(static_cast<int>(rows.size()));
-  auto cell = [](double v, int decimals) {
-    return new QTableWidgetItem(QString::number(v, 'f', decimals));
-  };
-  for (size_t r = 0; r < rows.size(); ++r) {
-    const int32_t i = rows[r];
+  const int32_t count = ObjectCount();
+  table_->setRowCount(count);
+  const QBrush below(QColor(150, 150, 150));
+  for (int32_t i = 0; i < count; ++i) {
     const StepObject& o = *ObjectAt(i);
-    const int row = static_cast<int>(r);
-    auto* first = new QTableWidgetItem(QString::number(i + 1));
-    first->setData(Qt::UserRole, i);
-    table_->setItem(row, 0, first);
-    table_->setItem(row, 1, cell(o.x, 0));
-    table_->setItem(row, 2, cell(o.y, 0));
-    table_->setItem(row, 3, cell(o.drop_frame, 0));
-    table_->setItem(row, 4, cell(o.rise_frame, 0));
+    std::vector<QString> texts = {QString::number(i + 1),         QString::number(o.x),
+                                  QString::number(o.y),           QString::number(o.drop_frame),
+                                  QString::number(o.rise_frame)};
     if (static_cast<size_t>(i) < scores.size()) {
       const StepScores& s = scores[static_cast<size_t>(i)];
-      table_->setItem(row, 5, cell(s.s_test, 1));
-      table_->setItem(row, 6, cell(s.p_test, 1));
-      table_->setItem(row, 7, cell(s.ms_test, 1));
+      for (float v : {s.s_test, s.p_test, s.ms_test}) texts.push_back(QString::number(v, 'f', 1));
+    }
+    const bool grey = tested_ && !analysis_.AboveThreshold(static_cast<size_t>(i));
+    for (size_t c = 0; c < texts.size(); ++c) {
+      auto* item = new QTableWidgetItem(texts[c]);
+      if (grey) item->setForeground(below);
+      if (c == 0) item->setData(Qt::UserRole, i);
+      table_->setItem(i, static_cast<int>(c), item);
     }
   }
   table_->setUpdatesEnabled(true);
@@ -853,6 +849,8 @@ void TDetectForm::DrawTrace() {
   if (current_ < 0 || static_cast<size_t>(current_) >= t.objects.size() || t.frames < 1) {
     g.SetData(nullptr, 0, 0);
     g.Notes = {"NO DATA", "", "", ""};
+    g.X = GraphAxis{0, 10, 2, g.X.TickStyle, g.X.Color};
+    g.Y0 = GraphAxis{0, 10, 2, g.Y0.TickStyle, g.Y0.Color};
     g.Repaint();
     return;
   }
@@ -895,9 +893,8 @@ void TDetectForm::DrawHistograms() {
     if (bins == 0) {
       p.graph.SetData(nullptr, 0, 0);
       p.graph.Notes = {"NO DATA", "", "", ""};
-      p.graph.Y0.First = 0;
-      p.graph.Y0.Last = 10;
-      p.graph.Y0.Tick = 5;
+      p.graph.X = GraphAxis{0, 10, 2, p.graph.X.TickStyle, p.graph.X.Color};
+      p.graph.Y0 = GraphAxis{0, 10, 5, p.graph.Y0.TickStyle, p.graph.Y0.Color};
       p.graph.Repaint();
       continue;
     }

@@ -129,11 +129,16 @@ TEST_F(DetectForm, DetectTrackingAndTestsThroughTheHandlers) {
   const StepScores& s = form_->Analysis().Scores()[static_cast<size_t>(first)];
   EXPECT_FLOAT_EQ(trace.Data.Value(2, 0), s.upper);
   EXPECT_FLOAT_EQ(trace.Data.Value(2, 149), s.lower);
-  // Rows list the objects above threshold, and the histograms count them.
-  int above = 0;
+  // Rows list every traced object, those below threshold greyed; the
+  // histograms count the others.
+  int above = 0, black = 0;
   for (size_t i = 0; i < form_->Analysis().Scores().size(); ++i)
     above += form_->Analysis().AboveThreshold(i);
-  EXPECT_EQ(form_->ObjectTable()->rowCount(), above);
+  QTableWidget* table = form_->ObjectTable();
+  ASSERT_EQ(table->rowCount(), chosen);
+  for (int r = 0; r < table->rowCount(); ++r)
+    black += table->item(r, 5)->foreground().color() != QColor(150, 150, 150);
+  EXPECT_EQ(black, above);
   int counted = 0;
   const TXKgraph& amp = form_->AmplitudeGraph();
   for (int k = 0; k < amp.Data.RowLength; ++k) counted += static_cast<int>(amp.Data.Value(1, k));
@@ -344,7 +349,7 @@ TEST_F(DetectForm, APerObjectMessageOfATestIsShownOnceWithItsCount) {
   EXPECT_EQ(modals_, QStringList{"wrong SD in S-test (9 objects)"});
   EXPECT_EQ(form_->CurrentObject(), -1);
   EXPECT_EQ(form_->ReadoutText(), "No object above the test threshold");
-  EXPECT_EQ(form_->ObjectTable()->rowCount(), 0);
+  EXPECT_EQ(form_->ObjectTable()->rowCount(), 9) << "greyed, and still there to click";
 }
 
 TEST_F(DetectForm, ARecordTooShortSaysSoAndTrackingIsRefused) {
