@@ -60,9 +60,9 @@ int BenchSteps(const std::string& path, int repeats) {
   const int32_t w = store->Width(), h = store->Height();
   const size_t pixels = static_cast<size_t>(w) * h;
   // The frames the analysis sees, held in memory so the passes are timed apart from the file.
-  const int32_t held = std::min<int32_t>(
-      std::min(store->FrameCount(), kStepFrameLimit),
-      static_cast<int32_t>(std::max<size_t>(1, (1u << 30) / (pixels * 2))));
+  const int32_t held =
+      std::min<int32_t>(std::min(store->FrameCount(), kStepFrameLimit),
+                        static_cast<int32_t>(std::max<size_t>(1, (1u << 30) / (pixels * 2))));
   std::vector<uint16_t> frames(pixels * held);
   NullReporter quiet;
   store->FirstFrame(quiet);
@@ -138,12 +138,14 @@ int BenchSteps(const std::string& path, int repeats) {
   };
   std::cout << "record: " << path << " (" << store->FrameCount() << " frames of " << w << " x " << h
             << ", " << held << " held in memory, " << WorkerCount() << " cores)\n"
-            << "floor, 5 x 5 box sum, one core: " << fps(floor_fps) << " (" << cpu(floor_cpu).substr(2)
-            << ")\n"
-            << "detection pass, running sums, all cores: " << fps(fast) << ratio(fast, fast_cpu) << "\n"
-            << "detection pass, running sums, one core: " << fps(fast1) << ratio(fast1, fast1_cpu) << "\n"
-            << "detection pass, plain loop, one core (" << plain_frames << " frames): "
-            << fps(plain) << ratio(plain, plain_cpu) << "\n"
+            << "floor, 5 x 5 box sum, one core: " << fps(floor_fps) << " ("
+            << cpu(floor_cpu).substr(2) << ")\n"
+            << "detection pass, running sums, all cores: " << fps(fast) << ratio(fast, fast_cpu)
+            << "\n"
+            << "detection pass, running sums, one core: " << fps(fast1) << ratio(fast1, fast1_cpu)
+            << "\n"
+            << "detection pass, plain loop, one core (" << plain_frames
+            << " frames): " << fps(plain) << ratio(plain, plain_cpu) << "\n"
             << "Detect through the store (read, detect): " << fps(Median(pass1)) << "\n";
   if (!pass2.empty())
     std::cout << "Tracking through the store (read, " << objects

@@ -246,8 +246,7 @@ int RunBench(const std::vector<std::string>& args) {
   if (p.Arg(0) == "track")
     return BenchTrack(p.Arg(1), static_cast<int>(repeats), p.Has("resolve-close"));
   if (p.Arg(0) == "steps") return BenchSteps(p.Arg(1), static_cast<int>(repeats));
-  return Fail("bench", "unknown KIND '" + p.Arg(0) + "' (read, display, export, track, steps)",
-              2);
+  return Fail("bench", "unknown KIND '" + p.Arg(0) + "' (read, display, export, track, steps)", 2);
 }
 
 }  // namespace lumetra::cli

@@ -192,12 +192,13 @@ int RunSteps(const std::vector<std::string>& args) {
   }
   if (!analysis.SaveTXTClick(p.Value("out"))) return 1;
   const TraceSet& traces = analysis.Traces();
-  if (p.Has("tsv") && !WriteTextAtomically(p.Value("tsv"), StepTableText(traces, analysis.Scores()),
-                                           reporter))
+  if (p.Has("tsv") &&
+      !WriteTextAtomically(p.Value("tsv"), StepTableText(traces, analysis.Scores()), reporter))
     return 1;
   if (p.Has("traces") && !WriteTextAtomically(p.Value("traces"), TraceTableText(traces), reporter))
     return 1;
-  if (p.Has("maps") && !WriteTextAtomically(p.Value("maps"), MapTableText(analysis.Maps()), reporter))
+  if (p.Has("maps") &&
+      !WriteTextAtomically(p.Value("maps"), MapTableText(analysis.Maps()), reporter))
     return 1;
   return 0;
 }

@@ -206,8 +206,7 @@ void DropRiseDetector::RowOp(const Pending& item, const uint16_t* px, int32_t y,
   }
 }
 
-void DropRiseDetector::PlainRow(int32_t f, int32_t y, const uint8_t* before,
-                                const uint8_t* after) {
+void DropRiseDetector::PlainRow(int32_t f, int32_t y, const uint8_t* before, const uint8_t* after) {
   StepMaps& m = *maps_;
   const int32_t s = Slots();
   for (int32_t x = 1; x <= width_ - 2; ++x) {

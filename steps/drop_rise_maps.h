@@ -32,7 +32,9 @@ struct StepMaps {
 };
 
 // The spot's half size R (0, 1, 2) and its pixel count (1, 9, 25).
-inline int32_t SpotPixelCount(int32_t half_size) { return (2 * half_size + 1) * (2 * half_size + 1); }
+inline int32_t SpotPixelCount(int32_t half_size) {
+  return (2 * half_size + 1) * (2 * half_size + 1);
+}
 
 class DropRiseDetector {
  public:
@@ -97,9 +99,9 @@ class DropRiseDetector {
   std::vector<std::vector<int32_t>> scratch_;  // one column-sum row per task
   int32_t width_ = 0, height_ = 0;
   size_t pixels_ = 0;
-  std::vector<int32_t> ring_;       // (kMaxWindow + 10) slots of box sums
-  std::vector<int32_t> slot_frame_; // frame number held in each slot
-  int32_t index_ = 0;               // next slot to write
+  std::vector<int32_t> ring_;            // (kMaxWindow + 10) slots of box sums
+  std::vector<int32_t> slot_frame_;      // frame number held in each slot
+  int32_t index_ = 0;                    // next slot to write
   std::vector<uint8_t> before_, after_;  // B and A marks per slot
   // Running sums per pixel (fast method): the W oldest slots, the 10 newest,
   // the W newest. The 10 oldest are (B + N10) - A.

@@ -1,8 +1,8 @@
 #include "steps/step_analysis.h"
 
 #include <cmath>
-#include <cstdlib>
 #include <cstdio>
+#include <cstdlib>
 #include <new>
 
 #include "common/text_format.h"
@@ -211,8 +211,8 @@ bool StepAnalysis::AddObjectClick(int32_t x, int32_t y) {
     return false;
   }
   const size_t p = maps_.Index(x, y);
-  objects_.push_back({x, y, ChoiceValue(maps_, p, settings_.choice), maps_.DropFrame[p],
-                      maps_.RiseFrame[p]});
+  objects_.push_back(
+      {x, y, ChoiceValue(maps_, p, settings_.choice), maps_.DropFrame[p], maps_.RiseFrame[p]});
   return true;
 }
 
@@ -333,7 +333,7 @@ bool StepAnalysis::ShowMStestClick() {
 }
 
 bool StepAnalysis::ShowTest(StepTest test) {
-  return test == StepTest::kS ? ShowStestClick()
+  return test == StepTest::kS   ? ShowStestClick()
          : test == StepTest::kP ? ShowPtestClick()
                                 : ShowMStestClick();
 }
@@ -392,8 +392,8 @@ std::string StepAnalysis::ObjectReadout(size_t object) const {
   if (object >= scores_.size()) return {};
   const StepScores& s = scores_[object];
   auto one = [](float v) { return FormatFixed(std::trunc(static_cast<double>(v) * 10) / 10, 1); };
-  return std::string(kStestLabel) + one(s.s_test) + " " + std::string(kPtestLabel) +
-         one(s.p_test) + std::string(kMStestLabel) + one(s.ms_test);
+  return std::string(kStestLabel) + one(s.s_test) + " " + std::string(kPtestLabel) + one(s.p_test) +
+         std::string(kMStestLabel) + one(s.ms_test);
 }
 
 std::vector<float> StepAnalysis::FittedModel(size_t object) const {
@@ -405,7 +405,8 @@ std::vector<float> StepAnalysis::FittedModel(size_t object) const {
   model.assign(static_cast<size_t>(n), 0.0f);
   if (shown_ == StepTest::kS) {
     if (s.s_test == 0) return {};
-    for (int32_t f = 0; f < n; ++f) model[static_cast<size_t>(f)] = f < o.drop_frame ? s.upper : s.lower;
+    for (int32_t f = 0; f < n; ++f)
+      model[static_cast<size_t>(f)] = f < o.drop_frame ? s.upper : s.lower;
   } else if (shown_ == StepTest::kP) {
     if (s.p_test == 0) return {};
     for (int32_t f = 0; f < n; ++f)
@@ -427,8 +428,9 @@ Histogram StepAnalysis::AmplitudeHistogram() const {
     if (!AboveThreshold(i)) continue;
     const StepScores& s = scores_[i];
     v.push_back(shown_ == StepTest::kS ? s.drop_amp
-                : shown_ == StepTest::kP ? s.rise_amp
-                                         : s.ms_drop_amp / static_cast<float>(std::max(s.ms_steps, 1)));
+                : shown_ == StepTest::kP
+                    ? s.rise_amp
+                    : s.ms_drop_amp / static_cast<float>(std::max(s.ms_steps, 1)));
   }
   return MakeHistogram(v, settings_.amplitude_bin);
 }

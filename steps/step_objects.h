@@ -23,8 +23,8 @@ enum class ObjectKind { kSpots, kPixels };
 enum class ChoiceMap { kDrop, kDropMinusRise, kDropPlusRise };
 
 struct StepObject {
-  int32_t x = 0;  // pixels, column
-  int32_t y = 0;  // pixels, row
+  int32_t x = 0;           // pixels, column
+  int32_t y = 0;           // pixels, row
   int32_t value = 0;       // the chosen map's value at (x, y)
   int32_t drop_frame = 0;  // DropFrame at (x, y)
   int32_t rise_frame = 0;  // RiseFrame at (x, y)

@@ -51,8 +51,8 @@ int32_t RingDivisor(int32_t half_size) {
   }
 }
 
-float TraceValue(const uint16_t* px, int32_t w, int32_t h, int32_t x, int32_t y,
-                 int32_t half_size, bool no_background) {
+float TraceValue(const uint16_t* px, int32_t w, int32_t h, int32_t x, int32_t y, int32_t half_size,
+                 bool no_background) {
   const int32_t r = half_size;
   int32_t inner = 0, ring = 0;
   const bool inside = x - r - 2 >= 0 && y - r - 2 >= 0 && x + r + 2 < w && y + r + 2 < h;

@@ -10,9 +10,9 @@
 
 #include "common/report.h"
 #include "record/playback.h"
+#include "spots/worker_pool.h"
 #include "steps/drop_rise_maps.h"
 #include "steps/step_objects.h"
-#include "spots/worker_pool.h"
 
 namespace lumetra {
 
@@ -71,16 +71,20 @@ int32_t RingDivisor(int32_t half_size);
 // The trace value of one object in one frame: inner box mean, less the ring
 // sum / D unless `no_background`. Pixels beyond the frame edge are read at the
 // nearest edge pixel, so objects at the border get a trace too.
-float TraceValue(const uint16_t* px, int32_t w, int32_t h, int32_t x, int32_t y,
-                 int32_t half_size, bool no_background);
+float TraceValue(const uint16_t* px, int32_t w, int32_t h, int32_t x, int32_t y, int32_t half_size,
+                 bool no_background);
 
 class TracePass final : public FrameConsumer {
  public:
   // `pool` may be null (one thread).
-  TracePass(TraceSet& traces, int32_t half_size, bool no_background, int32_t width,
-            int32_t height, WorkerPool* pool)
-      : traces_(traces), half_(half_size), no_background_(no_background), width_(width),
-        height_(height), pool_(pool) {}
+  TracePass(TraceSet& traces, int32_t half_size, bool no_background, int32_t width, int32_t height,
+            WorkerPool* pool)
+      : traces_(traces),
+        half_(half_size),
+        no_background_(no_background),
+        width_(width),
+        height_(height),
+        pool_(pool) {}
 
   void OnFrame(const RecordStore& record) override;
 

@@ -48,8 +48,8 @@ std::string OneSpotRecord() {
 
 TEST(CliSteps, ReadOutsResultsTextAndTables) {
   const std::string record = OneSpotRecord();
-  const std::string out = TempPath("r.txt"), tsv = TempPath("r.tsv"),
-                    traces = TempPath("t.tsv"), maps = TempPath("m.tsv");
+  const std::string out = TempPath("r.txt"), tsv = TempPath("r.tsv"), traces = TempPath("t.tsv"),
+                    maps = TempPath("m.tsv");
   const CliRun r = Call(RunSteps, {record, "--out", out, "--spot", "1", "--tsv", tsv, "--traces",
                                    traces, "--maps", maps});
   ASSERT_EQ(r.code, 0) << r.err;
@@ -66,10 +66,11 @@ TEST(CliSteps, ReadOutsResultsTextAndTables) {
             "30\t150.00\t0\t0.00\t20.00\t3.05\t3.05\t347.51\t0.00\t8\t8\n");
   const std::vector<std::string> rows = Lines(ReadText(tsv));
   ASSERT_EQ(rows.size(), 2u);
-  EXPECT_EQ(rows[0].rfind("object\tx\ty\tdrop_frame\trise_frame\tdrop_time_s\trise_time_s\tupper\t"
-                          "lower\tdrop_amp\trise_amp\tup_sd\tdn_sd\ts_test\tp_test\tms_test\tms_steps",
-                          0),
-            0u);
+  EXPECT_EQ(
+      rows[0].rfind("object\tx\ty\tdrop_frame\trise_frame\tdrop_time_s\trise_time_s\tupper\t"
+                    "lower\tdrop_amp\trise_amp\tup_sd\tdn_sd\ts_test\tp_test\tms_test\tms_steps",
+                    0),
+      0u);
   EXPECT_EQ(rows[1].rfind("0\t8\t8\t30\t0\t1.500\t0.000\t170.00\t20.00\t150.00\t0.00\t3.05\t3.05\t"
                           "347.51\t0.00\t",
                           0),

@@ -1,10 +1,10 @@
 // The detection pass's per-pixel work: the known answers of the windows and
 // the frames they report, and the fast method against the plain loop.
+#include "steps/drop_rise_maps.h"
+
 #include <gtest/gtest.h>
 
 #include <random>
-
-#include "steps/drop_rise_maps.h"
 
 namespace lumetra {
 namespace {
@@ -14,8 +14,8 @@ using Method = DropRiseDetector::Method;
 // Frames of a w x h record whose pixel (px, py) follows `value(f)`, every
 // other pixel `background`.
 template <typename Fn>
-StepMaps RunOnePixel(int32_t w, int32_t h, int32_t window, int32_t half, int32_t frames,
-                     int32_t px, int32_t py, Fn value, Method method, int32_t median = 0) {
+StepMaps RunOnePixel(int32_t w, int32_t h, int32_t window, int32_t half, int32_t frames, int32_t px,
+                     int32_t py, Fn value, Method method, int32_t median = 0) {
   DropRiseDetector d(1);
   d.Allocate(w, h);
   StepMaps maps;
@@ -133,8 +133,8 @@ TEST(DropRiseMaps, FastEqualsPlainOnRandomRecords) {
   };
   std::mt19937 rng(7);
   for (const Case& c : cases) {
-    SCOPED_TRACE(::testing::Message() << c.w << "x" << c.h << " W=" << c.window << " R="
-                                      << c.half << " M=" << c.median << " first=" << c.first);
+    SCOPED_TRACE(::testing::Message() << c.w << "x" << c.h << " W=" << c.window << " R=" << c.half
+                                      << " M=" << c.median << " first=" << c.first);
     const size_t n = static_cast<size_t>(c.w) * c.h;
     std::uniform_int_distribution<int> pix(0, c.top);
     std::vector<std::vector<uint16_t>> frames(static_cast<size_t>(c.frames),

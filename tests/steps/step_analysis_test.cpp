@@ -1,6 +1,8 @@
 // The window's session on real records played through the store: Detect,
 // the choice of objects, Tracking, the tests, the results text, and the
 // refusals that must leave everything collected in place.
+#include "steps/step_analysis.h"
+
 #include <gtest/gtest.h>
 
 #include <cstdio>
@@ -8,7 +10,6 @@
 #include <memory>
 
 #include "record/record_store.h"
-#include "steps/step_analysis.h"
 #include "steps/steps_messages.h"
 #include "tests/support/xkv_builder.h"
 
@@ -50,8 +51,8 @@ struct Session {
 };
 
 TEST(StepAnalysis, ARecordTooShortGivesEmptyMapsAndSaysSo) {
-  const std::string path =
-      MakeRecord("short.xkv", 16, 16, 20, [](int32_t f, int32_t, int32_t) { return Bleaching(f, 10); });
+  const std::string path = MakeRecord("short.xkv", 16, 16, 20,
+                                      [](int32_t f, int32_t, int32_t) { return Bleaching(f, 10); });
   Session s(path);
   EXPECT_TRUE(s.analysis.StartTrClick(*s.record, 0));
   for (int32_t v : s.analysis.Maps().DropMap) ASSERT_EQ(v, 0);

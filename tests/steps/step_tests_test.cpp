@@ -1,11 +1,12 @@
 // The S-test, P-test and MS-test on hand-made traces: the known answers and
 // every refusal with its message.
+#include "steps/step_tests.h"
+
 #include <gtest/gtest.h>
 
 #include <cmath>
 
 #include "steps/step_passes.h"
-#include "steps/step_tests.h"
 #include "steps/steps_messages.h"
 
 namespace lumetra {
@@ -31,8 +32,8 @@ TEST(STest, ScoresADropAndRefusesWhatItCannotScore) {
   const Case cases[] = {
       {"a clean drop", StepTrace(40, 20, 100, 50), 20, nullptr, true, true},
       {"drop at frame 1", StepTrace(40, 1, 100, 50), 1, "wrong timing in S-test", false, true},
-      {"drop two frames before the end", StepTrace(40, 38, 100, 50), 38,
-       "wrong timing in S-test", false, true},
+      {"drop two frames before the end", StepTrace(40, 38, 100, 50), 38, "wrong timing in S-test",
+       false, true},
       {"flat before", flat_before, 20, "wrong SD in S-test", false, true},
       {"a rise", StepTrace(40, 20, 50, 100), 20, nullptr, false, false},
   };
@@ -172,8 +173,10 @@ TEST(MSTest, CountsTheStepsOfAStaircase) {
       {"two drops", 200, {60, 130}, 9, {60, 130}},
       {"a single maximum is no staircase", 200, {100}, 9, {}},
       {"more steps than allowed", 200, {50, 100, 150}, 2, {}},
-      {"ten drops: the first nine are kept", 300,
-       {25, 50, 75, 100, 125, 150, 175, 200, 225, 250}, 9,
+      {"ten drops: the first nine are kept",
+       300,
+       {25, 50, 75, 100, 125, 150, 175, 200, 225, 250},
+       9,
        {25, 50, 75, 100, 125, 150, 175, 200, 225}},
   };
   for (const Case& c : cases) {
@@ -217,7 +220,7 @@ TEST(TraceValue, RingDivisorsAndBackground) {
   };
   // A uniform background of 100 counts: the 1 x 1 spot's ring of 24 pixels
   // divided by 8 gives 100 - 300 = -200 (-2b); 3 x 3 and 5 x 5 give 0.
-  const Case cases[] = {{0, false, -200}, {1, false, 0}, {2, false, 0},
+  const Case cases[] = {{0, false, -200}, {1, false, 0},  {2, false, 0},
                         {0, true, 100},   {1, true, 100}, {2, true, 100}};
   std::vector<uint16_t> frame(12 * 10, 100);
   for (const Case& c : cases) {
