@@ -330,7 +330,8 @@ void TDetectForm::UpdateCaptions() {
   Item(QStringLiteral("LimitNofSteps"))->setText(Q(kMaxStepsCaption).arg(s.max_steps));
   Item(QStringLiteral("AmpBin"))->setText(Q(kAmpBinCaption).arg(Number(s.amplitude_bin)));
   Item(QStringLiteral("TimeBin"))->setText(Q(kTimeBinCaption).arg(Number(s.time_bin)));
-  Item(QStringLiteral("WindLen"))->setText(Q(kWindowCaption).arg(s.window));
+  Item(QStringLiteral("WindLen"))->setText(Q(analysis_.WindLenCaption()));
+  Spat->setTitle(Q(analysis_.SpotSizeCaption()));
   Item(QStringLiteral("NoBackgrSubtr"))->setChecked(s.no_background);
   const char* sizes[] = {"Aver1X1", "Aver3X3", "Aver5X5"};
   Item(QString::fromLatin1(sizes[s.half_size]))->setChecked(true);
@@ -652,8 +653,6 @@ void TDetectForm::LimitNofStepsClick() {
 
 void TDetectForm::SetSpotSize(int32_t half_size) {
   analysis_.SetSpotSize(half_size);
-  const int32_t side = 2 * analysis_.Params().half_size + 1;
-  Spat->setTitle(Q(kSpotSizeCaption).arg(side));
   UpdateCaptions();
 }
 

@@ -33,8 +33,6 @@ inline constexpr std::string_view kResultsSaved = "%1 objects saved to %2";
 inline constexpr std::string_view kTextFilter = "Text files (*.txt)";
 
 // Captions that follow a setting.
-inline constexpr std::string_view kWindowCaption = "Window=%1fr";
-inline constexpr std::string_view kSpotSizeCaption = "SpotSize(%1X%1)";
 inline constexpr std::string_view kDropThrCaption = "Set Drop Threshold (%1)";
 inline constexpr std::string_view kMaxStepsCaption = "Max N of Steps=%1";
 inline constexpr std::string_view kAmpBinCaption = "Intensity Bin=%1";
