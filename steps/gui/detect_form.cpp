@@ -139,7 +139,8 @@ TDetectForm::TDetectForm(RecordStore& record, QWidget* parent)
   table_->setSelectionMode(QAbstractItemView::SingleSelection);
   table_->horizontalHeader()->setSectionResizeMode(QHeaderView::ResizeToContents);
   connect(table_, &QTableWidget::cellClicked, this, [this](int row, int) {
-    if (QTableWidgetItem* item = table_->item(row, 0)) ObjectClick(item->data(Qt::UserRole).toInt());
+    if (QTableWidgetItem* item = table_->item(row, 0))
+      ObjectClick(item->data(Qt::UserRole).toInt());
   });
   trace_view_ = new GraphView(top);
   trace_graph_ = std::make_unique<TXKgraph>();
@@ -267,10 +268,12 @@ void TDetectForm::BuildMenus() {
   Add(objects, "SpotPix", QString(), &TDetectForm::SpotPixClick);
   objects->addSeparator();
   choice_group_ = new QActionGroup(this);
-  QAction* drop = Add(objects, "UseDropMap", QStringLiteral("Drops Only"), &TDetectForm::UseDropMapClick);
+  QAction* drop =
+      Add(objects, "UseDropMap", QStringLiteral("Drops Only"), &TDetectForm::UseDropMapClick);
   QAction* subtr = Add(objects, "SubtrMaxRise", QStringLiteral("Subtract Max Rise"),
                        &TDetectForm::SubtrMaxRiseClick);
-  QAction* add = Add(objects, "AddMaxRise", QStringLiteral("Add Max Rise"), &TDetectForm::AddMaxRiseClick);
+  QAction* add =
+      Add(objects, "AddMaxRise", QStringLiteral("Add Max Rise"), &TDetectForm::AddMaxRiseClick);
   for (QAction* a : {drop, subtr, add}) {
     a->setCheckable(true);
     choice_group_->addAction(a);
@@ -311,7 +314,8 @@ void TDetectForm::BuildMenus() {
   }
   a5->setChecked(true);
   Spat->addSeparator();
-  QAction* no_bg = Add(Spat, "NoBackgrSubtr", Q(kNoBackgrSubtrCaption), &TDetectForm::NoBackgrSubtrClick);
+  QAction* no_bg =
+      Add(Spat, "NoBackgrSubtr", Q(kNoBackgrSubtrCaption), &TDetectForm::NoBackgrSubtrClick);
   no_bg->setCheckable(true);
 
   QAction* wind = menuBar()->addAction(QString(), this, &TDetectForm::WindLenClick);
@@ -335,9 +339,10 @@ void TDetectForm::UpdateCaptions() {
   Item(QStringLiteral("NoBackgrSubtr"))->setChecked(s.no_background);
   const char* sizes[] = {"Aver1X1", "Aver3X3", "Aver5X5"};
   Item(QString::fromLatin1(sizes[s.half_size]))->setChecked(true);
-  const QAction* choice = Item(s.choice == ChoiceMap::kDrop            ? QStringLiteral("UseDropMap")
-                               : s.choice == ChoiceMap::kDropMinusRise ? QStringLiteral("SubtrMaxRise")
-                                                                       : QStringLiteral("AddMaxRise"));
+  const QAction* choice =
+      Item(s.choice == ChoiceMap::kDrop            ? QStringLiteral("UseDropMap")
+           : s.choice == ChoiceMap::kDropMinusRise ? QStringLiteral("SubtrMaxRise")
+                                                   : QStringLiteral("AddMaxRise"));
   const_cast<QAction*>(choice)->setChecked(true);
   ShowTests->setText(Q(analysis_.ShowTestsCaption()));
 }
@@ -348,9 +353,9 @@ void TDetectForm::UpdateEnabled() {
   const bool traced = !analysis_.Traces().objects.empty();
   // While a pass plays, the maps and traces are being rewritten: only Stop,
   // the thresholds of the tests and the views of what is there stay.
-  for (const char* name : {"StartTr", "SaveTXT", "Aver1X1", "Aver3X3", "Aver5X5", "WindLen",
-                           "NoBackgrSubtr", "InpThr", "SpotPix", "UseDropMap", "SubtrMaxRise",
-                           "AddMaxRise", "LimitNofSteps"})
+  for (const char* name :
+       {"StartTr", "SaveTXT", "Aver1X1", "Aver3X3", "Aver5X5", "WindLen", "NoBackgrSubtr", "InpThr",
+        "SpotPix", "UseDropMap", "SubtrMaxRise", "AddMaxRise", "LimitNofSteps"})
     Item(QString::fromLatin1(name))->setEnabled(idle);
   Item(QStringLiteral("Stop"))->setEnabled(!idle);
   Item(QStringLiteral("Collect"))->setEnabled(idle && detected);
@@ -386,8 +391,8 @@ bool TDetectForm::DropUnsaved() {
 
 void TDetectForm::StartPass(Pass pass, FrameConsumer* consumer) {
   const int32_t frames = std::min(record_.FrameCount(), kStepFrameLimit);
-  progress_ = std::make_unique<Progress>(this, pass == Pass::kDetect ? kDetectProgress : kCollectProgress,
-                                         frames);
+  progress_ = std::make_unique<Progress>(
+      this, pass == Pass::kDetect ? kDetectProgress : kCollectProgress, frames);
   pass_ = pass;
   UpdateEnabled();
   std::vector<FrameConsumer*> consumers{consumer, progress_.get()};
@@ -438,7 +443,9 @@ void TDetectForm::EndPass(bool completed) {
     AfterDetect();
   } else {
     progress_label_->setText(
-        finished ? Q(kCollectFinished).arg(static_cast<qulonglong>(analysis_.Traces().objects.size())).arg(seen)
+        finished ? Q(kCollectFinished)
+                       .arg(static_cast<qulonglong>(analysis_.Traces().objects.size()))
+                       .arg(seen)
                  : Q(kCollectStopped).arg(seen).arg(frames));
     AfterCollect();
   }
@@ -643,8 +650,8 @@ void TDetectForm::MtestThrClick() {
 }
 
 void TDetectForm::LimitNofStepsClick() {
-  const auto typed = AskText(Q(kMaxStepsTitle), Q(kMaxStepsLabel),
-                             QString::number(analysis_.Params().max_steps));
+  const auto typed =
+      AskText(Q(kMaxStepsTitle), Q(kMaxStepsLabel), QString::number(analysis_.Params().max_steps));
   if (!typed || !analysis_.LimitNofStepsClick(S(*typed))) return;
   UpdateCaptions();
 }
@@ -680,14 +687,16 @@ void TDetectForm::NoBackgrSubtrClick() {
 }
 
 void TDetectForm::AmpBinClick() {
-  const auto typed = AskText(Q(kAmpBinTitle), Q(kAmpBinLabel), Number(analysis_.Params().amplitude_bin));
+  const auto typed =
+      AskText(Q(kAmpBinTitle), Q(kAmpBinLabel), Number(analysis_.Params().amplitude_bin));
   if (!typed || !analysis_.SetAmplitudeBinClick(S(*typed))) return;
   UpdateCaptions();
   DrawHistograms();
 }
 
 void TDetectForm::TimeBinClick() {
-  const auto typed = AskText(Q(kTimeBinTitle), Q(kTimeBinLabel), Number(analysis_.Params().time_bin));
+  const auto typed =
+      AskText(Q(kTimeBinTitle), Q(kTimeBinLabel), Number(analysis_.Params().time_bin));
   if (!typed || !analysis_.SetTimeBinClick(S(*typed))) return;
   UpdateCaptions();
   DrawHistograms();
@@ -736,8 +745,8 @@ void TDetectForm::FillTable() {
   const QBrush below(QColor(150, 150, 150));
   for (int32_t i = 0; i < count; ++i) {
     const StepObject& o = *ObjectAt(i);
-    std::vector<QString> texts = {QString::number(i + 1),         QString::number(o.x),
-                                  QString::number(o.y),           QString::number(o.drop_frame),
+    std::vector<QString> texts = {QString::number(i + 1), QString::number(o.x),
+                                  QString::number(o.y), QString::number(o.drop_frame),
                                   QString::number(o.rise_frame)};
     if (static_cast<size_t>(i) < scores.size()) {
       const StepScores& s = scores[static_cast<size_t>(i)];
@@ -822,8 +831,10 @@ void TDetectForm::TraceClickAtFrame(double frame) {
   if (!o || Playing()) return;
   std::vector<int32_t> steps{o->drop_frame};
   if (analysis_.Shown() == StepTest::kP) steps.push_back(o->rise_frame);
-  if (analysis_.Shown() == StepTest::kMS && static_cast<size_t>(current_) < analysis_.Scores().size())
-    for (int32_t f : analysis_.Scores()[static_cast<size_t>(current_)].ms_step_frames) steps.push_back(f);
+  if (analysis_.Shown() == StepTest::kMS &&
+      static_cast<size_t>(current_) < analysis_.Scores().size())
+    for (int32_t f : analysis_.Scores()[static_cast<size_t>(current_)].ms_step_frames)
+      steps.push_back(f);
   const int32_t nearest = *std::min_element(steps.begin(), steps.end(), [&](int32_t a, int32_t b) {
     return std::abs(a - frame) < std::abs(b - frame);
   });
@@ -885,8 +896,9 @@ void TDetectForm::DrawHistograms() {
     std::vector<float>& matrix;
     Histogram h;
   };
-  Pane panes[] = {{*amp_graph_, amp_view_, amp_matrix_, any ? analysis_.AmplitudeHistogram() : Histogram{}},
-                  {*time_graph_, time_view_, time_matrix_, any ? analysis_.TimeHistogram() : Histogram{}}};
+  Pane panes[] = {
+      {*amp_graph_, amp_view_, amp_matrix_, any ? analysis_.AmplitudeHistogram() : Histogram{}},
+      {*time_graph_, time_view_, time_matrix_, any ? analysis_.TimeHistogram() : Histogram{}}};
   for (Pane& p : panes) {
     const size_t bins = p.h.counts.size();
     if (bins == 0) {
@@ -910,8 +922,9 @@ void TDetectForm::DrawHistograms() {
     const int plot_width = std::max(50, static_cast<int>(p.view->width()) - 70);
     p.graph.Curves[1].Size =
         std::max(2, static_cast<int32_t>(0.9 * plot_width / static_cast<double>(bins)));
-    p.graph.Notes = {std::to_string(total) + " objects, bin " + FormatFixed(p.h.bin, p.h.bin < 1 ? 2 : 0),
-                     "", "", ""};
+    p.graph.Notes = {
+        std::to_string(total) + " objects, bin " + FormatFixed(p.h.bin, p.h.bin < 1 ? 2 : 0), "",
+        "", ""};
     FitAxis(p.graph.X, p.h.start, p.h.start + static_cast<double>(bins) * p.h.bin, 0, 5);
     // Head room above the tallest bar for the note.
     FitAxis(p.graph.Y0, 0, std::max(most, 1) * 1.3, 0, 3);

@@ -39,7 +39,8 @@ inline constexpr std::string_view kAmpBinCaption = "Intensity Bin=%1";
 inline constexpr std::string_view kTimeBinCaption = "Time Bin=%1 s";
 
 // The views.
-inline constexpr std::string_view kObjectReadout = "Object %1 of %2  x=%3 y=%4  drTm=%5 rsTm=%6  %7";
+inline constexpr std::string_view kObjectReadout =
+    "Object %1 of %2  x=%3 y=%4  drTm=%5 rsTm=%6  %7";
 inline constexpr std::string_view kTraceTitleX = "Frame";
 inline constexpr std::string_view kTraceTitleY = "Intensity (counts/pixel)";
 inline constexpr std::string_view kAmpTitleX = "Step amplitude (counts/pixel)";

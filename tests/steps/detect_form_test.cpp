@@ -188,13 +188,13 @@ TEST_F(DetectForm, InputBoxesRefuseOutOfRangeValuesAndKeepWhatWasThere) {
   form_->PtestThrClick();
   form_->AmpBinClick();
   form_->TimeBinClick();
-  EXPECT_EQ(modals_, (QStringList{"Value out of Order (1-10)", "Value out of Order (1-10)",
-                                  "Steps Number must be between 2 and 9",
-                                  "Steps Number must be between 2 and 9",
-                                  "Test Threshold Out of Order (0-1000)",
-                                  "Drop Threshold Out of Range", "Drop Threshold Out of Range",
-                                  "Test Threshold Out of Order (0-1000)",
-                                  "Intensity bin size Out of Order"}));
+  EXPECT_EQ(
+      modals_,
+      (QStringList{"Value out of Order (1-10)", "Value out of Order (1-10)",
+                   "Steps Number must be between 2 and 9", "Steps Number must be between 2 and 9",
+                   "Test Threshold Out of Order (0-1000)", "Drop Threshold Out of Range",
+                   "Drop Threshold Out of Range", "Test Threshold Out of Order (0-1000)",
+                   "Intensity bin size Out of Order"}));
   EXPECT_EQ(Caption("InpThr"), "Set Drop Threshold (25)");
   EXPECT_EQ(Caption("PtestThr"), "P-test Thr=15");
   EXPECT_EQ(Caption("TimeBin"), "Time Bin=2.5 s");
@@ -364,7 +364,8 @@ TEST_F(DetectForm, ARecordTooShortSaysSoAndTrackingIsRefused) {
 
 TEST_F(DetectForm, LongRecordsStopAtTheFrameLimitAsFinished) {
   Open(BleachingRecord("detect_form_long.xkv", 1003, 24));
-  EXPECT_EQ(modals_, QStringList{"Too many frames in record - analysis will be limited to 1000 frames"});
+  EXPECT_EQ(modals_,
+            QStringList{"Too many frames in record - analysis will be limited to 1000 frames"});
   Run(&TDetectForm::StartTrClick);
   EXPECT_EQ(form_->ProgressText(), "Detect finished: 1000 frames");
   EXPECT_LT(record_->CurrentFrame(), 1002) << "frames past the limit are not read";
