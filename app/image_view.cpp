@@ -214,7 +214,33 @@ void ImageView::PaintMarkers(QPainter& p) {
       p.drawEllipse(c, r, r);
     }
   }
+  if (cross_.x() >= 0) {
+    // A cross of 7 pixels each side around the pixel's centre, with a gap over the spot.
+    const double cx = cross_.x() * z + z / 2.0, cy = cross_.y() * z + z / 2.0;
+    const double gap = 3 * z, arm = gap + 7 * std::max(1, z / 2);
+    p.setPen(QPen(QColor(0, 255, 255), 1));
+    p.drawLine(QPointF(cx - arm, cy), QPointF(cx - gap, cy));
+    p.drawLine(QPointF(cx + gap, cy), QPointF(cx + arm, cy));
+    p.drawLine(QPointF(cx, cy - arm), QPointF(cx, cy - gap));
+    p.drawLine(QPointF(cx, cy + gap), QPointF(cx, cy + arm));
+  }
   p.restore();
+}
+
+void ImageView::SetCross(int32_t x, int32_t y) {
+  cross_ = x < 0 ? QPoint(-1, -1) : QPoint(x, y);
+  if (x >= 0) {
+    // A marked pixel out of sight is brought to the middle of the area.
+    QScrollBar* h = horizontalScrollBar();
+    QScrollBar* v = verticalScrollBar();
+    const QSize area = viewport()->size();
+    const int px = x * zoom_ + zoom_ / 2, py = y * zoom_ + zoom_ / 2;
+    if (!QRect(QPoint(h->value(), v->value()), area).contains(px, py)) {
+      h->setValue(px - area.width() / 2);
+      v->setValue(py - area.height() / 2);
+    }
+  }
+  viewport()->update();
 }
 
 QFont ImageView::TextFont() const {
@@ -354,7 +380,10 @@ void ImageView::mouseReleaseEvent(QMouseEvent* event) {
   mouseMoveEvent(event);
   // A click without a drag clears the marker of that button.
   if (!drag_moved_) {
-    if (drag_ == Drag::kRegion) emit RegionDrawn(Region{});
+    if (drag_ == Drag::kRegion) {
+      emit RegionDrawn(Region{});
+      emit Clicked(drag_start_.x(), drag_start_.y());
+    }
     if (drag_ == Drag::kLine)
       emit LineDrawn(
           ProfileLine{drag_start_.x(), drag_start_.y(), drag_start_.x(), drag_start_.y()});

@@ -39,6 +39,9 @@ class ImageView : public QAbstractScrollArea {
   int32_t Zoom() const { return zoom_; }
   void SetRegion(const Region& region);
   void SetLine(const ProfileLine& line, bool shown, int32_t width_pixels);
+  // A cross marking frame pixel (x, y); x < 0 takes it away.
+  void SetCross(int32_t x, int32_t y);
+  QPoint Cross() const { return cross_; }
   void SetInfoLines(const QStringList& lines) { info_lines_ = lines; }
   // What is shown: a frame (or the hint when none) and the header lines.
   bool ShowsFrame() const { return pixels_ != nullptr; }
@@ -68,6 +71,8 @@ class ImageView : public QAbstractScrollArea {
  signals:
   void RegionDrawn(const lumetra::Region& region);
   void LineDrawn(const lumetra::ProfileLine& line);
+  // A left click without a drag on frame pixel (x, y).
+  void Clicked(int x, int y);
   // Frame pixel under the mouse, or (-1, -1) when it left the frame.
   void CursorMoved(int x, int y);
   void KeyPressed(int key, Qt::KeyboardModifiers modifiers, const QString& text);
@@ -109,6 +114,7 @@ class ImageView : public QAbstractScrollArea {
   Region region_;
   ProfileLine line_;
   bool line_shown_ = false;
+  QPoint cross_{-1, -1};
   int32_t line_width_ = 1;
   QStringList info_lines_;
   std::vector<QPointF> bead_track_;

@@ -1,14 +1,18 @@
 // lumetra: the desktop program. Optional argument: a record to open.
 // Hidden options for documentation and checks: --frame N, --region L,T,R,B,
 // --line X0,Y0,X1,Y1, --zoom Z (1 to 30), --tracking (opens the tracking window
-// and runs Detect), --link (then Link Tracks too) and --screenshot FILE (saves
-// the window, or the tracking window, after it has been shown and quits).
+// and runs Detect), --link (then Link Tracks too), --steps (opens the
+// step-detection window and runs Detect, Tracking and the S-test) and
+// --screenshot FILE (saves the window, or the tool window, after it has been
+// shown and quits).
 #include <QApplication>
 #include <QCommandLineParser>
 #include <QTimer>
+#include <memory>
 
 #include "app/main_form.h"
 #include "spots/gui/spot_form.h"
+#include "steps/gui/detect_form.h"
 
 namespace {
 
@@ -49,7 +53,9 @@ int main(int argc, char** argv) {
   tracking.setFlags(QCommandLineOption::HiddenFromHelp);
   QCommandLineOption link(QStringLiteral("link"));
   link.setFlags(QCommandLineOption::HiddenFromHelp);
-  parser.addOptions({frame, region, line, shot, zoom, tracking, link});
+  QCommandLineOption steps(QStringLiteral("steps"));
+  steps.setFlags(QCommandLineOption::HiddenFromHelp);
+  parser.addOptions({frame, region, line, shot, zoom, tracking, link, steps});
   parser.process(app);
 
   lumetra::TMainForm form;
@@ -74,8 +80,30 @@ int main(int argc, char** argv) {
         }
       }
     }
+    if (parser.isSet(steps)) {
+      // The step window after Detect, Tracking and the S-test, each pass played
+      // through the main window; each starts when the one before has ended.
+      form.StepDetectionClick();
+      if (lumetra::TDetectForm* d = form.DetectForm()) {
+        auto stage = std::make_shared<int>(0);
+        const QString file = parser.value(shot);
+        QObject::connect(&form, &lumetra::TMainForm::PlaybackFinished, d, [d, stage, file] {
+          if (++*stage == 1) {
+            QTimer::singleShot(0, d, [d] { d->CollectClick(); });
+          } else if (*stage == 2) {
+            QTimer::singleShot(0, d, [d] { d->ShowStestClick(); });
+            if (!file.isEmpty())
+              QTimer::singleShot(1500, d, [d, file] {
+                d->grab().save(file);
+                QApplication::quit();
+              });
+          }
+        });
+        d->StartTrClick();
+      }
+    }
   }
-  if (parser.isSet(shot)) {
+  if (parser.isSet(shot) && !(parser.isSet(steps) && form.DetectForm())) {
     const QString file = parser.value(shot);
     QTimer::singleShot(1500, &form, [&form, file] {
       QWidget* shown = form.SpotForm() ? static_cast<QWidget*>(form.SpotForm()) : &form;

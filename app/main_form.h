@@ -39,6 +39,7 @@ class ImageView;
 class TComForm;
 struct TransformRequest;
 class TSpotForm;
+class TDetectForm;
 
 class TMainForm : public QMainWindow {
   Q_OBJECT
@@ -79,6 +80,8 @@ class TMainForm : public QMainWindow {
   TSpotForm* SpotForm() const;
   // True while a playback of this window or of a tool window reads the record.
   bool RecordStreaming() const;
+  // The step-detection window while it is open, else null.
+  TDetectForm* DetectForm() const;
 
   // Analyses that see every frame of the next playback (not owned).
   void SetPlaybackConsumers(std::vector<FrameConsumer*> consumers) {
@@ -190,6 +193,8 @@ class TMainForm : public QMainWindow {
   void ShowBeadsClick();
   int32_t BeadIndex() const { return bead_index_; }
   int32_t BeadCount() const { return bead_count_; }
+  // Opens the step-detection window (SFDA) on the open record.
+  void StepDetectionClick();
   // The key handler of the window and its track bar; Qt key codes. True when
   // the key was one of the window's own (arrows, keypad plus and minus, Esc...).
   bool FormKeyDown(int qt_key, Qt::KeyboardModifiers modifiers);
@@ -268,6 +273,7 @@ class TMainForm : public QMainWindow {
   QPointer<TSpotForm> spot_form_;
   QAction* ShowBeads = nullptr;
   std::unique_ptr<TrackStore> beads_;  // bead tracks read from an XKI file
+  QPointer<TDetectForm> detect_form_;
   int32_t bead_index_ = 0;
   int32_t bead_count_ = 0;
 

@@ -1,5 +1,6 @@
 // The tool windows the main window opens on its record: the single-particle
-// tracking window. They share the record store, the settings and the keys.
+// tracking window and the step-detection window. They share the record store,
+// the settings, the playback and the keys.
 #include <QAction>
 #include <QMenu>
 #include <QMenuBar>
@@ -9,6 +10,9 @@
 #include "display/gui/tool_window.h"
 #include "spots/gui/spot_form.h"
 #include "spots/spots_messages.h"
+#include "app/image_view.h"
+#include "steps/gui/detect_form.h"
+#include "steps/steps_messages.h"
 
 namespace lumetra {
 
@@ -18,6 +22,52 @@ void TMainForm::BuildToolsMenu() {
   spoting->setObjectName(QStringLiteral("Spoting"));
   items_[QStringLiteral("Spoting")] = spoting;
   need_frame_.push_back(spoting);
+  QAction* steps = tools->addAction(Q(kDetectFormCaption), this, &TMainForm::StepDetectionClick);
+  steps->setObjectName(QStringLiteral("StepDetection"));
+  items_[QStringLiteral("StepDetection")] = steps;
+  need_frame_.push_back(steps);
+}
+
+TDetectForm* TMainForm::DetectForm() const {
+  return detect_form_.data();
+}
+
+void TMainForm::StepDetectionClick() {
+  if (!store_ || !store_->RecordLoaded()) return;
+  if (!detect_form_) {
+    detect_form_ = new TDetectForm(*store_);
+    detect_form_->setAttribute(Qt::WA_DeleteOnClose);
+    detect_form_->AskText = AskText;
+    detect_form_->UseSettings(&settings_.mutable_values());
+    DetectHost host;
+    // The window's passes ride on this window's playback: frames are shown
+    // here as they are analysed, and Esc in either window stops them.
+    host.play = [this](std::vector<FrameConsumer*> passes) {
+      if (Playing()) return false;
+      std::vector<FrameConsumer*> others = std::move(consumers_);
+      consumers_ = std::move(passes);
+      PlayClick();
+      consumers_ = std::move(others);
+      return Playing();
+    };
+    host.stop = [this](bool now) {
+      stop_ = true;
+      if (now) EndPlayback();
+    };
+    host.show_frame = [this] { ShowFrame(); };
+    host.go_to_frame = [this](int32_t frame) { FrameTrackBarChange(frame); };
+    host.mark = [this](int32_t x, int32_t y) { view_->SetCross(x, y); };
+    host.median_frames = [this] { return median_.MedianFrames(); };
+    detect_form_->SetHost(std::move(host));
+    connect(this, &TMainForm::PlaybackFinished, detect_form_.data(), &TDetectForm::PlaybackEnded);
+    // A click on an object in the image shows its trace and its drop.
+    connect(view_, &ImageView::Clicked, detect_form_.data(), &TDetectForm::ImageClickAt);
+    detect_form_->show();
+    detect_form_->OpenOnRecord();
+  }
+  detect_form_->show();
+  detect_form_->raise();
+  detect_form_->activateWindow();
 }
 
 TSpotForm* TMainForm::SpotForm() const {
@@ -47,6 +97,11 @@ void TMainForm::SpotingClick() {
     // Closing the window ends the keys that reach it (T/F5, S/F4, F7, F8).
     connect(spot_form_.data(), &QObject::destroyed, this, [this] { spot_window_open_ = false; });
     PlaceToolWindow(spot_form_.data(), this);
+    // A track's spot goes to the step-detection window for its trace and step scores.
+    spot_form_->SendSpotToSteps = [this](int32_t x, int32_t y) {
+      StepDetectionClick();
+      if (detect_form_) detect_form_->AnalyseSpotAt(x, y);
+    };
   }
   spot_window_open_ = true;
   spot_form_->show();
@@ -60,6 +115,10 @@ void TMainForm::CloseRecordWindows() {
     delete spot_form_.data();
   }
   spot_window_open_ = false;
+  if (detect_form_) {
+    detect_form_->OfferToSave();
+    delete detect_form_.data();
+  }
 }
 
 }  // namespace lumetra

@@ -61,12 +61,14 @@ const std::vector<Command>& Commands() {
       {"eval", "score a track table against a simulator truth table", RunEval},
       {"eval-steps", "score a step detector's results against a simulator step table",
        RunEvalSteps},
+      {"steps", "detect single bleaching and binding steps, score them, write the results",
+       RunSteps},
       {"export", "save a record summed, binned, cut, thinned, filtered, as RAW or BMP files",
        RunExport},
       {"fuse", "join several XKV files into one record", RunFuse},
       {"import", "convert raw camera data or bitmaps into an XKV record", RunImport},
       {"plot", "draw a table of curves as a graph and save it as PNG or BMP", RunPlot},
-      {"bench", "measure speed: bench read|display|export|track FILE.xkv", RunBench},
+      {"bench", "measure speed: bench read|display|export|track|steps FILE.xkv", RunBench},
   };
   return commands;
 }

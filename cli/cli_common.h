@@ -57,6 +57,9 @@ int RunRender(const std::vector<std::string>& args);
 int RunTrack(const std::vector<std::string>& args);
 int RunEval(const std::vector<std::string>& args);
 int RunEvalSteps(const std::vector<std::string>& args);
+int RunSteps(const std::vector<std::string>& args);
+// bench steps FILE.xkv (cli/bench_steps.cpp).
+int BenchSteps(const std::string& path, int repeats);
 
 // bench display FILE.xkv (cli/bench_display.cpp).
 int BenchDisplay(const std::string& path, int repeats);

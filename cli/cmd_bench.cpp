@@ -226,8 +226,9 @@ int RunBench(const std::vector<std::string>& args) {
               "export (the record transforms and the temporal median, against reading\n"
               "through the store and against writing every frame unchanged); track (spot\n"
               "detection, linking and the second pass, against an 11 x 11 box sum over\n"
-              "every pixel).");
-  p.Positional("KIND", "what to measure: read, display, export or track")
+              "every pixel); steps (the step detection's two passes, against a 5 x 5 box\n"
+              "sum over every pixel).");
+  p.Positional("KIND", "what to measure: read, display, export, track or steps")
       .Positional("FILE.xkv", "the record (make one with 'lumetra-cli simulate')")
       .Option("repeats", "N", "runs to take the median of", "5")
       .Flag("resolve-close", "track: with Resolve Close Spots on")
@@ -244,7 +245,8 @@ int RunBench(const std::vector<std::string>& args) {
     return BenchExport(p.Arg(1), static_cast<int>(repeats), p.Value("out-dir"));
   if (p.Arg(0) == "track")
     return BenchTrack(p.Arg(1), static_cast<int>(repeats), p.Has("resolve-close"));
-  return Fail("bench", "unknown KIND '" + p.Arg(0) + "' (read, display, export, track)", 2);
+  if (p.Arg(0) == "steps") return BenchSteps(p.Arg(1), static_cast<int>(repeats));
+  return Fail("bench", "unknown KIND '" + p.Arg(0) + "' (read, display, export, track, steps)", 2);
 }
 
 }  // namespace lumetra::cli

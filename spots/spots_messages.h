@@ -39,6 +39,11 @@ inline constexpr std::string_view kMinDistanceTitle = "Min. Distance (um)";
 inline constexpr std::string_view kTooManySpots = "Too many spots";
 inline constexpr std::string_view kRunOutOfSpots = "Run out of mSpots";
 inline constexpr std::string_view kTooFewObjects = "Too few objects (<3)";
+// Handing a track's spot to the step-detection window.
+inline constexpr std::string_view kSendTrackCaption = "Step Test of a Track (SFDA)";
+inline constexpr std::string_view kSendTrackTitle = "Step Test of a Track";
+inline constexpr std::string_view kSendTrackLabel = "Track Number=";
+inline constexpr std::string_view kNoTrackToSend = "No completed track of that number";
 
 // Track statistics.
 inline constexpr std::string_view kVeryFewObjects = "Very few objects detected";

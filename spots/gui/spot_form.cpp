@@ -216,6 +216,8 @@ void TSpotForm::BuildMenus() {
       ->setShortcut(QKeySequence(Qt::Key_F5));
   view->addAction(QStringLiteral("Refresh"), this, &TSpotForm::RefreshClick)
       ->setShortcut(QKeySequence(Qt::Key_F7));
+  view->addSeparator();
+  view->addAction(Q(kSendTrackCaption), this, &TSpotForm::SendTrackToStepsClick);
 
   Settings_ = menuBar()->addMenu(Q(kSettingsMenuStartCaption));
   MaxRadius = Settings_->addAction(QString(), this, &TSpotForm::MaxRadiusClick);
@@ -550,6 +552,26 @@ void TSpotForm::RefreshClick() {
     view_->Refresh();
   else
     ShowCurrentFrame();
+}
+
+void TSpotForm::SendTrackToStepsClick() {
+  if (!SendSpotToSteps || playback_) return;
+  int32_t first = -1;
+  for (int32_t t = 0; t < tracks_->track_count && first < 0; ++t)
+    if (tracks_->Slot(t).completed) first = t;
+  if (first < 0) {
+    reporter_.Modal(kNoTrackToSend);
+    return;
+  }
+  const auto typed = AskText(Q(kSendTrackTitle), Q(kSendTrackLabel), QString::number(first + 1));
+  if (!typed) return;
+  bool ok = false;
+  const int32_t t = typed->trimmed().toInt(&ok) - 1;
+  if (!ok || t < 0 || t >= tracks_->track_count || !tracks_->Slot(t).completed) {
+    reporter_.Modal(kNoTrackToSend);
+    return;
+  }
+  SendSpotToSteps(tracks_->Slot(t).X, tracks_->Slot(t).Y);
 }
 
 void TSpotForm::RunKeyCommand(SpotWindowCommand command) {

@@ -61,6 +61,9 @@ class TSpotForm final : public QMainWindow {
   enum class UnsavedAnswer { kSave, kDiscard, kCancel };
   std::function<UnsavedAnswer()> AskUnsavedTracks;
 
+  // Hands a track's spot (whole pixels) to the step-detection window; unset: no such window.
+  std::function<void(int32_t x, int32_t y)> SendSpotToSteps;
+
   SpotFormReporter& Messages() { return reporter_; }
   TrackingParams& Params() { return params_; }
   const TrackStore& Tracks() const { return *tracks_; }
@@ -139,6 +142,8 @@ class TSpotForm final : public QMainWindow {
 
  protected:
   void closeEvent(QCloseEvent* event) override;
+  // Asks for a completed track and sends its spot to the step-detection window.
+  void SendTrackToStepsClick();
 
  private:
   void BuildExportItems(QMenu* file);
