@@ -97,7 +97,7 @@ std::vector<TrackSummary> SummariseTracks(const TrackStore& store, const TrackSc
   return out;
 }
 
-std::vector<int32_t> Histogram(const std::vector<double>& values, double width, int32_t bins) {
+std::vector<int32_t> BinCounts(const std::vector<double>& values, double width, int32_t bins) {
   std::vector<int32_t> counts(static_cast<size_t>(std::max(bins, 0)), 0);
   if (counts.empty() || !(width > 0)) return counts;
   for (double v : values) {
@@ -148,11 +148,11 @@ std::string DistributionsText(const TrackStore& store, const TrackScale& scale,
   for (const SpotRec& o : objects)
     if (o.nn_dist_um < 999.0f) distance.push_back(o.nn_dist_um);
   std::string out(kIntensityDistributionHeader);
-  out += BinRows(Histogram(intensity, kIntensityBinWidth, kIntensityBins), kIntensityBinWidth);
+  out += BinRows(BinCounts(intensity, kIntensityBinWidth, kIntensityBins), kIntensityBinWidth);
   out += kStatDistributionsHeader;
-  const auto dc = Histogram(distance, kDistanceBinWidthUm, kStatBins);
-  const auto lc = Histogram(dlat, kDlatBinWidth, kStatBins);
-  const auto vc = Histogram(velocity, kVelocityBinWidth, kStatBins);
+  const auto dc = BinCounts(distance, kDistanceBinWidthUm, kStatBins);
+  const auto lc = BinCounts(dlat, kDlatBinWidth, kStatBins);
+  const auto vc = BinCounts(velocity, kVelocityBinWidth, kStatBins);
   for (int32_t i = 0; i < kStatBins; ++i) {
     const double c = i + 0.5;
     const size_t k = static_cast<size_t>(i);

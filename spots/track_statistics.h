@@ -40,7 +40,7 @@ std::vector<TrackSummary> SummariseTracks(const TrackStore& store, const TrackSc
 
 // Counts of `values` in `bins` bins of `width` starting at 0; values beyond
 // the last bin count in it, negative and non-finite ones are left out.
-std::vector<int32_t> Histogram(const std::vector<double>& values, double width, int32_t bins);
+std::vector<int32_t> BinCounts(const std::vector<double>& values, double width, int32_t bins);
 
 // Bins of the distributions (upper bins collect everything beyond).
 inline constexpr int32_t kIntensityBins = 100;

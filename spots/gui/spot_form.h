@@ -140,10 +140,11 @@ class TSpotForm final : public QMainWindow {
   // The main window shows another frame: the views follow it.
   void ShowCurrentFrame();
 
- protected:
-  void closeEvent(QCloseEvent* event) override;
   // Asks for a completed track and sends its spot to the step-detection window.
   void SendTrackToStepsClick();
+
+ protected:
+  void closeEvent(QCloseEvent* event) override;
 
  private:
   void BuildExportItems(QMenu* file);

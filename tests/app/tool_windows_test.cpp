@@ -215,6 +215,8 @@ TEST(ToolWindows, StepWindowPlaysThroughTheMainWindowAndTakesATracksSpot) {
 
   // Another record closes the window (its results offered for saving first).
   steps->AskYesNo = [](const QString&, const QString&) { return false; };
+  if (form.SpotForm())
+    form.SpotForm()->AskUnsavedTracks = [] { return TSpotForm::UnsavedAnswer::kDiscard; };
   ASSERT_TRUE(form.OpenRecord(QString::fromStdString(testing::SimulatedRecord("steps2.xkv"))));
   EXPECT_EQ(form.DetectForm(), nullptr);
   EXPECT_EQ(form.View()->Cross(), QPoint(-1, -1));

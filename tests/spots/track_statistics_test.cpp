@@ -83,7 +83,7 @@ TEST(TrackStatistics, MissingTracksAndTimesAreReported) {
 }
 
 TEST(TrackStatistics, HistogramBinsAndDistributionText) {
-  EXPECT_EQ(Histogram({0, 0.99, 1, 2.5, 99, -1, NAN}, 1.0, 3), (std::vector<int32_t>{2, 1, 2}));
+  EXPECT_EQ(BinCounts({0, 0.99, 1, 2.5, 99, -1, NAN}, 1.0, 3), (std::vector<int32_t>{2, 1, 2}));
   const auto s = Moving();
   std::vector<SpotRec> objects(2);
   objects[0].nn_dist_um = 0.25f;
