@@ -72,6 +72,8 @@ class TMainForm : public QMainWindow {
   QString RegionPanelText() const;
   QStringList RecentFiles() const;
   bool Playing() const { return playback_ != nullptr; }
+  // Milliseconds between frames of the playback under way (0: as fast as frames are read).
+  int PlayInterval() const { return play_timer_.interval(); }
   // The flag Esc sets; playback and batch loops poll it.
   const std::atomic<bool>& StopFlag() const { return stop_; }
   // A menu item by its control name ("SetFWHM", "RYWpal", "SaveAs"), for captions and tests.

@@ -71,9 +71,10 @@ void TMainForm::PlayClick() {
     return;
   }
   ShowFrame();
-  // As fast as frames can be read (what the analyses want), or at the
-  // record's own frame interval.
-  const bool paced = MenuItem(QStringLiteral("RealTimePlay"))->isChecked();
+  // At the record's own frame interval when asked for, but a playback that
+  // feeds an analysis always runs as fast as frames can be read.
+  const bool paced =
+      consumers_.empty() && MenuItem(QStringLiteral("RealTimePlay"))->isChecked();
   play_timer_.start(paced ? std::max(1, static_cast<int>(store_->FrameInterval() * 1000)) : 0);
 }
 

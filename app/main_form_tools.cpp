@@ -62,6 +62,7 @@ void TMainForm::StepDetectionClick() {
     connect(this, &TMainForm::PlaybackFinished, detect_form_.data(), &TDetectForm::PlaybackEnded);
     // A click on an object in the image shows its trace and its drop.
     connect(view_, &ImageView::Clicked, detect_form_.data(), &TDetectForm::ImageClickAt);
+    PlaceToolWindow(detect_form_.data(), this);
     detect_form_->show();
     detect_form_->OpenOnRecord();
   }

@@ -14,6 +14,7 @@
 
 #include "app/image_view.h"
 #include "app/main_form.h"
+#include "steps/gui/detect_form.h"
 #include "display/gui/input_box.h"
 #include "record/gui/com_form.h"
 #include "spots/gui/spot_form.h"
@@ -74,8 +75,11 @@ TEST_F(MainWindowLayout, ToolWindowsOpenWhollyOnTheScreen) {
   form_->SpotingClick();
   ASSERT_NE(form_->SpotForm(), nullptr);
   form_->ImportDataClick();
+  form_->StepDetectionClick();
+  ASSERT_NE(form_->DetectForm(), nullptr);
   for (QWidget* tool :
-       {static_cast<QWidget*>(form_->SpotForm()), static_cast<QWidget*>(form_->ComForm())}) {
+       {static_cast<QWidget*>(form_->SpotForm()), static_cast<QWidget*>(form_->ComForm()),
+        static_cast<QWidget*>(form_->DetectForm())}) {
     SCOPED_TRACE(tool->windowTitle().toStdString());
     EXPECT_TRUE(screen.contains(tool->frameGeometry()))
         << tool->frameGeometry().x() << "," << tool->frameGeometry().y() << " "

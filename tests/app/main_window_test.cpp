@@ -391,6 +391,19 @@ TEST_F(MainWindow, RecentFilesDropARecordThatNoLongerOpens) {
   EXPECT_EQ(form_->Store()->FrameCount(), 6) << "the open record stays";
   // Play keeps to the record's own frame interval unless the user says otherwise.
   EXPECT_TRUE(form_->MenuItem("RealTimePlay")->isChecked());
+  form_->PlayClick();
+  EXPECT_GT(form_->PlayInterval(), 0);
+  form_->StopClick();
+  RunUntil([&] { return !form_->Playing(); });
+  // A playback that feeds an analysis runs as fast as frames are read.
+  struct Counter final : FrameConsumer {
+    void OnFrame(const RecordStore&) override {}
+  } counter;
+  form_->SetPlaybackConsumers({&counter});
+  form_->PlayClick();
+  EXPECT_EQ(form_->PlayInterval(), 0);
+  RunUntil([&] { return !form_->Playing(); });
+  form_->SetPlaybackConsumers({});
 }
 
 TEST_F(MainWindow, RecordWithoutFramesShowsNoStaleImage) {
