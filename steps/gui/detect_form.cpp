@@ -750,7 +750,9 @@ void TDetectForm::FillTable() {
                                   QString::number(o.rise_frame)};
     if (static_cast<size_t>(i) < scores.size()) {
       const StepScores& s = scores[static_cast<size_t>(i)];
-      for (float v : {s.s_test, s.p_test, s.ms_test}) texts.push_back(QString::number(v, 'f', 1));
+      // Truncated to one decimal, as the object read-out shows them.
+      for (float v : {s.s_test, s.p_test, s.ms_test})
+        texts.push_back(QString::number(std::trunc(static_cast<double>(v) * 10) / 10, 'f', 1));
     }
     const bool grey = tested_ && !analysis_.AboveThreshold(static_cast<size_t>(i));
     for (size_t c = 0; c < texts.size(); ++c) {
