@@ -8,6 +8,7 @@
 #include <memory>
 #include <vector>
 
+#include "cli/bench_timing.h"
 #include "cli/cli_common.h"
 #include "common/parallel.h"
 #include "common/text_format.h"
@@ -17,12 +18,6 @@
 
 namespace lumetra::cli {
 namespace {
-
-using Clock = std::chrono::steady_clock;
-
-double Seconds(Clock::time_point a, Clock::time_point b) {
-  return std::chrono::duration<double>(b - a).count();
-}
 
 // The floor: a 5 x 5 box sum of one frame (column sums, then a sliding sum
 // along each row), one core.
@@ -46,11 +41,6 @@ int64_t BoxSum5(const uint16_t* px, int32_t w, int32_t h, std::vector<int32_t>& 
   return check;
 }
 
-double Median(std::vector<double> v) {
-  std::sort(v.begin(), v.end());
-  return v[v.size() / 2];
-}
-
 }  // namespace
 
 int BenchSteps(const std::string& path, int repeats) {
@@ -70,24 +60,10 @@ int BenchSteps(const std::string& path, int repeats) {
     std::copy_n(store->FrameBuffer(), pixels, frames.data() + pixels * f);
     if (f + 1 < held && !store->NextFrame(quiet)) return Fail("bench", "Frame Reading Error");
   }
-  // Frames per second of wall time (median of the runs); `cpu_ms` receives
-  // the processor time a frame took over all threads in the fastest run,
-  // which other programs on the machine do not inflate as much.
+  // Processor time a frame took in the fastest run of the last measure.
   double cpu_ms = 0;
   auto per_second = [&](int32_t count, auto&& body) {
-    std::vector<double> t;
-    double best = 1e300;
-    for (int r = 0; r < repeats; ++r) {
-      const std::clock_t c0 = std::clock();
-      const auto t0 = Clock::now();
-      body();
-      t.push_back(Seconds(t0, Clock::now()));
-      if (t.back() < best) {
-        best = t.back();
-        cpu_ms = static_cast<double>(std::clock() - c0) / CLOCKS_PER_SEC * 1e3 / count;
-      }
-    }
-    return count / Median(t);
+    return FramesPerSecond(repeats, count, cpu_ms, body);
   };
   std::vector<int32_t> col(static_cast<size_t>(w)), out(pixels);
   int64_t sink = 0;

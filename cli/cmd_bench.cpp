@@ -9,6 +9,7 @@
 #include <memory>
 #include <vector>
 
+#include "cli/bench_timing.h"
 #include "cli/cli_common.h"
 #include "common/file_handle.h"
 #include "common/parallel.h"
@@ -22,12 +23,6 @@
 namespace lumetra::cli {
 namespace {
 
-using Clock = std::chrono::steady_clock;
-
-double Seconds(Clock::time_point a, Clock::time_point b) {
-  return std::chrono::duration<double>(b - a).count();
-}
-
 // The floor: the file read front to back in 1 MiB pieces, as `cat FILE > /dev/null` does.
 double PlainReadSeconds(const std::string& path, int64_t& bytes) {
   FileHandle f = OpenFile(path, "rb");
@@ -39,11 +34,6 @@ double PlainReadSeconds(const std::string& path, int64_t& bytes) {
   size_t n;
   while ((n = std::fread(buf.data(), 1, buf.size(), f.get())) > 0) bytes += static_cast<int64_t>(n);
   return Seconds(t0, Clock::now());
-}
-
-double Median(std::vector<double> v) {
-  std::sort(v.begin(), v.end());
-  return v[v.size() / 2];
 }
 
 int BenchRead(const std::string& path, int repeats) {
@@ -129,25 +119,9 @@ int BenchTrack(const std::string& path, int repeats, bool resolve_close) {
   TrackingParams params;
   params.resolve_close = resolve_close;
   const double scale = store->Prm().ScaleX;
-  // Frames per second of wall time (median of the runs); `cpu_ms` receives the
-  // processor time a frame took over all threads in the fastest run, which
-  // other programs on the machine do not inflate as much.
+  // Processor time a frame took in the fastest run of the last measure.
   double cpu_ms = 0;
-  auto per_second = [&](auto&& body) {
-    std::vector<double> t;
-    double best = 1e300;
-    for (int r = 0; r < repeats; ++r) {
-      const std::clock_t c0 = std::clock();
-      const auto t0 = Clock::now();
-      body();
-      t.push_back(Seconds(t0, Clock::now()));
-      if (t.back() < best) {
-        best = t.back();
-        cpu_ms = static_cast<double>(std::clock() - c0) / CLOCKS_PER_SEC * 1e3 / held;
-      }
-    }
-    return held / Median(t);
-  };
+  auto per_second = [&](auto&& body) { return FramesPerSecond(repeats, held, cpu_ms, body); };
   std::vector<int32_t> col, out;
   int64_t sink = 0;
   const double floor_fps = per_second([&] {

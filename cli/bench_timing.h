@@ -1,0 +1,45 @@
+// Timing for the bench subcommands: wall-clock seconds, the median of
+// repeated runs, and frames per second beside the processor time a frame took.
+#pragma once
+
+#include <algorithm>
+#include <chrono>
+#include <cstdint>
+#include <ctime>
+#include <vector>
+
+namespace lumetra::cli {
+
+using Clock = std::chrono::steady_clock;
+
+inline double Seconds(Clock::time_point a, Clock::time_point b) {
+  return std::chrono::duration<double>(b - a).count();
+}
+
+inline double Median(std::vector<double> v) {
+  std::sort(v.begin(), v.end());
+  return v[v.size() / 2];
+}
+
+// Runs `body` (which handles `frames` frames) `repeats` times and returns
+// frames per second of wall time, the median of the runs. `cpu_ms` receives
+// the processor time a frame took over all threads in the fastest run, which
+// other programs on the machine do not inflate as much.
+template <class Body>
+double FramesPerSecond(int repeats, int32_t frames, double& cpu_ms, Body&& body) {
+  std::vector<double> t;
+  double best = 1e300;
+  for (int r = 0; r < repeats; ++r) {
+    const std::clock_t c0 = std::clock();
+    const auto t0 = Clock::now();
+    body();
+    t.push_back(Seconds(t0, Clock::now()));
+    if (t.back() < best) {
+      best = t.back();
+      cpu_ms = static_cast<double>(std::clock() - c0) / CLOCKS_PER_SEC * 1e3 / frames;
+    }
+  }
+  return frames / Median(t);
+}
+
+}  // namespace lumetra::cli
