@@ -40,6 +40,11 @@ class StepsReporter final : public Reporter {
     }
     std::cerr << text << '\n';
   }
+  // On the console a message names its file and the reason: "File open ERROR: cell3.xkv: ...".
+  void ReportDetailed(MessageKind kind, std::string_view text, std::string_view detail) override {
+    if (detail.empty()) return Report(kind, text);
+    Report(kind, std::string(text) + ": " + std::string(detail));
+  }
   void SetInPass(bool on) { in_pass_ = on; }
   void Collapse() { collapse_ = true; }
   // Prints the collected messages: "wrong SD in S-test (12 objects)".

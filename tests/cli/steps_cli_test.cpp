@@ -143,6 +143,10 @@ TEST(CliSteps, RefusesBadCommandLines) {
     EXPECT_EQ(r.code, c.code);
     EXPECT_EQ(r.err.rfind(c.err, 0), 0u) << r.err;
   }
+  // A record that cannot be opened is named with the reason.
+  const CliRun missing = Call(RunSteps, {TempPath("missing.xkv"), "--out", out});
+  EXPECT_NE(missing.err.find("missing.xkv: No such file or directory"), std::string::npos)
+      << missing.err;
   const CliRun help = Call(RunSteps, {"--help"});
   EXPECT_EQ(help.code, 0);
   EXPECT_NE(help.out.find("--traces TRACES.tsv"), std::string::npos);
