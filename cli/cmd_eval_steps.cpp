@@ -105,13 +105,13 @@ int RunEvalSteps(const std::vector<std::string>& args) {
   std::vector<DetectedStep> objects;
   std::vector<TrueStep> truth;
   {
-    std::ifstream in(p.Arg(0), std::ios::binary);
-    if (!in) return Fail(kCommand, std::string(kFileOpenError) + ": " + p.Arg(0));
+    FileLines in;
+    if (!in.Open(p.Arg(0))) return Fail(kCommand, std::string(kFileOpenError) + ": " + p.Arg(0));
     if (!ReadStepResults(in, o.test, objects, error)) return Fail(kCommand, p.Arg(0) + " " + error);
   }
   {
-    std::ifstream in(p.Arg(1), std::ios::binary);
-    if (!in) return Fail(kCommand, std::string(kFileOpenError) + ": " + p.Arg(1));
+    FileLines in;
+    if (!in.Open(p.Arg(1))) return Fail(kCommand, std::string(kFileOpenError) + ": " + p.Arg(1));
     if (!ReadTrueSteps(in, truth, error)) return Fail(kCommand, p.Arg(1) + " " + error);
   }
 

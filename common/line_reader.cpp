@@ -7,6 +7,17 @@
 
 namespace lumetra {
 
+std::vector<std::string_view> SplitTabs(std::string_view line) {
+  std::vector<std::string_view> out;
+  size_t start = 0;
+  for (;;) {
+    const size_t tab = line.find('\t', start);
+    out.push_back(line.substr(start, tab == std::string_view::npos ? tab : tab - start));
+    if (tab == std::string_view::npos) return out;
+    start = tab + 1;
+  }
+}
+
 bool TextLines::Next(std::string_view& line) {
   if (pos_ >= text_.size()) return false;
   size_t end = text_.find('\n', pos_);

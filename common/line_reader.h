@@ -6,10 +6,14 @@
 #include <cstdint>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "common/file_handle.h"
 
 namespace lumetra {
+
+// The tab-separated fields of a line; an empty line gives one empty field.
+std::vector<std::string_view> SplitTabs(std::string_view line);
 
 class LineSource {
  public:

@@ -115,6 +115,5 @@ inline constexpr std::string_view kStepTableNoColumn = "the header has no column
 inline constexpr std::string_view kStepTableShortLine = "the line ends before column";
 inline constexpr std::string_view kStepTableNotNumber = "is not a number";
 inline constexpr std::string_view kStepTableBadKind = "kind must be drop or rise, not";
-inline constexpr std::string_view kStepTableLineTooLong = "the line is longer than the limit";
 
 }  // namespace lumetra

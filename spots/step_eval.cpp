@@ -14,38 +14,6 @@ namespace {
 
 constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
 
-enum class LineRead { kLine, kEnd, kTooLong };
-
-// One line without its end ("\n" or "\r\n"); lines longer than the cap are
-// refused without reading them into memory.
-LineRead ReadCappedLine(std::istream& in, std::string& line) {
-  line.clear();
-  std::streambuf* buf = in.rdbuf();
-  bool any = false;
-  for (;;) {
-    const int c = buf->sbumpc();
-    if (c == std::char_traits<char>::eof()) break;
-    any = true;
-    if (c == '\n') break;
-    if (line.size() >= kMaxStepTableLine) return LineRead::kTooLong;
-    line.push_back(static_cast<char>(c));
-  }
-  if (!any) return LineRead::kEnd;
-  if (!line.empty() && line.back() == '\r') line.pop_back();
-  return LineRead::kLine;
-}
-
-std::vector<std::string_view> SplitTabs(std::string_view line) {
-  std::vector<std::string_view> out;
-  size_t start = 0;
-  for (;;) {
-    const size_t tab = line.find('\t', start);
-    out.push_back(line.substr(start, tab == std::string_view::npos ? tab : tab - start));
-    if (tab == std::string_view::npos) return out;
-    start = tab + 1;
-  }
-}
-
 std::string LinePrefix(int64_t line_no) {
   return "line " + std::to_string(line_no) + ": ";
 }
@@ -53,21 +21,15 @@ std::string LinePrefix(int64_t line_no) {
 // Reads the header and hands every data line's fields, in the order of
 // `wanted`, to row(fields, line_no), which returns false after setting `error`.
 template <typename Row>
-bool ForEachRow(std::istream& in, const std::vector<std::string_view>& wanted, std::string& error,
-                Row&& row) {
+bool ForEachRow(LineSource& lines, const std::vector<std::string_view>& wanted,
+                std::string& error, Row&& row) {
   std::vector<size_t> cols;
   std::vector<std::string_view> fields(wanted.size());
-  std::string line;
+  std::string_view line;
   int64_t line_no = 0;
-  for (;;) {
-    const LineRead r = ReadCappedLine(in, line);
-    if (r == LineRead::kEnd) break;
+  while (lines.Next(line)) {
     ++line_no;
-    if (r == LineRead::kTooLong) {
-      error = LinePrefix(line_no) + std::string(kStepTableLineTooLong) + " (" +
-              std::to_string(kMaxStepTableLine) + ")";
-      return false;
-    }
+    if (!line.empty() && line.back() == '\r') line.remove_suffix(1);
     if (line.empty()) continue;
     const std::vector<std::string_view> f = SplitTabs(line);
     if (cols.empty()) {
@@ -91,6 +53,10 @@ bool ForEachRow(std::istream& in, const std::vector<std::string_view>& wanted, s
       fields[i] = f[cols[i]];
     }
     if (!row(fields, line_no)) return false;
+  }
+  if (!lines.Error().empty()) {
+    error = lines.Error();
+    return false;
   }
   if (cols.empty()) {
     error = std::string(kStepTableEmpty);
@@ -215,14 +181,14 @@ int64_t Match(const std::vector<DetectedStep>& objects, size_t step_count,
 
 }  // namespace
 
-bool ReadStepResults(std::istream& in, StepTest test, std::vector<DetectedStep>& out,
+bool ReadStepResults(LineSource& lines, StepTest test, std::vector<DetectedStep>& out,
                      std::string& error) {
   out.clear();
   const char* frame = test == StepTest::kP ? "rise_frame" : "drop_frame";
   const char* amp = test == StepTest::kP ? "rise_amp" : "drop_amp";
   const char* score = test == StepTest::kS ? "s_test" : test == StepTest::kP ? "p_test" : "ms_test";
   const std::vector<std::string_view> wanted = {"object", "x", "y", frame, amp, score};
-  return ForEachRow(in, wanted, error, [&](const std::vector<std::string_view>& f, int64_t n) {
+  return ForEachRow(lines, wanted, error, [&](const std::vector<std::string_view>& f, int64_t n) {
     DetectedStep d;
     int32_t step_frame = 0;
     double amplitude = 0, value = 0;
@@ -242,11 +208,11 @@ bool ReadStepResults(std::istream& in, StepTest test, std::vector<DetectedStep>&
   });
 }
 
-bool ReadTrueSteps(std::istream& in, std::vector<TrueStep>& out, std::string& error) {
+bool ReadTrueSteps(LineSource& lines, std::vector<TrueStep>& out, std::string& error) {
   out.clear();
   const std::vector<std::string_view> wanted = {
       "particle", "x", "y", "frame", "kind", "photons_before", "photons_after"};
-  return ForEachRow(in, wanted, error, [&](const std::vector<std::string_view>& f, int64_t n) {
+  return ForEachRow(lines, wanted, error, [&](const std::vector<std::string_view>& f, int64_t n) {
     TrueStep t;
     const std::optional<double> x = ParseReal(f[1]), y = ParseReal(f[2]), before = ParseReal(f[5]),
                                 after = ParseReal(f[6]);

@@ -15,9 +15,10 @@
 #pragma once
 
 #include <cstdint>
-#include <istream>
 #include <string>
 #include <vector>
+
+#include "common/line_reader.h"
 
 namespace lumetra {
 
@@ -41,18 +42,17 @@ struct TrueStep {
   double photons_before = 0, photons_after = 0;
 };
 
-// Lines longer than this are refused rather than read.
-inline constexpr size_t kMaxStepTableLine = 65536;
-
 // Tab-separated tables with a header line naming the columns; columns are
 // found by name and extra ones are ignored. Results need object, x, y and the
 // frame, amplitude and score columns of `test`; a score or amplitude written
 // as nan, NA or left empty never passes a threshold. Step tables need
 // particle, x, y, frame, kind (drop or rise), photons_before, photons_after.
-// False with `error` set to "line N: what is wrong" (or "the table is empty").
-bool ReadStepResults(std::istream& in, StepTest test, std::vector<DetectedStep>& out,
+// Lines are read through `lines`, which caps their length (a file) and names
+// a line it cannot read. False with `error` set to "line N: what is wrong"
+// (or "the table is empty").
+bool ReadStepResults(LineSource& lines, StepTest test, std::vector<DetectedStep>& out,
                      std::string& error);
-bool ReadTrueSteps(std::istream& in, std::vector<TrueStep>& out, std::string& error);
+bool ReadTrueSteps(LineSource& lines, std::vector<TrueStep>& out, std::string& error);
 
 // How the detector turned photons into its amplitude: the trace is the mean
 // of the (2R + 1)^2 box minus, with background subtraction, the surrounding

@@ -10,17 +10,6 @@
 namespace lumetra {
 namespace {
 
-std::vector<std::string_view> SplitTabs(std::string_view line) {
-  std::vector<std::string_view> out;
-  size_t start = 0;
-  for (;;) {
-    const size_t tab = line.find('\t', start);
-    out.push_back(line.substr(start, tab == std::string_view::npos ? tab : tab - start));
-    if (tab == std::string_view::npos) return out;
-    start = tab + 1;
-  }
-}
-
 // Calls row(fields) for every data line; `cols` receives the index of each
 // wanted column. False with `error` set.
 template <typename Row>
