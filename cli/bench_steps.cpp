@@ -8,7 +8,7 @@
 #include <memory>
 #include <vector>
 
-#include "cli/bench_timing.h"
+#include "cli/bench_common.h"
 #include "cli/cli_common.h"
 #include "common/parallel.h"
 #include "common/text_format.h"
@@ -49,17 +49,11 @@ int BenchSteps(const std::string& path, int repeats) {
   if (!store || !OpenRecordWithFrames(*store, path, console)) return 1;
   const int32_t w = store->Width(), h = store->Height();
   const size_t pixels = static_cast<size_t>(w) * h;
-  // The frames the analysis sees, held in memory so the passes are timed apart from the file.
-  const int32_t held =
-      std::min<int32_t>(std::min(store->FrameCount(), kStepFrameLimit),
-                        static_cast<int32_t>(std::max<size_t>(1, (1u << 30) / (pixels * 2))));
-  std::vector<uint16_t> frames(pixels * held);
   NullReporter quiet;
-  store->FirstFrame(quiet);
-  for (int32_t f = 0; f < held; ++f) {
-    std::copy_n(store->FrameBuffer(), pixels, frames.data() + pixels * f);
-    if (f + 1 < held && !store->NextFrame(quiet)) return Fail("bench", "Frame Reading Error");
-  }
+  // The frames the analysis sees, held in memory.
+  std::vector<uint16_t> frames;
+  const int32_t held = HoldFrames(*store, kStepFrameLimit, frames);
+  if (held < 0) return Fail("bench", "Frame Reading Error");
   // Processor time a frame took in the fastest run of the last measure.
   double cpu_ms = 0;
   auto per_second = [&](int32_t count, auto&& body) {

@@ -9,7 +9,7 @@
 #include <memory>
 #include <vector>
 
-#include "cli/bench_timing.h"
+#include "cli/bench_common.h"
 #include "cli/cli_common.h"
 #include "common/file_handle.h"
 #include "common/parallel.h"
@@ -106,16 +106,11 @@ int BenchTrack(const std::string& path, int repeats, bool resolve_close) {
   if (!store || !OpenRecordWithFrames(*store, path, console)) return 1;
   const int32_t w = store->Width(), h = store->Height();
   const size_t pixels = static_cast<size_t>(w) * h;
-  // Frames held in memory so that detection is timed apart from the file.
-  const int32_t held = std::min<int32_t>(
-      store->FrameCount(), static_cast<int32_t>(std::max<size_t>(1, (1u << 30) / (pixels * 2))));
-  std::vector<uint16_t> frames(pixels * held);
   NullReporter quiet;
-  store->FirstFrame(quiet);
-  for (int32_t f = 0; f < held; ++f) {
-    std::copy_n(store->FrameBuffer(), pixels, frames.data() + pixels * f);
-    if (f + 1 < held && !store->NextFrame(quiet)) return Fail("bench", "Frame Reading Error");
-  }
+  // The frames the analysis sees, held in memory.
+  std::vector<uint16_t> frames;
+  const int32_t held = HoldFrames(*store, store->FrameCount(), frames);
+  if (held < 0) return Fail("bench", "Frame Reading Error");
   TrackingParams params;
   params.resolve_close = resolve_close;
   const double scale = store->Prm().ScaleX;

@@ -1,5 +1,6 @@
-// Timing for the bench subcommands: wall-clock seconds, the median of
-// repeated runs, and frames per second beside the processor time a frame took.
+// Shared pieces of the bench subcommands: the frames held in memory, wall-clock
+// seconds, the median of repeated runs, and frames per second beside the
+// processor time a frame took.
 #pragma once
 
 #include <algorithm>
@@ -7,6 +8,9 @@
 #include <cstdint>
 #include <ctime>
 #include <vector>
+
+#include "common/report.h"
+#include "record/record_store.h"
 
 namespace lumetra::cli {
 
@@ -40,6 +44,25 @@ double FramesPerSecond(int repeats, int32_t frames, double& cpu_ms, Body&& body)
     }
   }
   return frames / Median(t);
+}
+
+// Reads the record's first frames into `frames` (Width x Height counts each,
+// one after another), at most `limit` and at most 1 GiB, so that an analysis
+// is timed apart from the file. The number held, or -1 when a frame could not
+// be read.
+inline int32_t HoldFrames(RecordStore& store, int32_t limit, std::vector<uint16_t>& frames) {
+  const size_t pixels = static_cast<size_t>(store.Width()) * store.Height();
+  const int32_t held = std::min<int32_t>(
+      std::min(store.FrameCount(), limit),
+      static_cast<int32_t>(std::max<size_t>(1, (size_t{1} << 30) / (pixels * 2))));
+  frames.resize(pixels * held);
+  NullReporter quiet;
+  store.FirstFrame(quiet);
+  for (int32_t f = 0; f < held; ++f) {
+    std::copy_n(store.FrameBuffer(), pixels, frames.data() + pixels * f);
+    if (f + 1 < held && !store.NextFrame(quiet)) return -1;
+  }
+  return held;
 }
 
 }  // namespace lumetra::cli
