@@ -21,9 +21,10 @@ ArgParser& ArgParser::Positional(std::string name, std::string help) {
   return *this;
 }
 
-ArgParser& ArgParser::RepeatedPositional(std::string name, std::string help) {
+ArgParser& ArgParser::RepeatedPositional(std::string name, std::string help, bool optional) {
   Positional(std::move(name), std::move(help));
   repeated_last_ = true;
+  repeated_optional_ = optional;
   return *this;
 }
 
@@ -85,13 +86,13 @@ bool ArgParser::Parse(const std::vector<std::string>& args, std::string& error) 
     }
     positionals_.push_back(a);
   }
-  const size_t need = positional_specs_.size();
+  const size_t need = positional_specs_.size() - (repeated_optional_ ? 1 : 0);
   if (positionals_.size() < need) {
     error = "missing " + positional_specs_[positionals_.size()].first;
     return false;
   }
-  if (positionals_.size() > need && !repeated_last_) {
-    error = "unexpected argument " + positionals_[need];
+  if (positionals_.size() > positional_specs_.size() && !repeated_last_) {
+    error = "unexpected argument " + positionals_[positional_specs_.size()];
     return false;
   }
   return true;
@@ -160,7 +161,7 @@ bool ArgParser::IntList(const std::string& name, size_t count, std::vector<int64
 }
 
 std::string ArgParser::Help() const {
-  std::string usage = "usage: lumetra-cli " + command_;
+  std::string usage = "usage: " + program_ + " " + command_;
   for (const auto& [name, help] : positional_specs_) usage += " " + name;
   if (repeated_last_) usage += " ...";
   if (!specs_.empty()) usage += " [options]";

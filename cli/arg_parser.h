@@ -14,9 +14,15 @@ class ArgParser {
  public:
   ArgParser(std::string command, std::string summary);
 
+  // The program the usage line names (default "lumetra-cli").
+  ArgParser& Program(std::string name) {
+    program_ = std::move(name);
+    return *this;
+  }
   ArgParser& Positional(std::string name, std::string help);
-  // The last positional may take any number of values ("A.xkv B.xkv ...").
-  ArgParser& RepeatedPositional(std::string name, std::string help);
+  // The last positional may take any number of values ("A.xkv B.xkv ..."):
+  // at least one, or none when `optional` (another option names them).
+  ArgParser& RepeatedPositional(std::string name, std::string help, bool optional = false);
   ArgParser& Option(std::string name, std::string value_name, std::string help,
                     std::string default_value = "");
   ArgParser& Flag(std::string name, std::string help);
@@ -53,10 +59,12 @@ class ArgParser {
   };
   const OptionDef* Find(const std::string& name) const;
 
+  std::string program_ = "lumetra-cli";
   std::string command_;
   std::string summary_;
   std::vector<std::pair<std::string, std::string>> positional_specs_;
   bool repeated_last_ = false;
+  bool repeated_optional_ = false;
   std::vector<OptionDef> specs_;
   std::vector<std::string> positionals_;
   std::map<std::string, std::string> values_;

@@ -1,9 +1,36 @@
 #include "cli/cli_common.h"
 
+#include <csignal>
 #include <cstdio>
 #include <iostream>
 
 namespace lumetra::cli {
+namespace {
+
+// A signal handler can only reach a flag with static storage.
+std::atomic<bool> g_interrupted{false};
+
+extern "C" void OnInterrupt(int sig) {
+  g_interrupted.store(true);
+  std::signal(sig, SIG_DFL);
+}
+
+}  // namespace
+
+StopOnInterrupt::StopOnInterrupt() {
+  g_interrupted.store(false);
+  old_int_ = std::signal(SIGINT, OnInterrupt);
+  old_term_ = std::signal(SIGTERM, OnInterrupt);
+}
+
+StopOnInterrupt::~StopOnInterrupt() {
+  std::signal(SIGINT, old_int_);
+  std::signal(SIGTERM, old_term_);
+}
+
+const std::atomic<bool>* StopOnInterrupt::Flag() const {
+  return &g_interrupted;
+}
 
 void ConsoleReporter::Report(MessageKind kind, std::string_view text) {
   switch (kind) {
@@ -63,6 +90,8 @@ const std::vector<Command>& Commands() {
        RunEvalSteps},
       {"steps", "detect single bleaching and binding steps, score them, write the results",
        RunSteps},
+      {"batch", "run track or a step test over many records; merge the tasks' summaries",
+       RunBatchCommand},
       {"export", "save a record summed, binned, cut, thinned, filtered, as RAW or BMP files",
        RunExport},
       {"fuse", "join several XKV files into one record", RunFuse},

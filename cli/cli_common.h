@@ -2,6 +2,7 @@
 // and the parse-or-help preamble.
 #pragma once
 
+#include <atomic>
 #include <optional>
 #include <string>
 #include <vector>
@@ -35,6 +36,23 @@ std::optional<int> ParseOrExit(ArgParser& parser, const std::vector<std::string>
 // store has reported why).
 bool OpenRecordWithFrames(RecordStore& store, const std::string& path, Reporter& reporter);
 
+// Ctrl+C (and SIGTERM, as a scheduler sends it) plays the part of Esc while
+// one lives: Stop() becomes true and the run ends after the step in hand. A
+// second signal ends the program at once. The handlers before are restored.
+class StopOnInterrupt {
+ public:
+  StopOnInterrupt();
+  ~StopOnInterrupt();
+  StopOnInterrupt(const StopOnInterrupt&) = delete;
+  StopOnInterrupt& operator=(const StopOnInterrupt&) = delete;
+  const std::atomic<bool>* Flag() const;
+  bool Stopped() const { return Flag()->load(); }
+
+ private:
+  void (*old_int_)(int);
+  void (*old_term_)(int);
+};
+
 // Prints "lumetra-cli CMD: TEXT" on stderr and returns `code`.
 int Fail(const std::string& command, const std::string& text, int code = 1);
 
@@ -58,6 +76,7 @@ int RunTrack(const std::vector<std::string>& args);
 int RunEval(const std::vector<std::string>& args);
 int RunEvalSteps(const std::vector<std::string>& args);
 int RunSteps(const std::vector<std::string>& args);
+int RunBatchCommand(const std::vector<std::string>& args);
 // bench steps FILE.xkv (cli/bench_steps.cpp).
 int BenchSteps(const std::string& path, int repeats);
 

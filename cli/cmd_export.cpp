@@ -1,7 +1,6 @@
 // lumetra-cli export FILE.xkv --out OUT --transform T [--region L,T,R,B]
 //   [--region-only] [--temporal-median 3|5|7] [--palette NAME] [--2bytes]
 #include <atomic>
-#include <csignal>
 #include <iostream>
 #include <optional>
 
@@ -13,13 +12,6 @@
 
 namespace lumetra::cli {
 namespace {
-
-std::atomic<bool> g_stop{false};
-
-// Ctrl+C plays the part of Esc: the export stops after the frame in hand.
-extern "C" void StopOnSignal(int) {
-  g_stop.store(true);
-}
 
 bool ParseRegion(const ArgParser& p, Region& region, std::string& error) {
   if (!p.Has("region")) return true;
@@ -101,7 +93,9 @@ int RunExport(const std::vector<std::string>& args) {
                     std::to_string(store->Height()) + " frame with left < right and top < bottom",
                 2);
 
-  ExportJob job{*store, console, region, {}, &g_stop, {}};
+  // Ctrl+C plays the part of Esc: the export stops after the frame in hand.
+  StopOnInterrupt interrupt;
+  ExportJob job{*store, console, region, {}, interrupt.Flag(), {}};
   if (p.Has("region-only")) job.write.region = region;
   job.write.save_2bytes = p.Has("2bytes");
   TransformContext context;
@@ -110,10 +104,7 @@ int RunExport(const std::vector<std::string>& args) {
   // The command line has no window: the "screen" is the frame at zoom 1.
   context.view = {1.0, 0, 0, store->Width(), store->Height()};
 
-  g_stop.store(false);
-  auto old_handler = std::signal(SIGINT, StopOnSignal);
   const ExportResult r = RunTransform(job, q.request, p.Value("out"), context);
-  std::signal(SIGINT, old_handler);
   if (r.stopped) std::cerr << "stopped after " << r.frames_read << " frames\n";
   if (!r.ok || r.stopped) return 1;
   std::cout << p.Value("out") << ": " << r.frames_written << " of " << r.frames_read

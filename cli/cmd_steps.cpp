@@ -7,6 +7,7 @@
 #include <map>
 #include <memory>
 
+#include "cli/analysis_options.h"
 #include "cli/cli_common.h"
 #include "processing/temporal_median.h"
 #include "record/playback.h"
@@ -94,41 +95,18 @@ bool Play(RecordStore& record, FrameConsumer* pass, const char* what, StepsRepor
   return true;
 }
 
-// The settings file first, then the options, each through its window command
-// (the same ranges and refusals). False after printing the refusal.
+// The shared step options, then the test on show.
 bool ApplyOptions(const ArgParser& p, StepAnalysis& a, StepsReporter& reporter, int& code) {
   code = 2;
-  if (p.Has("ini")) {
-    Settings settings;
-    if (!ReadIniFile(p.Value("ini"), settings, reporter)) {
-      Fail("steps", "--ini " + p.Value("ini") + ": the settings file can not be read");
-      return false;
-    }
-    a.ApplySettings(settings);
-  }
-  if (p.Has("window") && !a.WindLenClick(p.Value("window"))) return false;
-  if (p.Has("max-steps") && !a.LimitNofStepsClick(p.Value("max-steps"))) return false;
-  if (p.Has("drop-threshold") && !a.InpThrClick(p.Value("drop-threshold"))) return false;
-  if (p.Has("spot")) {
-    const std::string s = p.Value("spot");
-    if (s != "1" && s != "3" && s != "5") {
-      Fail("steps", "--spot must be 1, 3 or 5");
-      return false;
-    }
-    a.SetSpotSize((s[0] - '1') / 2);
-  }
-  if (p.Has("objects")) {
-    if (p.Value("objects") != "spots" && p.Value("objects") != "pixels") {
-      Fail("steps", "--objects must be spots or pixels");
-      return false;
-    }
-    a.Params().kind = p.Value("objects") == "spots" ? ObjectKind::kSpots : ObjectKind::kPixels;
+  std::string error;
+  if (!ReadStepOptions(p, a, reporter, error)) {
+    if (!error.empty()) Fail("steps", error);
+    return false;
   }
   if (p.Value("test") != "s" && p.Value("test") != "p" && p.Value("test") != "ms") {
     Fail("steps", "--test must be s, p or ms");
     return false;
   }
-  a.Params().no_background = p.Has("no-background");
   return true;
 }
 
@@ -149,18 +127,12 @@ int RunSteps(const std::vector<std::string>& args) {
   p.Positional("FILE.xkv", "the record")
       .Option("out", "RESULTS.txt", "the results text to write (required)")
       .Option("test", "s|p|ms", "the test on show: S-test, P-test or MS-test", "s")
-      .Option("spot", "1|3|5", "spot size: 1X1, 3X3 or 5X5 pixels (default 5)")
-      .Option("window", "W", "window length in frames, 1-10 (default 10, or DetectWindow)")
-      .Option("drop-threshold", "T", "objects above T counts/pixel of drop, 1-65535 (default 10)")
-      .Option("objects", "spots|pixels", "spots (local maxima) or single pixels (default spots)")
-      .Option("max-steps", "N", "MS-test: most steps a staircase may have, 2-9 (default 9)")
       .Option("temporal-median", "3|5|7",
               "filter every frame by the median of the last 3, 5 or 7 frames first")
       .Option("tsv", "RESULTS.tsv", "also write one row per object with every score")
       .Option("traces", "TRACES.tsv", "also write the traces, one row per object and frame")
-      .Option("maps", "MAPS.tsv", "also write the drop and rise maps, one row per pixel")
-      .Option("ini", "Lumetra.ini", "read the window length (DetectWindow) from a settings file")
-      .Flag("no-background", "No Backgr Subtr: traces without the background ring");
+      .Option("maps", "MAPS.tsv", "also write the drop and rise maps, one row per pixel");
+  AddStepOptions(p);
   if (auto code = ParseOrExit(p, args)) return *code;
   if (!p.Has("out")) return Fail("steps", "--out RESULTS.txt is required", 2);
   StepsReporter reporter;

@@ -5,6 +5,7 @@
 #include <iostream>
 #include <memory>
 
+#include "cli/analysis_options.h"
 #include "cli/cli_common.h"
 #include "common/text_format.h"
 #include "processing/temporal_median.h"
@@ -43,50 +44,6 @@ class CollapsingReporter final : public Reporter {
   std::string last_;
 };
 
-// The ranges of the window's input boxes; the texts are the window's.
-std::optional<std::string> CheckParams(const TrackingParams& p) {
-  if (!(p.max_radius >= kMaxRadiusLow && p.max_radius <= kMaxRadiusHigh))
-    return std::string(kMaxRadiusError) + " (--radius " + std::to_string(kMaxRadiusLow) + "-" +
-           std::to_string(kMaxRadiusHigh) + ")";
-  if (p.min_track < kMinTrackLow || p.min_track > kMinTrackHigh)
-    return std::string(kMinTrackError) + " (--min-length 3-100)";
-  if (p.q_threshold < kSensThrLow || p.q_threshold > kSensThrHigh)
-    return std::string(kThresholdError) + " (--q 2-10000)";
-  if (p.cluster_threshold < kClustThrLow || p.cluster_threshold > kClustThrHigh)
-    return std::string(kThresholdError) + " (--cluster 3-65000)";
-  if (!(p.fwhm_nm >= 10)) return std::string("Too small FWHM (--fwhm-nm 10 or more)");
-  return std::nullopt;
-}
-
-// The settings file first (with its own ranges), then the options given.
-bool ReadParams(const ArgParser& p, TrackingParams& params, Reporter& reporter,
-                std::string& error) {
-  if (p.Has("ini")) {
-    Settings settings;
-    if (!ReadIniFile(p.Value("ini"), settings, reporter)) {
-      error = "--ini " + p.Value("ini") + ": the settings file can not be read";
-      return false;
-    }
-    params = TrackingParamsFrom(settings, params);
-  }
-  auto whole = [&](const char* name, int32_t& out) {
-    int64_t v = out;
-    if (p.Has(name) && !p.Int(name, v, error)) return false;
-    out = static_cast<int32_t>(std::clamp<int64_t>(v, -1, 1 << 30));
-    return true;
-  };
-  if ((p.Has("fwhm-nm") && !p.Real("fwhm-nm", params.fwhm_nm, error)) ||
-      (p.Has("radius") && !p.Real("radius", params.max_radius, error)) ||
-      !whole("min-length", params.min_track) || !whole("q", params.q_threshold) ||
-      !whole("cluster", params.cluster_threshold))
-    return false;
-  params.subtract_background = p.Has("subtract-background");
-  params.resolve_close = p.Has("resolve-close");
-  params.track_filaments = p.Has("filaments");
-  params.spot_map = p.Has("spot-map");
-  return true;
-}
-
 }  // namespace
 
 int RunTrack(const std::vector<std::string>& args) {
@@ -99,21 +56,9 @@ int RunTrack(const std::vector<std::string>& args) {
   p.Positional("FILE.xkv", "the record")
       .Option("out", "TRACKS.xki", "the XKI file to write (required)")
       .Option("tsv", "TRACKS.tsv", "also write the tidy table of track points")
-      .Option("fwhm-nm", "NM", "FWHM of the spots (default 250)")
-      .Option("radius", "PIXELS", "R: largest move between frames, 0-30 (default 5)")
-      .Option("min-length", "STEPS", "L: a track needs more steps than this, 3-100 (default 10)")
-      .Option("q", "Q", "sensitivity threshold, 2-10000 (default 8)")
-      .Option("cluster", "COUNTS",
-              "C: brightest track intensity, counts/pixel, 3-65000 (default 500)")
-      .Option("ini", "Lumetra.ini", "read R, L, Q, C and the FWHM from a settings file first")
       .Option("temporal-median", "3|5|7",
-              "filter every frame by the median of the last 3, 5 or 7 frames first")
-      .Flag("subtract-background", "intensities above the local background ring")
-      .Flag("resolve-close",
-            "Resolve Close Spots: split spots with two separate maxima; a track may share "
-            "a neighbour's spot for up to 5 frames")
-      .Flag("filaments",
-            "Track Filaments: elongated objects, no spot shape test (one object a filament)")
+              "filter every frame by the median of the last 3, 5 or 7 frames first");
+  AddTrackingOptions(p)
       .Option("spot-map", "MAP.txt",
               "Build Spot Map: write every object of every frame (FrNum, "
               "Int(c/pix), X(um), Y(um))")
@@ -133,8 +78,8 @@ int RunTrack(const std::vector<std::string>& args) {
   CollapsingReporter reporter(console);
   TrackingParams params;
   std::string error;
-  if (!ReadParams(p, params, reporter, error)) return Fail("track", error, 2);
-  if (auto why = CheckParams(params)) return Fail("track", *why, 2);
+  if (!ReadTrackingOptions(p, params, reporter, error)) return Fail("track", error, 2);
+  params.spot_map = p.Has("spot-map");
 
   auto record = RecordStore::Create(reporter);
   if (!record) return 1;

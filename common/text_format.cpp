@@ -86,4 +86,10 @@ int32_t IntegerOr(std::string_view text, int32_t fallback) {
   return static_cast<int32_t>(*v);
 }
 
+std::string RecordBaseName(const std::string& record_path) {
+  const size_t mark = record_path.find_last_of("/\\.:");
+  if (mark != std::string::npos && record_path[mark] == '.') return record_path.substr(0, mark);
+  return record_path;
+}
+
 }  // namespace lumetra

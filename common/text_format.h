@@ -34,4 +34,9 @@ std::optional<double> ParseReal(std::string_view text);
 // give the fallback.
 int32_t IntegerOr(std::string_view text, int32_t fallback);
 
+// A record's full name up to its extension, the stem of the names written
+// beside it: cut at the last of "/", "\\", "." and ":" when that one is the
+// dot (a dot inside a folder name is no extension).
+std::string RecordBaseName(const std::string& record_path);
+
 }  // namespace lumetra

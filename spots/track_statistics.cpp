@@ -213,9 +213,7 @@ std::string SpotsInMapText(const SpotMap& map) {
 
 std::string BatchTrackFileName(const std::string& record_path, const TrackingParams& params,
                                bool link_tracks, bool save_zpos, const std::string& extension) {
-  std::string base = record_path;
-  const size_t mark = base.find_last_of("/\\.:");
-  if (mark != std::string::npos && base[mark] == '.') base.resize(mark);
+  std::string base = RecordBaseName(record_path);
   base += "-R" + FormatGeneral(params.max_radius) + "L" + std::to_string(params.min_track) + "q" +
           std::to_string(params.q_threshold) + "c" + std::to_string(params.cluster_threshold);
   if (link_tracks) base += "-L";
