@@ -1,5 +1,6 @@
 #include "spots/xki_file.h"
 
+#include <cerrno>
 #include <cmath>
 #include <cstdio>
 #include <cstring>
@@ -84,16 +85,27 @@ std::vector<uint8_t> EncodeXki(const TrackStore& store, const XkiWriteOptions& o
 
 bool WriteXkiFile(const std::string& path, const TrackStore& store, const XkiWriteOptions& options,
                   Reporter& reporter) {
-  FileHandle f = OpenFile(path, "wb");
+  // Written whole under a temporary name and renamed, so an interrupted save
+  // never leaves a cut file under the name chosen.
+  const std::string part = path + ".part";
+  FileHandle f = OpenFile(part, "wb");
   if (!f) {
-    reporter.Modal(kCanNotOpenForWriting);
+    reporter.Modal(kCanNotOpenForWriting, OpenFailureDetail(path, errno));
     return false;
   }
   const std::vector<uint8_t> bytes = EncodeXki(store, options);
   // No tracks make an empty file.
-  if ((!bytes.empty() && std::fwrite(bytes.data(), 1, bytes.size(), f.get()) != bytes.size()) ||
-      std::fflush(f.get()) != 0) {
-    reporter.Modal(kFileWritingError);
+  bool ok = (bytes.empty() || std::fwrite(bytes.data(), 1, bytes.size(), f.get()) == bytes.size()) &&
+            std::fflush(f.get()) == 0;
+  int err = errno;
+  ok = std::fclose(f.release()) == 0 && ok;
+  if (ok && std::rename(part.c_str(), path.c_str()) != 0) {
+    err = errno;
+    ok = false;
+  }
+  if (!ok) {
+    std::remove(part.c_str());
+    reporter.Modal(kFileWritingError, OpenFailureDetail(path, err));
     return false;
   }
   return true;
