@@ -8,7 +8,7 @@ bool ReadManifest(LineSource& lines, std::vector<std::string>& files, std::strin
   std::string_view line;
   while (lines.Next(line)) {
     if (!line.empty() && line.back() == '\r') line.remove_suffix(1);
-    if (line.empty() || line.front() == '#') continue;
+    if (line.find_first_not_of(" \t") == std::string_view::npos || line.front() == '#') continue;
     files.emplace_back(line);
   }
   if (!lines.Error().empty()) {

@@ -13,7 +13,7 @@
 
 namespace lumetra {
 
-// One record path a line; blank lines and lines starting with "#" are
+// One record path a line; blank lines (or only blanks) and lines starting with "#" are
 // skipped, and a trailing carriage return is dropped. False with `error` set
 // when the lines cannot be read.
 bool ReadManifest(LineSource& lines, std::vector<std::string>& files, std::string& error);
