@@ -177,8 +177,8 @@ void TMainForm::RunSptBatch(const QStringList& files) {
   BeginBatch(options, files);
   for (int i = 0; i < files.size() && !batch_stop_; ++i) {
     batch_->BeginRecord(i);
-    emit BatchRecordStarted(i);
     ShowBatchProgress();
+    emit BatchRecordStarted(i);
     RunSptRecord(files[i], setup, true);
     // The batch flag is cleared after each record.
     batch_flag_ = false;
@@ -260,8 +260,8 @@ void TMainForm::RunStepBatch(BatchKind kind, const QStringList& files) {
   BeginBatch(options, files);
   for (int i = 0; i < files.size() && !batch_stop_; ++i) {
     batch_->BeginRecord(i);
-    emit BatchRecordStarted(i);
     ShowBatchProgress();
+    emit BatchRecordStarted(i);
     RunStepRecord(files[i]);
     batch_flag_ = false;
   }
@@ -334,10 +334,23 @@ void TMainForm::RunStepRecord(const QString& path) {
     else
       d->ShowMStestClick();
   }
+  // SpotPix switches the object kind the window shows; the results text
+  // does not depend on it. Switched back after writing, so the window (and a
+  // run started from it) holds the kind every record began with.
+  const ObjectKind kind_before = d->Analysis().Params().kind;
   d->SpotPixClick();
-  if (batch_stop_) return;
+  auto restore_kind = [&] {
+    if (detect_form_ && detect_form_->Analysis().Params().kind != kind_before)
+      detect_form_->SpotPixClick();
+  };
+  if (batch_stop_) {
+    restore_kind();
+    return;
+  }
   const std::string output = StepBatchFileName(S(path), kind, d->Analysis().Params());
-  if (!d->SaveResults(Q(output))) {
+  const bool written = d->SaveResults(Q(output));
+  restore_kind();
+  if (!written) {
     batch_->EndRecord(false, output, -1, kOutputNotWritten);
     return;
   }

@@ -747,6 +747,10 @@ void TDetectForm::FillTable() {
   // by, a click still shows them.
   const std::vector<StepScores>& scores = analysis_.Scores();
   table_->setUpdatesEnabled(false);
+  // Columns sized once for the whole table, not again after every cell (which
+  // takes minutes with thousands of objects).
+  QHeaderView* head = table_->horizontalHeader();
+  head->setSectionResizeMode(QHeaderView::Interactive);
   table_->clearContents();
   const int32_t count = ObjectCount();
   table_->setRowCount(count);
@@ -770,6 +774,7 @@ void TDetectForm::FillTable() {
       table_->setItem(i, static_cast<int>(c), item);
     }
   }
+  head->setSectionResizeMode(QHeaderView::ResizeToContents);
   table_->setUpdatesEnabled(true);
 }
 
