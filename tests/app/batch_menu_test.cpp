@@ -9,6 +9,7 @@
 #include <QDir>
 #include <QFileInfo>
 #include <QMenuBar>
+#include <QProcess>
 #include <QTemporaryDir>
 #include <QTimer>
 #include <fstream>
@@ -256,6 +257,44 @@ TEST_F(BatchMenu, UnattendedTrackingUsesTheStoredSettings) {
   EXPECT_TRUE(boxes_.isEmpty()) << boxes_.join("; ").toStdString();
   EXPECT_FALSE(form_->BatchRunning());
 }
+
+#ifdef LUMETRA_PROGRAM
+// The program started with --auto-track: settings from the Lumetra.ini of
+// the folder it runs in, the XKI file beside the record, status 0; a record
+// that does not open: status 1 and no file.
+TEST_F(BatchMenu, AutoTrackOptionWritesTheFileAndQuits) {
+  QFile ini(dir_.filePath(QStringLiteral("Lumetra.ini")));
+  ASSERT_TRUE(ini.open(QIODevice::WriteOnly));
+  ini.write("MaxTrackingJump 4\nMinTrackLength 6\n");
+  ini.close();
+  auto run = [this](const QString& record) {
+    QProcess p;
+    p.setWorkingDirectory(dir_.path());
+    QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
+    env.insert(QStringLiteral("QT_QPA_PLATFORM"), QStringLiteral("offscreen"));
+    env.insert(QStringLiteral("XDG_CONFIG_HOME"), dir_.filePath(QStringLiteral("config")));
+    p.setProcessEnvironment(env);
+    p.start(QStringLiteral(LUMETRA_PROGRAM), {QStringLiteral("--auto-track"), record});
+    EXPECT_TRUE(p.waitForFinished(60000));
+    return std::make_pair(p.exitCode(), QString::fromUtf8(p.readAllStandardOutput()));
+  };
+  const auto [status, out] = run(files_[1]);
+  EXPECT_EQ(status, 0);
+  const std::string xki = dir_.filePath(QStringLiteral("cell2-R4L6q8c500.xki")).toStdString();
+  ASSERT_TRUE(Exists(xki));
+  Settings stored;
+  stored.MaxTrackingJump = 4;
+  stored.MinTrackLength = 6;
+  EXPECT_TRUE(SameBytes(Bytes(xki), CoreOutput(files_[1], AutoTrackOptions(stored))));
+  EXPECT_TRUE(out.startsWith(QStringLiteral("file\tstatus"))) << out.toStdString();
+  EXPECT_TRUE(out.contains(QStringLiteral("\tok\t"))) << out.toStdString();
+
+  const QString broken = dir_.filePath(QStringLiteral("broken.xkv"));
+  std::ofstream(broken.toStdString()) << "no record";
+  EXPECT_EQ(run(broken).first, 1);
+  EXPECT_FALSE(Exists(dir_.filePath(QStringLiteral("broken-R4L6q8c500.xki")).toStdString()));
+}
+#endif
 
 }  // namespace
 }  // namespace lumetra
