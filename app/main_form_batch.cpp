@@ -53,7 +53,7 @@ int64_t GoodTracks(const TrackStore& tracks) {
 }  // namespace
 
 void TMainForm::BuildBatchMenu() {
-  QMenu* menu = menuBar()->addMenu(Q(kBatchMenuCaption));
+  QMenu* menu = menuBar()->addMenu(QStringLiteral("&") + Q(kBatchMenuCaption));
   struct Item {
     const char* name;
     std::string_view caption;
@@ -152,8 +152,12 @@ void TMainForm::EndBatch(bool show_box) {
   batch_panel_->hide();
   batch_panel_->clear();
   RefreshMenus();
-  if (show_box)
+  if (show_box) {
+    // The box comes with the main window in front of the tool windows.
+    raise();
+    activateWindow();
     reporter_.Modal(last_batch_end_.title + "\n" + last_batch_end_.text, last_batch_end_.detail);
+  }
   if (close_after_batch_) QTimer::singleShot(0, this, &QWidget::close);
 }
 
