@@ -162,7 +162,9 @@ void TMainForm::EndBatch(bool show_box) {
 }
 
 void TMainForm::RunSptBatch(const QStringList& files) {
-  if (files.isEmpty() || BatchRunning() || RecordStreaming()) return;
+  if (files.isEmpty() || BatchRunning()) return;
+  // A playback under way ends here: the run reads the records from now on.
+  if (Playing()) EndPlayback();
   // Tracks not saved yet: saved or dropped now, or the run does not start.
   if (spot_form_ && !spot_form_->MayDropTracks()) return;
   // The tracking window's settings as they are now hold for every record
@@ -246,7 +248,8 @@ void TMainForm::RunSptRecord(const QString& path, const TSpotForm::BatchSetup& s
 }
 
 void TMainForm::RunStepBatch(BatchKind kind, const QStringList& files) {
-  if (files.isEmpty() || kind == BatchKind::kTrack || BatchRunning() || RecordStreaming()) return;
+  if (files.isEmpty() || kind == BatchKind::kTrack || BatchRunning()) return;
+  if (Playing()) EndPlayback();
   if (spot_form_ && !spot_form_->MayDropTracks()) return;
   // The step window's settings as they are now hold for every record; each
   // record's window starts from them, so the object kind that SpotPixClick
@@ -328,8 +331,6 @@ void TMainForm::RunStepRecord(const QString& path) {
     if (!played()) return;
     d = detect_form_;
   }
-  // Traces cut short by Esc are not worth a test: the record stops here.
-  if (batch_stop_) return;
   if (!d->Analysis().Traces().objects.empty()) {
     if (kind == BatchKind::kStest)
       d->ShowStestClick();
