@@ -60,17 +60,6 @@ TEST(BatchSession, StopFailsTheRecordUnderWayAndLeavesTheRestNotRun) {
                             std::string(kRecordNotRun));
 }
 
-TEST(BatchSession, FinishedRunSaysSoWithoutDetail) {
-  BatchSession s(BatchOptions{}, {"a.xkv"});
-  s.BeginRecord(0);
-  s.EndRecord(true, "a-R5L10q8c500.xki", 0);
-  const BatchEndBox box = s.EndBox();
-  EXPECT_FALSE(box.stopped);
-  EXPECT_EQ(box.title, kBatchFinished);
-  EXPECT_EQ(box.text, "1 ok, 0 failed");
-  EXPECT_EQ(box.detail, "");
-}
-
 TEST(BatchSession, UnattendedTrackingTakesTheStoredSettings) {
   Settings stored;
   stored.MaxTrackingJump = 7;
