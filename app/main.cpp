@@ -4,13 +4,17 @@
 // and runs Detect), --link (then Link Tracks too), --steps (opens the
 // step-detection window and runs Detect, Tracking and the S-test) and
 // --screenshot FILE (saves the window, or the tool window, after it has been
-// shown and quits).
+// shown and quits). --auto-track (listed by --help) tracks the record with
+// the stored settings, writes its XKI file beside it, prints the record's
+// summary row and quits: status 0 when the file was written, else 1.
 #include <QApplication>
 #include <QCommandLineParser>
 #include <QTimer>
+#include <cstdio>
 #include <memory>
 
 #include "app/main_form.h"
+#include "batch/batch_summary.h"
 #include "spots/gui/spot_form.h"
 #include "steps/gui/detect_form.h"
 
@@ -55,12 +59,41 @@ int main(int argc, char** argv) {
   link.setFlags(QCommandLineOption::HiddenFromHelp);
   QCommandLineOption steps(QStringLiteral("steps"));
   steps.setFlags(QCommandLineOption::HiddenFromHelp);
-  parser.addOptions({frame, region, line, shot, zoom, tracking, link, steps});
+  const QCommandLineOption auto_track(
+      QStringLiteral("auto-track"),
+      QStringLiteral("Track the record unattended with the stored settings (Lumetra.ini), write "
+                     "its XKI file beside it under the batch name and quit."));
+  parser.addOptions({frame, region, line, shot, zoom, tracking, link, steps, auto_track});
   parser.process(app);
 
   lumetra::TMainForm form;
   form.show();
   const QStringList paths = parser.positionalArguments();
+  if (parser.isSet(auto_track)) {
+    if (paths.isEmpty()) {
+      std::fputs("lumetra: --auto-track needs a record\n", stderr);
+      return 1;
+    }
+    // A record that does not open is said in a box by the loader; unattended, on stderr.
+    lumetra::CollectingReporter opening;
+    form.Messages().log = &opening;
+    const bool opened = form.OpenRecord(paths.first());
+    form.Messages().log = nullptr;
+    if (!opened) {
+      for (const std::string& text : opening.Texts())
+        std::fprintf(stderr, "lumetra: %s\n", text.c_str());
+      return 1;
+    }
+    // Once the window is up (and has read Lumetra.ini).
+    QTimer::singleShot(0, &form, [&form] {
+      const bool ok = form.AutoTrack();
+      const std::string row = lumetra::SummaryText(form.LastBatchResults());
+      std::fputs(row.c_str(), ok ? stdout : stderr);
+      form.close();
+      QApplication::exit(ok ? 0 : 1);
+    });
+    return app.exec();
+  }
   if (!paths.isEmpty() && form.OpenRecord(paths.first())) {
     if (parser.isSet(frame)) form.FrameTrackBarChange(parser.value(frame).toInt());
     const std::vector<int> r = Numbers(parser.value(region));
@@ -83,7 +116,7 @@ int main(int argc, char** argv) {
     if (parser.isSet(steps)) {
       // The step window after Detect, Tracking and the S-test, each pass played
       // through the main window; each starts when the one before has ended.
-      form.StepDetectionClick();
+      form.DetectingClick();
       if (lumetra::TDetectForm* d = form.DetectForm()) {
         auto stage = std::make_shared<int>(0);
         const QString file = parser.value(shot);

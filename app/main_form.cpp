@@ -65,7 +65,10 @@ void TMainForm::BuildLayout() {
   time_panel_ = new QLabel(this);
   region_panel_ = new QLabel(this);
   cursor_panel_ = new QLabel(this);
-  for (QLabel* panel : {cursor_panel_, region_panel_, frame_panel_, time_panel_})
+  batch_panel_ = new QLabel(this);
+  batch_panel_->setObjectName(QStringLiteral("BatchPanel"));
+  batch_panel_->hide();
+  for (QLabel* panel : {batch_panel_, cursor_panel_, region_panel_, frame_panel_, time_panel_})
     statusBar()->addPermanentWidget(panel);
 
   auto* central = new QWidget(this);
@@ -148,7 +151,8 @@ bool TMainForm::OpenRecord(const QString& path) {
   if (Playing()) EndPlayback();
   if (!store_) return false;
   // Tracks not saved yet: the user saves, drops them, or keeps this record.
-  if (spot_form_ && !spot_form_->MayDropTracks()) return false;
+  // A batch run has written them or counts the record as failed.
+  if (spot_form_ && !BatchRunning() && !spot_form_->MayDropTracks()) return false;
   // A file that is no readable record leaves the open one as it was.
   if (!store_->Open(S(path), reporter_)) {
     ForgetRecentFile(QFileInfo(path).absoluteFilePath());
@@ -303,17 +307,26 @@ void TMainForm::ShowFrame() {
   moving_track_bar_ = false;
   if (region_.active) UpdateRegionReadout();
   ShowBeadTrack();
+  if (BatchRunning()) ShowBatchProgress();
   emit FrameShown();
 }
 
 void TMainForm::RefreshMenus() {
   const bool frame = store_ && store_->RecordLoaded() && store_->FrameCount() > 0;
-  for (QAction* a : need_frame_) a->setEnabled(frame && !Playing());
+  for (QAction* a : need_frame_) a->setEnabled(frame && !Playing() && !BatchRunning());
   // During playback only Stop works; stepping would break the played sequence.
-  if (QAction* stop = MenuItem(QStringLiteral("Stop"))) stop->setEnabled(Playing());
+  if (QAction* stop = MenuItem(QStringLiteral("Stop")))
+    stop->setEnabled(Playing() || BatchRunning());
 }
 
 void TMainForm::closeEvent(QCloseEvent* event) {
+  // The window stays until the batch run under way has ended its record.
+  if (BatchRunning()) {
+    close_after_batch_ = true;
+    StopClick();
+    event->ignore();
+    return;
+  }
   if (spot_form_ && !spot_form_->MayDropTracks()) {
     event->ignore();
     return;

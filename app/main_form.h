@@ -16,6 +16,7 @@
 #include <vector>
 
 #include "app/qt_reporter.h"
+#include "batch/batch_session.h"
 #include "common/region.h"
 #include "display/frame_painter.h"
 #include "display/key_commands.h"
@@ -25,6 +26,7 @@
 #include "record/playback.h"
 #include "record/record_store.h"
 #include "settings/settings_model.h"
+#include "spots/gui/spot_form.h"
 #include "spots/track_store.h"
 
 class QLabel;
@@ -114,6 +116,25 @@ class TMainForm : public QMainWindow {
   // The import window, made when first asked for.
   TComForm* ComForm();
 
+  // Batch runs (main_form_batch.cpp). The runs behind the batch menu's
+  // dialogs, with the records given: each record is opened here and run
+  // through the tool window's own handlers, its messages collected; one box
+  // at the end. Esc stops the run; the outputs written so far stay.
+  void RunSptBatch(const QStringList& files);
+  void RunStepBatch(BatchKind kind, const QStringList& files);
+  // The unattended tracking of the open record with the stored settings
+  // (start-up option): writes the XKI file under its batch name and closes
+  // the tool windows. True when the file was written.
+  bool AutoTrack();
+  bool BatchRunning() const { return batch_ != nullptr; }
+  // Set while one record of a batch run is processed.
+  bool BatchFlag() const { return batch_flag_; }
+  // The rows and the end box of the last batch run.
+  const std::vector<RecordResult>& LastBatchResults() const { return last_batch_results_; }
+  const BatchEndBox& LastBatchEnd() const { return last_batch_end_; }
+  // "file 2 of 3: cell2.xkv   frame 17 of 60 (Esc stops)" while a batch runs.
+  QString BatchPanelText() const;
+
  signals:
   // A frame was read and shown (also every frame of a playback).
   void FrameShown();
@@ -125,6 +146,8 @@ class TMainForm : public QMainWindow {
   // Keys meant for the single-particle window and the region window.
   void SpotWindowCommandRequested(lumetra::SpotWindowCommand command);
   void BeadViewsRequested(int bead_index);
+  // A batch run begins record `index` (0-based) of the run.
+  void BatchRecordStarted(int index);
 
  public slots:
   void OpenClick();
@@ -196,7 +219,13 @@ class TMainForm : public QMainWindow {
   int32_t BeadIndex() const { return bead_index_; }
   int32_t BeadCount() const { return bead_count_; }
   // Opens the step-detection window (SFDA) on the open record.
-  void StepDetectionClick();
+  void DetectingClick();
+  // The Batch Analysis menu: tracking, and the S-, P- and MS-test over a
+  // group of records chosen in one dialog.
+  void DoSPTinFilesClick();
+  void BatchStestClick();
+  void BatchPtestClick();
+  void MStestClick();
   // The key handler of the window and its track bar; Qt key codes. True when
   // the key was one of the window's own (arrows, keypad plus and minus, Esc...).
   bool FormKeyDown(int qt_key, Qt::KeyboardModifiers modifiers);
@@ -225,6 +254,19 @@ class TMainForm : public QMainWindow {
   void SaveRecordAs(const TransformRequest& request);
   bool BmpRectVisible(bool page);
   void BuildToolsMenu();
+  void BuildBatchMenu();
+  // One record of a batch run: opened here (unless it is open already), run
+  // through the window's handlers, its row added to batch_.
+  void RunSptRecord(const QString& path, const TSpotForm::BatchSetup& setup, bool open);
+  void RunStepRecord(const QString& path);
+  bool BatchStopRequested() const { return batch_stop_; }
+  // Starts and ends a run: messages go to the record's log, menus and keys
+  // are held, the status bar shows the progress.
+  void BeginBatch(const BatchOptions& options, const QStringList& files);
+  void EndBatch(bool show_box);
+  // Lets events through (frames, Esc, the progress line) while `busy` holds.
+  void WaitWhile(const std::function<bool()>& busy);
+  void ShowBatchProgress();
   void BuildBeadMenu(QMenu* menu);
   // Draws the chosen bead track over the image (or nothing while ShowBeads is
   // off); `announce` names it in the status bar.
@@ -300,6 +342,16 @@ class TMainForm : public QMainWindow {
   QMenu* TempFilt = nullptr;
   QAction* AddBlankFrame = nullptr;
   TComForm* com_form_ = nullptr;
+  std::unique_ptr<BatchSession> batch_;
+  bool batch_flag_ = false;
+  bool batch_stop_ = false;
+  bool close_after_batch_ = false;
+  // The step window's settings when the run began; each record's window starts from them.
+  std::optional<StepSettings> batch_steps_;
+  QLabel* batch_panel_ = nullptr;
+  QObject* batch_keys_ = nullptr;  // holds the keys back while a run is on
+  std::vector<RecordResult> last_batch_results_;
+  BatchEndBox last_batch_end_;
 };
 
 }  // namespace lumetra

@@ -26,6 +26,7 @@ void TMainForm::BuildMenus() {
   BuildPaletteMenu();
   BuildSettingsMenu();
   BuildToolsMenu();
+  BuildBatchMenu();
   QMenu* help = menuBar()->addMenu(QStringLiteral("&Help"));
   help->addAction(QStringLiteral("Keys and Mouse"), this, [this] {
     QMessageBox::information(this, QStringLiteral("Keys and Mouse"), Q(kKeysHelp));

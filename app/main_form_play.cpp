@@ -80,6 +80,8 @@ void TMainForm::PlayClick() {
 
 void TMainForm::StopClick() {
   stop_ = true;
+  // A batch run ends after the record under way stops.
+  if (BatchRunning()) batch_stop_ = true;
   // Esc in this window also stops Detect or Link Tracks of the tracking window.
   if (spot_form_) spot_form_->StopClick();
 }

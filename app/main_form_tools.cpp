@@ -22,7 +22,7 @@ void TMainForm::BuildToolsMenu() {
   spoting->setObjectName(QStringLiteral("Spoting"));
   items_[QStringLiteral("Spoting")] = spoting;
   need_frame_.push_back(spoting);
-  QAction* steps = tools->addAction(Q(kDetectFormCaption), this, &TMainForm::StepDetectionClick);
+  QAction* steps = tools->addAction(Q(kDetectFormCaption), this, &TMainForm::DetectingClick);
   steps->setObjectName(QStringLiteral("StepDetection"));
   items_[QStringLiteral("StepDetection")] = steps;
   need_frame_.push_back(steps);
@@ -32,7 +32,7 @@ TDetectForm* TMainForm::DetectForm() const {
   return detect_form_.data();
 }
 
-void TMainForm::StepDetectionClick() {
+void TMainForm::DetectingClick() {
   if (!store_ || !store_->RecordLoaded()) return;
   if (!detect_form_) {
     detect_form_ = new TDetectForm(*store_);
@@ -100,7 +100,7 @@ void TMainForm::SpotingClick() {
     PlaceToolWindow(spot_form_.data(), this);
     // A track's spot goes to the step-detection window for its trace and step scores.
     spot_form_->SendSpotToSteps = [this](int32_t x, int32_t y) {
-      StepDetectionClick();
+      DetectingClick();
       if (detect_form_) detect_form_->AnalyseSpotAt(x, y);
     };
   }
@@ -117,7 +117,8 @@ void TMainForm::CloseRecordWindows() {
   }
   spot_window_open_ = false;
   if (detect_form_) {
-    detect_form_->OfferToSave();
+    // A batch run has written the results or counts the record as failed.
+    if (!BatchRunning()) detect_form_->OfferToSave();
     delete detect_form_.data();
   }
 }

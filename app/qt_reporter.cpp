@@ -6,9 +6,16 @@
 namespace lumetra {
 
 void QtReporter::Report(MessageKind kind, std::string_view text) {
+  if (log) log->Report(kind, text);
+  Show(kind, text);
+}
+
+void QtReporter::Show(MessageKind kind, std::string_view text) {
   const QString t = QString::fromUtf8(text.data(), static_cast<qsizetype>(text.size()));
   switch (kind) {
     case MessageKind::kModal:
+      // A batch run keeps its boxes in the log and goes on.
+      if (log) break;
       if (show_modal)
         show_modal(t);
       else
@@ -32,6 +39,11 @@ void QtReporter::Report(MessageKind kind, std::string_view text) {
 
 void QtReporter::ReportDetailed(MessageKind kind, std::string_view text,
                                 std::string_view detail) {
+  if (log) {
+    log->ReportDetailed(kind, text, detail);
+    Show(kind, text);
+    return;
+  }
   if (kind != MessageKind::kModal || show_modal || detail.empty()) {
     Report(kind, text);
     return;

@@ -25,8 +25,11 @@ class QtReporter final : public Reporter {
   std::function<void(const QString&)> show_modal;
   // Where notices are drawn (the image area); the status bar when unset.
   std::function<void(const QString&)> show_notice;
+  // While set (a batch run), every message is handed on here and no box is shown.
+  Reporter* log = nullptr;
 
  private:
+  void Show(MessageKind kind, std::string_view text);
   QWidget* parent_;
   QStatusBar* status_;
 };

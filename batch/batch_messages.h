@@ -32,4 +32,14 @@ inline constexpr std::string_view kNoReportFromTask = "no summary holds this rec
 inline constexpr std::string_view kBatchFinished = "Batch finished";
 inline constexpr std::string_view kBatchStopped = "Batch stopped";
 
+// The desktop program's batch menu, its status line and its end box.
+inline constexpr std::string_view kBatchStestCaption = "Step Detection: S-test";
+inline constexpr std::string_view kBatchPtestCaption = "Step Detection: P-test";
+inline constexpr std::string_view kBatchMStestCaption = "Step Detection: MS-test";
+inline constexpr std::string_view kBatchFileProgress = "file %1 of %2: %3";
+inline constexpr std::string_view kBatchFrameProgress = "frame %1 of %2 (Esc stops)";
+inline constexpr std::string_view kBatchCounts = "%1 ok, %2 failed";
+inline constexpr std::string_view kBatchNoOutput = "no output was written";
+inline constexpr std::string_view kBatchWindowClosed = "the analysis window was closed";
+
 }  // namespace lumetra

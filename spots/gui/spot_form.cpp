@@ -20,6 +20,7 @@
 #include "graph/auto_scale.h"
 #include "graph/gui/graph_view.h"
 #include "graph/gui/xk_graph.h"
+#include "batch/batch_messages.h"
 #include "spots/distance_histogram.h"
 #include "spots/gui/spot_view.h"
 #include "spots/spots_messages.h"
@@ -35,8 +36,27 @@ QString Q(std::string_view s) {
 
 }  // namespace
 
+void SpotFormReporter::ReportDetailed(MessageKind kind, std::string_view text,
+                                      std::string_view detail) {
+  if (!log) {
+    Reporter::ReportDetailed(kind, text, detail);
+    return;
+  }
+  log->ReportDetailed(kind, text, detail);
+  if (kind == MessageKind::kModal) return;
+  // The status line too, without handing it on twice.
+  Reporter* keep = log;
+  log = nullptr;
+  Report(kind, text);
+  log = keep;
+}
+
 void SpotFormReporter::Report(MessageKind kind, std::string_view text) {
   const QString t = Q(text);
+  if (log) {
+    log->Report(kind, text);
+    if (kind == MessageKind::kModal) return;
+  }
   if (kind == MessageKind::kModal) {
     if (show_modal)
       show_modal(t);
@@ -204,6 +224,8 @@ void TSpotForm::BuildMenus() {
   Detect = run->addAction(QStringLiteral("Detect"), this, &TSpotForm::DetectClick);
   LinkTracks = run->addAction(QStringLiteral("Link Tracks"), this, &TSpotForm::LinkTracksClick);
   Tracking = run->addAction(QStringLiteral("Tracking"), this, &TSpotForm::TrackingClick);
+  LinkTracksInBatchMode = run->addAction(Q(kLinkTracksInBatchCaption));
+  LinkTracksInBatchMode->setCheckable(true);
   QAction* stop = run->addAction(QStringLiteral("Stop"), this, &TSpotForm::StopClick);
   stop->setShortcut(QKeySequence(Qt::Key_Escape));
 
@@ -324,6 +346,7 @@ bool TSpotForm::Playing() const {
 void TSpotForm::StartPlayback(FrameConsumer* pass) {
   if (playback_ || !record_.RecordLoaded()) return;
   stop_ = false;
+  pass_completed_ = false;
   playback_pass_ = pass;
   playback_ = std::make_unique<Playback>(record_, std::vector<FrameConsumer*>{pass, refresh_.get()},
                                          &stop_);
@@ -361,6 +384,7 @@ void TSpotForm::EndPlayback() {
   if (!playback_) return;
   const int32_t total = playback_->LastFrame() - playback_->FirstFrame() + 1;
   playback_->Finish();
+  pass_completed_ = playback_->Completed();
   progress_->setText(playback_->Completed() ? QString()
                                             : Q(PassStopped(playback_->FramesPlayed(), total)));
   playback_.reset();
@@ -421,8 +445,8 @@ void TSpotForm::StopClick() {
   stop_ = true;
 }
 
-void TSpotForm::SaveXKIfileClick() {
-  SaveTracks();
+bool TSpotForm::SaveXKIfileClick() {
+  return SaveTracks();
 }
 
 bool TSpotForm::SaveTracks() {

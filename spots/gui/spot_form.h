@@ -39,9 +39,12 @@ class TXKgraph;
 class SpotFormReporter final : public Reporter {
  public:
   void Report(MessageKind kind, std::string_view text) override;
+  void ReportDetailed(MessageKind kind, std::string_view text, std::string_view detail) override;
   QWidget* parent = nullptr;
   QLabel* status = nullptr;
   std::function<void(const QString&)> show_modal;
+  // While set (a batch run), every message is handed on here and no box is shown.
+  Reporter* log = nullptr;
 };
 
 class TSpotForm final : public QMainWindow {
@@ -84,6 +87,8 @@ class TSpotForm final : public QMainWindow {
   bool Playing() const;
   // Runs the playback under way to its end without the timer (tests, batch).
   void FinishPlayback();
+  // The last Detect or Link Tracks played every frame (not stopped, no frame refused).
+  bool PassCompleted() const { return pass_completed_; }
   // A command of the main window's keys.
   void RunKeyCommand(SpotWindowCommand command);
   // The settings the main window keeps (and writes to the INI file), when shared.
@@ -93,6 +98,18 @@ class TSpotForm final : public QMainWindow {
   void SetBatchMode(bool on, bool link_tracks_in_batch = false);
   bool BatchMode() const { return batch_; }
   QString BatchXkiName() const;
+  // "LinkTracks in Batch Mode": a batch run adds Link Tracks after Tracking.
+  bool LinkTracksInBatch() const;
+  // What a batch run takes from the window for every record: the tracking
+  // settings and the options of the XKI file and of the batch.
+  struct BatchSetup {
+    TrackingParams params;
+    bool save_zpos = false;
+    bool selected_only = false;
+    bool link_in_batch = false;
+  };
+  BatchSetup CurrentSetup() const;
+  void ApplySetup(const BatchSetup& setup);
   // The outline whose edges SaveDlatOutlineDistTXTClick measures to (pixels);
   // the whole frame unless the main window hands its region.
   std::function<Region()> OutlineRegion;
@@ -111,7 +128,8 @@ class TSpotForm final : public QMainWindow {
   void LinkTracksClick();
   void TrackingClick();
   void StopClick();
-  void SaveXKIfileClick();
+  // False when nothing was written (cancelled, refused, or the file failed).
+  bool SaveXKIfileClick();
   void ReadXKIfileClick();
   void SaveCurSpotsClick();
   void SaveXYIntColumnsClick();
@@ -217,10 +235,12 @@ class TSpotForm final : public QMainWindow {
   QAction* SaveXYasTXT = nullptr;
   QAction* SaveIntAsTXT = nullptr;
   QAction* LinkTracks = nullptr;
+  QAction* LinkTracksInBatchMode = nullptr;
   QAction* SaveXKIfile = nullptr;
   QAction* Tracking = nullptr;
   QAction* TrackFilaments = nullptr;
   QAction* SpotMap = nullptr;
+  bool pass_completed_ = false;
   bool batch_ = false;
   bool link_in_batch_ = false;
 };

@@ -117,6 +117,30 @@ void TSpotForm::SetBatchMode(bool on, bool link_tracks_in_batch) {
   link_in_batch_ = link_tracks_in_batch;
 }
 
+bool TSpotForm::LinkTracksInBatch() const {
+  return LinkTracksInBatchMode->isChecked();
+}
+
+TSpotForm::BatchSetup TSpotForm::CurrentSetup() const {
+  return {params_, SaveZpos->isChecked(), SelectedOnly->isChecked(),
+          LinkTracksInBatchMode->isChecked()};
+}
+
+void TSpotForm::ApplySetup(const BatchSetup& setup) {
+  // The items first: their handlers copy their own option into params_.
+  SubtractBkgr->setChecked(setup.params.subtract_background);
+  ResolveClose->setChecked(setup.params.resolve_close);
+  TrackFilaments->setChecked(setup.params.track_filaments);
+  SpotMap->setChecked(setup.params.spot_map);
+  SaveZpos->setChecked(setup.save_zpos);
+  SelectedOnly->setChecked(setup.selected_only);
+  LinkTracksInBatchMode->setChecked(setup.link_in_batch);
+  FollowSettings(params_, setup.params, captions_);
+  params_ = setup.params;
+  UpdateCaptions();
+  DetectionChanged();
+}
+
 QString TSpotForm::BatchXkiName() const {
   return QString::fromStdString(
       BatchTrackFileName(record_.RecordFileName(), params_, link_in_batch_, SaveZpos->isChecked()));

@@ -58,12 +58,17 @@ void DetectFormReporter::Report(MessageKind kind, std::string_view text) {
       gather->emplace_back(text);
       return;
     }
+    if (log) {
+      log->Report(kind, text);
+      return;
+    }
     if (show_modal)
       show_modal(Q(text));
     else
       QMessageBox::information(parent, Q(kDetectFormCaption), Q(text));
     return;
   }
+  if (log) log->Report(kind, text);
   if (status) status->setText(Q(text));
 }
 
@@ -435,6 +440,7 @@ void TDetectForm::EndPass(bool completed) {
   pass_ = Pass::kNone;
   if (pass == Pass::kNone) return;
   const bool finished = completed || (progress_ && progress_->LimitReached());
+  last_pass_finished_ = finished;
   const int32_t seen = progress_ ? progress_->Seen() : 0;
   const int32_t frames = progress_ ? progress_->Frames() : 0;
   if (pass == Pass::kDetect) {
@@ -459,6 +465,7 @@ void TDetectForm::StartTrClick() {
     return;
   }
   if (!pending_spot_ && !DropUnsaved()) return;
+  last_pass_finished_ = false;
   const int32_t median = host_.median_frames ? host_.median_frames() : 0;
   DetectionPass* pass = analysis_.BeginDetect(record_, median);
   if (!pass) return;
@@ -491,6 +498,7 @@ void TDetectForm::CollectClick() {
   TracePass* pass = analysis_.BeginCollect(record_);
   if (!pass) return;
   current_ = -1;
+  last_pass_finished_ = false;
   StartPass(Pass::kCollect, pass);
 }
 
@@ -739,6 +747,10 @@ void TDetectForm::FillTable() {
   // by, a click still shows them.
   const std::vector<StepScores>& scores = analysis_.Scores();
   table_->setUpdatesEnabled(false);
+  // Columns sized once for the whole table, not again after every cell (which
+  // takes minutes with thousands of objects).
+  QHeaderView* head = table_->horizontalHeader();
+  head->setSectionResizeMode(QHeaderView::Interactive);
   table_->clearContents();
   const int32_t count = ObjectCount();
   table_->setRowCount(count);
@@ -762,6 +774,7 @@ void TDetectForm::FillTable() {
       table_->setItem(i, static_cast<int>(c), item);
     }
   }
+  head->setSectionResizeMode(QHeaderView::ResizeToContents);
   table_->setUpdatesEnabled(true);
 }
 
@@ -948,12 +961,21 @@ void TDetectForm::SaveTXTClick() {
   }
   const QString path = AskSaveFile(Q(kSaveResultsTitle), Q(kTextFilter), RecordTextPath());
   if (path.isEmpty()) return;
-  if (analysis_.SaveTXTClick(S(path))) {
-    unsaved_ = false;
-    reporter_.Status(S(Q(kResultsSaved)
-                           .arg(static_cast<qulonglong>(analysis_.Traces().objects.size()))
-                           .arg(path)));
-  }
+  SaveResults(path);
+}
+
+bool TDetectForm::SaveResults(const QString& path) {
+  if (!analysis_.SaveTXTClick(S(path))) return false;
+  unsaved_ = false;
+  reporter_.Status(
+      S(Q(kResultsSaved).arg(static_cast<qulonglong>(analysis_.Traces().objects.size())).arg(path)));
+  return true;
+}
+
+void TDetectForm::UseParams(const StepSettings& params) {
+  analysis_.Params() = params;
+  UpdateCaptions();
+  if (analysis_.Traces().objects.empty()) FillTable();
 }
 
 void TDetectForm::closeEvent(QCloseEvent* event) {

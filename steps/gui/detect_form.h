@@ -64,6 +64,8 @@ class DetectFormReporter final : public Reporter {
   std::function<void(const QString&)> show_modal;
   // While set, modal texts are gathered here instead (per-object test messages).
   std::vector<std::string>* gather = nullptr;
+  // While set (a batch run), every message is handed on here and no box is shown.
+  Reporter* log = nullptr;
 };
 
 class TDetectForm final : public QMainWindow {
@@ -105,6 +107,12 @@ class TDetectForm final : public QMainWindow {
   QAction* Item(const QString& name) const;
   // Runs the window's own playback to its end (tests; no host).
   void FinishPlayback();
+  // The last Detect or Tracking pass saw every frame it analyses.
+  bool LastPassFinished() const { return last_pass_finished_; }
+  // The window's settings (thresholds, W, the choice of objects...) replaced at once.
+  void UseParams(const StepSettings& params);
+  // Writes the results text to `path` as Save Results does, without asking.
+  bool SaveResults(const QString& path);
   // The host's playback ended.
   void PlaybackEnded(bool completed);
 
@@ -192,6 +200,7 @@ class TDetectForm final : public QMainWindow {
   std::atomic<bool> stop_{false};
   QTimer* timer_ = nullptr;
   bool unsaved_ = false;
+  bool last_pass_finished_ = false;
   bool tested_ = false;  // the traces have been scored (the table and histograms follow the test)
   int32_t current_ = -1;
   // A spot from the tracking window waiting for the passes it needs.

@@ -75,7 +75,7 @@ TEST_F(MainWindowLayout, ToolWindowsOpenWhollyOnTheScreen) {
   form_->SpotingClick();
   ASSERT_NE(form_->SpotForm(), nullptr);
   form_->ImportDataClick();
-  form_->StepDetectionClick();
+  form_->DetectingClick();
   ASSERT_NE(form_->DetectForm(), nullptr);
   for (QWidget* tool :
        {static_cast<QWidget*>(form_->SpotForm()), static_cast<QWidget*>(form_->ComForm()),

@@ -154,7 +154,7 @@ TEST(ToolWindows, StepWindowPlaysThroughTheMainWindowAndTakesATracksSpot) {
   NullReporter quiet;
   ASSERT_TRUE(SimulateRecord(p, path, quiet));
   ASSERT_TRUE(form.OpenRecord(QString::fromStdString(path)));
-  form.StepDetectionClick();
+  form.DetectingClick();
   TDetectForm* steps = form.DetectForm();
   ASSERT_NE(steps, nullptr);
   steps->Messages().show_modal = [&](const QString& t) { modals << t; };
