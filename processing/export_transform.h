@@ -30,6 +30,7 @@ enum class TransformKind {
   kBmpSeq,     // bmp-seq
   kPage,       // page
   kProfile,    // profile:X0,Y0,X1,Y1,WIDTH
+  kTiff,       // tiff (n = 0: ImageJ description), ome-tiff (n = 1: OME-XML)
 };
 
 struct TransformRequest {
@@ -55,7 +56,7 @@ SaveDialogSetup SaveDialogFor(TransformKind kind);
 inline constexpr std::string_view kTransformNames =
     "sum:N (N = 2, 5, 10, 20, 50, 100, 150, 200), median5, part:FIRST,LAST, thin:FIRST,N, "
     "bin:2, bin:3, bin:5, expand3, threshold:T, invert, raw, raw-seq, bmp-seq, page, "
-    "profile:X0,Y0,X1,Y1,WIDTH";
+    "profile:X0,Y0,X1,Y1,WIDTH, tiff, ome-tiff";
 
 // Nothing, with `error` set, when the text names no transform or its numbers
 // are malformed. Ranges that depend on the record are checked by RunTransform.
