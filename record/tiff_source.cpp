@@ -15,6 +15,9 @@ namespace {
 
 std::string Ms(double ms) { return FormatGeneral(ms) + " ms"; }
 
+// To 0.001: a resolution stored as a rational is no more exact than that.
+std::string Nm(double nm) { return FormatGeneral(std::round(nm * 1000) / 1000) + " nm"; }
+
 // Calls f(value) for every sample of a run, whatever its type.
 template <typename F>
 void ForEachValue(const TiffPageLayout& l, const uint8_t* raw, uint32_t n, F&& f) {
@@ -49,8 +52,8 @@ uint16_t CountScaling::Apply(double v) const {
   return c >= 65535 ? 65535 : static_cast<uint16_t>(c);
 }
 
-CountScaling CountScaling::FromRange(double lo, double hi) {
-  if (!(lo <= hi) || (lo >= 0 && hi <= 65535)) return {};
+CountScaling CountScaling::FromRange(double lo, double hi, bool floats) {
+  if (!(lo <= hi) || (lo >= 0 && hi <= 65535 && (!floats || hi >= 255))) return {};
   return {lo, hi > lo ? 65535.0 / (hi - lo) : 1.0};
 }
 
@@ -236,8 +239,8 @@ void TiffFrameSource::SetScale(const TiffDescription& meta) {
   if (y <= 0) y = x;
   nm_x_ = static_cast<float>(x);
   nm_y_ = static_cast<float>(y);
-  std::string line = std::string(kNotePixelSize) + " " + FormatGeneral(x) + " nm";
-  if (y != x) line += " x " + FormatGeneral(y) + " nm";
+  std::string line = std::string(kNotePixelSize) + " " + Nm(x);
+  if (y != x) line += " x " + Nm(y);
   notes_.push_back(line + " (" + origin + ")");
 }
 
@@ -297,7 +300,7 @@ bool TiffFrameSource::DecideScaling(Reporter& reporter) {
                    Where(frames_[0].page) + ": " + (reason.empty() ? file_.TakeError() : reason));
     return false;
   }
-  if (!l->Direct()) scaling_ = CountScaling::FromRange(lo, hi);
+  if (!l->Direct()) scaling_ = CountScaling::FromRange(lo, hi, l->kind == SampleKind::kFloat);
   // The depth the display and MaxLevel go by, as an XKV header would give it:
   // enough bits for frame 0's brightest count, two bytes for every wide page.
   const uint16_t top = hi >= lo ? scaling_.Apply(hi) : 0;
@@ -313,7 +316,7 @@ bool TiffFrameSource::DecideScaling(Reporter& reporter) {
   }
   std::string line = std::string(kNoteSamples) + " " + KindName(*l) + " converted to 16-bit counts: ";
   if (scaling_.offset == 0 && scaling_.gain == 1)
-    line += "counts = value rounded (frame 0 lies in 0..65535)";
+    line += "counts = value rounded (frame 0 lies in 0..65535 as counts do)";
   else
     line += "counts = (value - " + FormatGeneral(scaling_.offset) + ") x " +
             FormatGeneral(scaling_.gain) + " (frame 0's range " + FormatGeneral(lo) + ".." +

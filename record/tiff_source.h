@@ -17,14 +17,15 @@ namespace lumetra {
 
 // How samples that are not 8- or 16-bit unsigned become 16-bit counts:
 // counts = round((value - offset) x gain), clamped to 0..65535. Decided once
-// per file from frame 0: when all its values lie in 0..65535 they are taken as
-// counts (offset 0, gain 1); else frame 0's minimum to maximum is spread over
-// 0..65535 and every frame is converted the same way.
+// per file from frame 0: integers that all lie in 0..65535 are counts already
+// (offset 0, gain 1), and so are floats that do and reach 255 at least (a
+// float 0..1 image is not counts). Otherwise frame 0's minimum to maximum is
+// spread over 0..65535 and every frame is converted the same way.
 struct CountScaling {
   double offset = 0;
   double gain = 1;
   uint16_t Apply(double v) const;
-  static CountScaling FromRange(double lo, double hi);
+  static CountScaling FromRange(double lo, double hi, bool floats);
 };
 
 class TiffFrameSource final : public FrameSource {
