@@ -42,13 +42,11 @@ int TiffFile::OnError(TIFF*, void* user, const char* module, const char* fmt, va
   return 1;  // handled: nothing reaches libtiff's printing handler
 }
 
-namespace {
-int IgnoreWarning(TIFF*, void*, const char*, const char*, va_list) { return 1; }
-}  // namespace
 
 bool TiffFile::Open(const std::string& path) {
   Close();
   error_.clear();
+  warning_.clear();
   std::error_code ec;
   file_bytes_ = std::filesystem::file_size(path, ec);
   if (ec) file_bytes_ = 0;
@@ -59,8 +57,9 @@ bool TiffFile::Open(const std::string& path) {
   }
   TIFFOpenOptionsSetMaxSingleMemAlloc(opts, kLibtiffAllocLimit);
   TIFFOpenOptionsSetErrorHandlerExtR(opts, &TiffFile::OnError, &error_);
-  // Unknown tags (ImageJ's own, say) give warnings: not the user's concern.
-  TIFFOpenOptionsSetWarningHandlerExtR(opts, &IgnoreWarning, nullptr);
+  // Kept, not printed: most warnings are about unknown tags (ImageJ's own),
+  // which are not the user's concern; the caller asks where they matter.
+  TIFFOpenOptionsSetWarningHandlerExtR(opts, &TiffFile::OnError, &warning_);
   tif_ = TIFFOpenExt(path.c_str(), "r", opts);
   TIFFOpenOptionsFree(opts);
   if (!tif_ && error_.empty()) error_ = std::strerror(errno);
@@ -70,6 +69,12 @@ bool TiffFile::Open(const std::string& path) {
 void TiffFile::Close() {
   if (tif_) TIFFClose(tif_);
   tif_ = nullptr;
+}
+
+std::string TiffFile::TakeWarning() {
+  std::string w = std::move(warning_);
+  warning_.clear();
+  return w;
 }
 
 std::string TiffFile::TakeError() {

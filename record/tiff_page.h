@@ -50,6 +50,8 @@ class TiffFile {
   // libtiff's last error on this file ("" when none), cleared by TakeError.
   std::string TakeError();
   bool HasError() const { return !error_.empty(); }
+  // libtiff's first warning since the last TakeWarning ("" when none).
+  std::string TakeWarning();
 
   // The current page's layout, or nothing with `reason` set: a layout the
   // reader does not take (several samples, 12 bits, an unknown compression),
@@ -72,6 +74,7 @@ class TiffFile {
 
   TIFF* tif_ = nullptr;
   std::string error_;
+  std::string warning_;
   uint64_t file_bytes_ = 0;
 };
 

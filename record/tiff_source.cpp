@@ -68,10 +68,14 @@ bool TiffFrameSource::Check(Reporter& reporter) {
   }
   // Counting walks the chain of directories without reading them; libtiff
   // stops at a directory seen before (a loop) or one past the end.
+  file_.TakeWarning();
   const int64_t pages = TIFFNumberOfDirectories(file_.Handle());
-  if (file_.HasError())
+  // A loop is said as a warning, a directory past the end as an error.
+  std::string chain = file_.TakeError();
+  if (chain.empty()) chain = file_.TakeWarning();
+  if (!chain.empty())
     warnings_.push_back(std::string(kTiffChainBroken) + " after page " +
-                        std::to_string(pages - 1) + " (" + file_.TakeError() +
+                        std::to_string(pages - 1) + " (" + chain +
                         "): the pages after it are not read");
   std::string reason;
   if (!file_.CheckPage(reason)) {
