@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <cstdarg>
 #include <cstdint>
+#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
@@ -36,7 +37,7 @@ struct TiffPageLayout {
 
 class TiffFile {
  public:
-  TiffFile() = default;
+  TiffFile();
   ~TiffFile();
   TiffFile(const TiffFile&) = delete;
   TiffFile& operator=(const TiffFile&) = delete;
@@ -72,6 +73,9 @@ class TiffFile {
  private:
   bool ReadPiece(const TiffPageLayout& l, uint32_t piece, void* to, uint64_t bytes);
 
+  // The file as libtiff sees it: reads through a small buffer, see tiff_page.cpp.
+  struct Input;
+  std::unique_ptr<Input> input_;
   TIFF* tif_ = nullptr;
   std::string error_;
   std::string warning_;
