@@ -130,6 +130,12 @@ SaveDialogSetup SaveDialogFor(TransformKind kind) {
   return {};
 }
 
+SaveDialogSetup SaveDialogFor(const TransformRequest& request) {
+  if (request.kind == TransformKind::kTiff && request.n == 1)
+    return {kOmeTiffTitle, kOmeTiffFilter, kOmeTiffDefaultExt};
+  return SaveDialogFor(request.kind);
+}
+
 ExportResult RunTransform(ExportJob& job, const TransformRequest& request,
                           const std::string& out_path, TransformContext& context) {
   const int32_t frames = job.store.FrameCount();

@@ -51,6 +51,8 @@ struct SaveDialogSetup {
   std::string_view default_ext;
 };
 SaveDialogSetup SaveDialogFor(TransformKind kind);
+// The same for a request: the OME-TIFF stack has its own title and filter.
+SaveDialogSetup SaveDialogFor(const TransformRequest& request);
 
 // The transforms' short names, for help texts.
 inline constexpr std::string_view kTransformNames =
