@@ -215,12 +215,12 @@ void ParseOme(std::string_view xml, TiffDescription& d) {
       if (inc > 0) d.frame_ms = inc;
     } else if (name == "Plane") {
       // Planes past a sane number are not kept: a hostile file may list millions.
-      if (d.planes.size() >= 1'000'000) return;
+      if (d.planes.size() >= 200'000) return;
       d.planes.push_back({CountAttr(attrs, "TheC", 0), CountAttr(attrs, "TheZ", 0),
                           CountAttr(attrs, "TheT", 0), TimeMs(attrs, "DeltaT", d),
                           TimeMs(attrs, "ExposureTime", d)});
     } else if (name == "TiffData") {
-      if (d.tiff_data.size() >= 1'000'000) return;
+      if (d.tiff_data.size() >= 200'000) return;
       OmeTiffData t;
       const bool has_ifd = Find(attrs, "IFD") != nullptr;
       t.ifd = CountAttr(attrs, "IFD", 0);

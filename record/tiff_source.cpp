@@ -105,7 +105,19 @@ bool TiffFrameSource::PlanLayout(const TiffDescription& meta, int64_t pages, Rep
   int64_t size_t_ = meta.size_time;
   std::string order = meta.order;
   if (meta.kind == TiffMetaKind::kNone) size_c_ = size_z_ = 1, size_t_ = pages;
-  if (size_t_ <= 0) size_t_ = std::max<int64_t>(1, pages / std::max<int64_t>(1, size_c_ * size_z_));
+  // Every plane is a page: sizes the pages cannot hold are not believed (and
+  // so every product below stays far inside 64 bits).
+  bool use_tiff_data = !meta.tiff_data.empty();
+  if (size_c_ > pages || size_z_ > pages || size_c_ * size_z_ > pages) {
+    use_tiff_data = false;
+    notes_.push_back(std::to_string(size_c_) + " channels x " + std::to_string(size_z_) +
+                     " Z planes in " + std::to_string(pages) + " pages (" +
+                     std::string(kNoteIgnored) + ": every page is a frame)");
+    size_c_ = size_z_ = 1;
+    size_t_ = pages;
+  }
+  size_t_ = std::min(size_t_, pages);
+  if (size_t_ <= 0) size_t_ = std::max<int64_t>(1, pages / (size_c_ * size_z_));
   if (PlaneIndex(order, size_c_, size_z_, size_t_, 0, 0, 0) < 0) {
     notes_.push_back("dimension order " + order + " (" + std::string(kNoteIgnored) + ": XYZCT)");
     order = "XYZCT";
@@ -145,29 +157,43 @@ bool TiffFrameSource::PlanLayout(const TiffDescription& meta, int64_t pages, Rep
   frames_.assign(static_cast<size_t>(frames), Frame{});
   // The page of each frame: by dimension order, or as the OME TiffData say.
   const int64_t c = options_.channel, z = options_.z;
-  if (meta.tiff_data.empty()) {
-    for (int64_t t = 0; t < frames; ++t)
-      frames_[t].page = PlaneIndex(order, size_c_, size_z_, size_t_, c, z, t);
-  } else {
-    const int64_t planes = size_c_ * size_z_ * size_t_;
-    for (const OmeTiffData& d : meta.tiff_data) {
-      const int64_t first = PlaneIndex(order, size_c_, size_z_, size_t_, d.first_c, d.first_z,
-                                       d.first_t);
-      const int64_t count = d.count < 0 ? planes - first : std::min(d.count, planes - first);
-      for (int64_t k = 0; k < count && k < pages; ++k) {
-        const int64_t plane = first + k;
-        // Back from the plane number to (c, z, t) in the same order.
-        int64_t rest = plane, pc = 0, pz = 0, pt = 0;
-        for (const char dim : order.substr(2)) {
-          const int64_t size = dim == 'C' ? size_c_ : dim == 'Z' ? size_z_ : size_t_;
-          (dim == 'C' ? pc : dim == 'Z' ? pz : pt) = rest % size;
-          rest /= size;
-        }
-        if (pc == c && pz == z && pt < frames) frames_[pt].page = d.ifd + k;
-      }
+  if (use_tiff_data) {
+    MapTiffData(meta, order, size_t_, pages);
+    if (frames_[0].page < 0) {
+      notes_.push_back("OME TiffData (" + std::string(kNoteIgnored) + ": no page for frame 0)");
+      use_tiff_data = false;
     }
   }
+  if (!use_tiff_data)
+    for (int64_t t = 0; t < frames; ++t)
+      frames_[t].page = PlaneIndex(order, size_c_, size_z_, size_t_, c, z, t);
   return true;
+}
+
+void TiffFrameSource::MapTiffData(const TiffDescription& meta, const std::string& order,
+                                  int64_t size_t_, int64_t pages) {
+  const int64_t c = options_.channel, z = options_.z;
+  const int64_t frames = static_cast<int64_t>(frames_.size());
+  const int64_t planes = size_c_ * size_z_ * size_t_;
+  // A hostile file may list a million TiffData of a million planes each.
+  int64_t budget = 10'000'000;
+  for (const OmeTiffData& d : meta.tiff_data) {
+    if (d.first_c >= size_c_ || d.first_z >= size_z_ || d.first_t >= size_t_) continue;
+    const int64_t first = PlaneIndex(order, size_c_, size_z_, size_t_, d.first_c, d.first_z,
+                                     d.first_t);
+    const int64_t count = d.count < 0 ? planes - first : std::min(d.count, planes - first);
+    for (int64_t k = 0; k < count && k < pages && --budget > 0; ++k) {
+      const int64_t plane = first + k;
+      // Back from the plane number to (c, z, t) in the same order.
+      int64_t rest = plane, pc = 0, pz = 0, pt = 0;
+      for (const char dim : order.substr(2)) {
+        const int64_t size = dim == 'C' ? size_c_ : dim == 'Z' ? size_z_ : size_t_;
+        (dim == 'C' ? pc : dim == 'Z' ? pz : pt) = rest % size;
+        rest /= size;
+      }
+      if (pc == c && pz == z && pt < frames) frames_[pt].page = d.ifd + k;
+    }
+  }
 }
 
 void TiffFrameSource::WalkPages(int64_t pages) {

@@ -53,6 +53,9 @@ class TiffFrameSource final : public FrameSource {
   };
   // The pieces of Check.
   bool PlanLayout(const TiffDescription& meta, int64_t pages, Reporter& reporter);
+  // The page of each frame as the OME TiffData elements say.
+  void MapTiffData(const TiffDescription& meta, const std::string& order, int64_t size_t_,
+                   int64_t pages);
   void WalkPages(int64_t pages);
   void SetTiming(const TiffDescription& meta);
   void SetScale(const TiffDescription& meta);

@@ -260,21 +260,27 @@ TEST(HostileFiles, TiffRefusedWithTheFileAndTheReason) {
   }
 }
 
-// Mutants of a compressed, tiled stack with ImageJ metadata and of a BigTIFF:
+// Mutants of a compressed, tiled stack with ImageJ metadata, of a BigTIFF and
+// of an OME-TIFF whose XML the mutations reach:
 // whatever libtiff makes of them, opening and reading never crashes, hangs,
 // or shows a frame larger than the frame buffer.
 TEST(HostileFiles, MutatedTiffsNeverCrashOrHang) {
   NullReporter quiet;
   auto store = RecordStore::Create(quiet);
   std::vector<std::vector<uint8_t>> seeds;
-  for (int k = 0; k < 2; ++k) {
+  for (int k = 0; k < 3; ++k) {
     testing::TiffSpec spec;
     spec.width = 40, spec.height = 20, spec.pages = 4;
     spec.compression = k == 0 ? 5 : 8;
     spec.tile = k == 0 ? 16 : 0;
     spec.rows_per_strip = 6;
     spec.big = k == 1;
-    spec.description = "ImageJ=1.54f\nimages=4\nchannels=2\nframes=2\nunit=micron\nfinterval=0.1\n";
+    spec.description =
+        k < 2 ? "ImageJ=1.54f\nimages=4\nchannels=2\nframes=2\nunit=micron\nfinterval=0.1\n"
+              : "<OME><Image><Pixels DimensionOrder=\"XYCTZ\" SizeC=\"2\" SizeZ=\"1\" "
+                "SizeT=\"2\" PhysicalSizeX=\"0.1\" TimeIncrement=\"0.1\"><TiffData IFD=\"0\" "
+                "PlaneCount=\"4\"/><Plane TheC=\"1\" TheT=\"1\" DeltaT=\"0.2\"/></Pixels>"
+                "</Image></OME>";
     spec.xres = 10;
     const std::string path = TempPath("tiff-seed.tif");
     testing::WriteTiff(path, spec);
@@ -284,10 +290,11 @@ TEST(HostileFiles, MutatedTiffsNeverCrashOrHang) {
   Rng rng(77);
   int opened = 0;
   for (int i = 0; i < 1500; ++i) {
-    std::vector<uint8_t> bytes = seeds[i % 2];
+    const std::vector<uint8_t>& seed = seeds[i % 3];
+    std::vector<uint8_t> bytes = seed;
     // Keep the magic so the TIFF reader, not the XKV one, meets the damage.
     Mutate(bytes, rng);
-    if (bytes.size() >= 4) std::copy(seeds[i % 2].begin(), seeds[i % 2].begin() + 4, bytes.begin());
+    if (bytes.size() >= 4) std::copy(seed.begin(), seed.begin() + 4, bytes.begin());
     testing::WriteBytes(path, bytes);
     if (!store->Open(path, quiet)) continue;
     ++opened;

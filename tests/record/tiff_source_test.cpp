@@ -253,6 +253,11 @@ TEST(TiffRecord, ChannelsAndZPlanesPickTheirPages) {
        "<TiffData IFD=\"1\" PlaneCount=\"6\"/></Pixels></Image><Image/></OME>",
        7, 1, 0, 3, [](int32_t t) { return static_cast<uint32_t>(1 + 3 + t); },
        "the file holds 2 OME images: the first is read"},
+      {"OME sizes the pages cannot hold: every page a frame",
+       "<OME><Image><Pixels SizeC=\"2147483647\" SizeZ=\"2147483647\" SizeT=\"9\">"
+       "<TiffData FirstT=\"2147483647\" PlaneCount=\"2147483647\"/></Pixels></Image></OME>",
+       5, 0, 0, 5, [](int32_t t) { return static_cast<uint32_t>(t); },
+       "2147483647 channels x 2147483647 Z planes in 5 pages"},
   };
   CollectingReporter r;
   auto store = RecordStore::Create(r);
