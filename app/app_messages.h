@@ -8,11 +8,15 @@ namespace lumetra {
 
 inline constexpr std::string_view kProgramTitle = "Lumetra32";
 inline constexpr std::string_view kXkvFilter = "XKV Data Files (*.xkv);;All Files (*)";
+// The open dialog: a record is an XKV file or a TIFF stack.
+inline constexpr std::string_view kRecordFilter =
+    "Records (*.xkv *.tif *.tiff);;XKV Data Files (*.xkv);;TIFF Stacks (*.tif *.tiff);;"
+    "All Files (*)";
 inline constexpr std::string_view kXkvSaveFilter = "XKV Data Files (*.xkv)";
 inline constexpr std::string_view kOpenHint =
-    "Open Data File (xkv) with Ctrl+O, or drop an .xkv file here";
+    "Open Data File (xkv) with Ctrl+O, or drop an .xkv or .tif file here";
 inline constexpr std::string_view kFileWriteError = "File write error";
-inline constexpr std::string_view kNotAnXkvFile = "Only .xkv records can be opened here";
+inline constexpr std::string_view kNotAnXkvFile = "Only .xkv and .tif records can be opened here";
 inline constexpr std::string_view kFrameSavedAs = "Frame %1 saved as %2";
 inline constexpr std::string_view kFramesPlayed = "%1 frames played";
 inline constexpr std::string_view kFramesPlayedStopped = "%1 frames played (stopped)";

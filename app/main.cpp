@@ -47,7 +47,7 @@ int main(int argc, char** argv) {
   QCommandLineParser parser;
   parser.setApplicationDescription(QStringLiteral("Lumetra: single-molecule fluorescence records"));
   parser.addHelpOption();
-  parser.addPositionalArgument(QStringLiteral("record"), QStringLiteral("an .xkv record to open"));
+  parser.addPositionalArgument(QStringLiteral("record"), QStringLiteral("an .xkv or .tif record to open"));
   const QCommandLineOption frame = Hidden(QStringLiteral("frame"), QStringLiteral("N"));
   const QCommandLineOption region = Hidden(QStringLiteral("region"), QStringLiteral("L,T,R,B"));
   const QCommandLineOption line = Hidden(QStringLiteral("line"), QStringLiteral("X0,Y0,X1,Y1"));

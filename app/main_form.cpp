@@ -34,8 +34,10 @@ constexpr int kMaxRecentFiles = 8;
 const char* const kRecentKey = "RecentFiles";
 const char* const kGeometryKey = "MainWindow/geometry";
 
-bool IsXkvPath(const QString& path) {
-  return path.endsWith(QStringLiteral(".xkv"), Qt::CaseInsensitive);
+bool IsRecordPath(const QString& path) {
+  for (const char* ext : {".xkv", ".tif", ".tiff"})
+    if (path.endsWith(QLatin1String(ext), Qt::CaseInsensitive)) return true;
+  return false;
 }
 
 }  // namespace
@@ -153,6 +155,11 @@ bool TMainForm::OpenRecord(const QString& path) {
   // Tracks not saved yet: the user saves, drops them, or keeps this record.
   // A batch run has written them or counts the record as failed.
   if (spot_form_ && !BatchRunning() && !spot_form_->MayDropTracks()) return false;
+  // A TIFF that does not say its scale or timing gets the Settings menu's.
+  TiffReadOptions tiff = store_->TiffOptions();
+  tiff.nm_per_pixel = settings_.values().TiffNmPerPixel;
+  tiff.frame_ms = settings_.values().TiffFrameMs;
+  store_->SetTiffOptions(tiff);
   // A file that is no readable record leaves the open one as it was.
   if (!store_->Open(S(path), reporter_)) {
     ForgetRecentFile(QFileInfo(path).absoluteFilePath());
@@ -184,7 +191,7 @@ bool TMainForm::OpenRecord(const QString& path) {
 }
 
 void TMainForm::OpenClick() {
-  const QString path = AskOpenFile(Q(kOpenDialogTitle), Q(kXkvFilter));
+  const QString path = AskOpenFile(Q(kOpenDialogTitle), Q(kRecordFilter));
   if (path.isEmpty()) return;
   OpenRecord(path);
 }
@@ -341,7 +348,7 @@ void TMainForm::closeEvent(QCloseEvent* event) {
 void TMainForm::dragEnterEvent(QDragEnterEvent* event) {
   if (!event->mimeData()->hasUrls()) return;
   for (const QUrl& url : event->mimeData()->urls()) {
-    if (url.isLocalFile() && IsXkvPath(url.toLocalFile())) {
+    if (url.isLocalFile() && IsRecordPath(url.toLocalFile())) {
       event->acceptProposedAction();
       return;
     }
@@ -350,7 +357,7 @@ void TMainForm::dragEnterEvent(QDragEnterEvent* event) {
 
 void TMainForm::dropEvent(QDropEvent* event) {
   for (const QUrl& url : event->mimeData()->urls()) {
-    if (url.isLocalFile() && IsXkvPath(url.toLocalFile())) {
+    if (url.isLocalFile() && IsRecordPath(url.toLocalFile())) {
       event->acceptProposedAction();
       OpenRecord(url.toLocalFile());
       return;

@@ -179,6 +179,8 @@ class TMainForm : public QMainWindow {
   void SetLocalBackgrClick();
   void SetSharpStrengthClick();
   void Shift68Click();
+  void SetTiffNmPerPixelClick();
+  void SetTiffFrameMsClick();
   void ReadSettingsFileClick();
   void SaveSettingsClick();
   // Processing: the temporal filter, "Save Record As", "Fuse Records", import.
@@ -207,6 +209,8 @@ class TMainForm : public QMainWindow {
   void SaveAsBMPSeqClick();
   void SeqOnPageClick();
   void SaveProfileFileClick();
+  void SaveAsTiffClick();
+  void SaveAsOmeTiffClick();
   void FuseRecordsClick();
   void AddBlankFrameClick();
   void ImportDataClick();

@@ -181,6 +181,8 @@ void TMainForm::BuildSettingsMenu() {
       {C::kSetLocalBackgr, &TMainForm::SetLocalBackgrClick},
       {C::kSetSharpStrength, &TMainForm::SetSharpStrengthClick},
       {C::kShift68, &TMainForm::Shift68Click},
+      {C::kSetTiffNmPerPixel, &TMainForm::SetTiffNmPerPixelClick},
+      {C::kSetTiffFrameMs, &TMainForm::SetTiffFrameMsClick},
   };
   for (const auto& [command, slot] : items) {
     QAction* a = menu->addAction(Q(CaptionOf(settings_.captions(), command)), this, slot);

@@ -164,6 +164,9 @@ void TMainForm::BuildSaveRecordMenu(QMenu* file) {
   add(save, "SaveAsBMPSeq", QStringLiteral("Sequence of BMP files"), &TMainForm::SaveAsBMPSeqClick);
   add(save, "SeqOnPage", QStringLiteral("Seqence of BMPs on Page"), &TMainForm::SeqOnPageClick);
   add(save, "SaveProfileFile", QStringLiteral("Profile as XKV"), &TMainForm::SaveProfileFileClick);
+  save->addSeparator();
+  add(save, "SaveAsTiff", QStringLiteral("TIFF Stack (16 bit)..."), &TMainForm::SaveAsTiffClick);
+  add(save, "SaveAsOmeTiff", QStringLiteral("OME-TIFF Stack..."), &TMainForm::SaveAsOmeTiffClick);
 
   file->addSeparator();
   add(file, "FuseRecords", QStringLiteral("Fuse Records"), &TMainForm::FuseRecordsClick);
@@ -188,7 +191,7 @@ void TMainForm::AddBlankFrameClick() {
 void TMainForm::SaveRecordAs(const TransformRequest& request) {
   if (!store_ || !store_->RecordLoaded() || store_->FrameCount() == 0) return;
   if (Playing()) EndPlayback();
-  const SaveDialogSetup setup = SaveDialogFor(request.kind);
+  const SaveDialogSetup setup = SaveDialogFor(request);
   const bool bmp = request.kind == TransformKind::kBmpSeq || request.kind == TransformKind::kPage;
   const QString out =
       AskSaveFileNamed(Q(setup.title), bmp ? Q(kBmpSaveFilter) : DialogFilter(setup.filter),
@@ -226,6 +229,12 @@ void TMainForm::SaveRecordAs(const TransformRequest& request) {
     statusBar()->showMessage(Q(kExportWritten).arg(r.frames_written).arg(out));
 }
 
+void TMainForm::SaveAsTiffClick() {
+  SaveRecordAs(Request(TransformKind::kTiff, 0));
+}
+void TMainForm::SaveAsOmeTiffClick() {
+  SaveRecordAs(Request(TransformKind::kTiff, 1));
+}
 void TMainForm::N2frClick() {
   SaveRecordAs(Request(TransformKind::kSum, 2));
 }

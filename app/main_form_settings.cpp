@@ -123,6 +123,12 @@ void TMainForm::SetSharpStrengthClick() {
 void TMainForm::Shift68Click() {
   RunSettingCommand(SettingCommand::kShift68);
 }
+void TMainForm::SetTiffNmPerPixelClick() {
+  RunSettingCommand(SettingCommand::kSetTiffNmPerPixel);
+}
+void TMainForm::SetTiffFrameMsClick() {
+  RunSettingCommand(SettingCommand::kSetTiffFrameMs);
+}
 
 void TMainForm::OpenTimerTimer() {
   OpenTimer.stop();

@@ -4,6 +4,8 @@
 #include <cstdio>
 #include <iostream>
 
+#include "common/text_format.h"
+
 namespace lumetra::cli {
 namespace {
 
@@ -70,6 +72,38 @@ std::optional<int> ParseOrExit(ArgParser& parser, const std::vector<std::string>
 
 bool OpenRecordWithFrames(RecordStore& store, const std::string& path, Reporter& reporter) {
   return store.Open(path, reporter) && store.FrameCount() > 0 && store.HasFrame();
+}
+
+ArgParser& AddTiffOptions(ArgParser& parser) {
+  const TiffReadOptions d;
+  return parser
+      .Option("nm-per-pixel", "NM", "TIFF without a pixel size: nm per pixel",
+              FormatGeneral(d.nm_per_pixel))
+      .Option("frame-ms", "MS", "TIFF without a frame interval: ms between frames",
+              FormatGeneral(d.frame_ms))
+      .Option("channel", "C", "TIFF stack of several channels: the channel read (from 0)", "0")
+      .Option("z", "Z", "TIFF stack of several Z planes: the plane read (from 0)", "0");
+}
+
+std::optional<int> ApplyTiffOptions(const ArgParser& parser, RecordStore& store,
+                                    const std::string& command) {
+  TiffReadOptions o;
+  std::string error;
+  int64_t channel = 0, z = 0;
+  if (!parser.Real("nm-per-pixel", o.nm_per_pixel, error) ||
+      !parser.Real("frame-ms", o.frame_ms, error) ||
+      !parser.Int("channel", channel, error, 0, 1 << 20) || !parser.Int("z", z, error, 0, 1 << 20))
+    return Fail(command, error, 2);
+  if (!(o.nm_per_pixel > 0) || !(o.frame_ms > 0))
+    return Fail(command, "--nm-per-pixel and --frame-ms must be above 0", 2);
+  o.channel = static_cast<int32_t>(channel);
+  o.z = static_cast<int32_t>(z);
+  if (parser.Has("nm-per-pixel")) o.nm_origin = "--nm-per-pixel";
+  if (parser.Has("frame-ms")) o.frame_ms_origin = "--frame-ms";
+  if (parser.Has("channel")) o.channel_origin = "--channel";
+  if (parser.Has("z")) o.z_origin = "--z";
+  store.SetTiffOptions(o);
+  return std::nullopt;
 }
 
 int Fail(const std::string& command, const std::string& text, int code) {

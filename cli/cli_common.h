@@ -36,6 +36,14 @@ std::optional<int> ParseOrExit(ArgParser& parser, const std::vector<std::string>
 // store has reported why).
 bool OpenRecordWithFrames(RecordStore& store, const std::string& path, Reporter& reporter);
 
+// --nm-per-pixel, --frame-ms, --channel and --z: what a TIFF record does not
+// say itself, and which channel and Z plane of a stack are the frames.
+ArgParser& AddTiffOptions(ArgParser& parser);
+// Hands those options to the store for the records it opens. Returns an exit
+// code after the message when one is malformed, else nothing.
+std::optional<int> ApplyTiffOptions(const ArgParser& parser, RecordStore& store,
+                                    const std::string& command);
+
 // Ctrl+C (and SIGTERM, as a scheduler sends it) plays the part of Esc while
 // one lives: Stop() becomes true and the run ends after the step in hand. A
 // second signal ends the program at once. The handlers before are restored.

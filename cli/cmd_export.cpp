@@ -1,5 +1,5 @@
 // lumetra-cli export FILE.xkv --out OUT --transform T [--region L,T,R,B]
-//   [--region-only] [--temporal-median 3|5|7] [--palette NAME] [--2bytes]
+//   [--region-only] [--temporal-median 3|5|7] [--palette NAME] [--2bytes] [--ome]
 #include <atomic>
 #include <iostream>
 #include <optional>
@@ -38,6 +38,11 @@ std::optional<int> ReadRequest(const ArgParser& p, ExportRequest& q) {
   const auto request = ParseTransformRequest(p.Value("transform"), error);
   if (!request) return Fail("export", error, 2);
   q.request = *request;
+  if (p.Has("ome")) {
+    if (q.request.kind != TransformKind::kTiff)
+      return Fail("export", "--ome goes with --transform tiff", 2);
+    q.request.n = 1;
+  }
   if (!ParseRegion(p, q.region, error)) return Fail("export", error, 2);
   if (p.Has("region-only") && !q.region.active)
     return Fail("export", "--region-only needs --region L,T,R,B", 2);
@@ -73,7 +78,9 @@ int RunExport(const std::vector<std::string>& args) {
       .Flag("region-only", "save only the region (the frame writer crops every XKV frame)")
       .Option("temporal-median", "3|5|7", "switch the temporal median on while streaming")
       .Option("palette", "NAME", "bmp-seq and page: ryw, bgyr, grey, green, blue or red", "ryw")
-      .Flag("2bytes", "store 2 bytes per pixel even when 1 would do (\"Save XKV 2bytes/pix\")");
+      .Flag("2bytes", "store 2 bytes per pixel even when 1 would do (\"Save XKV 2bytes/pix\")")
+      .Flag("ome", "tiff: write OME-TIFF (OME-XML) instead of ImageJ's description");
+  AddTiffOptions(p);
   if (auto code = ParseOrExit(p, args)) return *code;
   ExportRequest q;
   if (auto code = ReadRequest(p, q)) return *code;
@@ -82,6 +89,7 @@ int RunExport(const std::vector<std::string>& args) {
   ConsoleReporter console;
   auto store = RecordStore::Create(console);
   if (!store) return 1;
+  if (auto code = ApplyTiffOptions(p, *store, "export")) return *code;
   TemporalMedian filter(console);
   // In the chain before the record opens, so the ring starts with the record.
   if (q.median_frames > 0) UseTemporalMedian(*store, filter, q.median_frames);

@@ -18,6 +18,7 @@ int RunFrame(const std::vector<std::string>& args) {
       .Option("out", "OUT.xkv", "the file to write")
       .Option("region", "L,T,R,B", "save only this rectangle (right and bottom exclusive)")
       .Flag("2bytes", "store 2 bytes per pixel even when 1 would do (\"Save XKV 2bytes/pix\")");
+  AddTiffOptions(p);
   if (auto code = ParseOrExit(p, args)) return *code;
   std::string error;
   int64_t index = 0;
@@ -34,7 +35,9 @@ int RunFrame(const std::vector<std::string>& args) {
 
   ConsoleReporter console;
   auto store = RecordStore::Create(console);
-  if (!store || !OpenRecordWithFrames(*store, p.Arg(0), console)) return 1;
+  if (!store) return 1;
+  if (auto code = ApplyTiffOptions(p, *store, "frame")) return *code;
+  if (!OpenRecordWithFrames(*store, p.Arg(0), console)) return 1;
   if (index < 0 || index >= store->FrameCount())
     return Fail("frame", "--index " + std::to_string(index) + " is outside the record (0-" +
                              std::to_string(store->FrameCount() - 1) + ")");

@@ -1,4 +1,4 @@
-// lumetra-cli info FILE.xkv
+// lumetra-cli info FILE.xkv|FILE.tif
 #include <iostream>
 
 #include "cli/cli_common.h"
@@ -31,13 +31,16 @@ int RunInfo(const std::vector<std::string>& args) {
   ArgParser p("info",
               "Opens a record as the main window does and prints its caption, FrameCount,\n"
               "FrameInterval (seconds), MaxLevel, any warning of the loader, and the three\n"
-              "header info lines of frame 0.");
-  p.Positional("FILE.xkv", "the record");
+              "header info lines of frame 0. For a TIFF record it also says where the pixel\n"
+              "size, the frame time and the exposure came from and which planes were read.");
+  p.Positional("FILE.xkv", "the record (XKV or TIFF)");
+  AddTiffOptions(p);
   if (auto code = ParseOrExit(p, args)) return *code;
 
   ConsoleReporter console;
   auto store = RecordStore::Create(console);
   if (!store) return 1;
+  if (auto code = ApplyTiffOptions(p, *store, "info")) return *code;
   // Warnings belong in the listing (from OpenWarnings); message boxes go to stderr.
   ModalsOnly modals(console);
   if (!store->Open(p.Arg(0), modals)) return 1;
@@ -53,6 +56,7 @@ int RunInfo(const std::vector<std::string>& args) {
             << "FrameInterval=" << FormatFixed(store->FrameInterval(), 6) << '\n'
             << "MaxLevel=" << store->MaxLevel() << '\n';
   for (const std::string& w : store->OpenWarnings()) std::cout << w << '\n';
+  for (const std::string& n : store->OpenNotes()) std::cout << n << '\n';
   for (const std::string& line : HeaderInfoLines(store->Prm(), store->Add()))
     std::cout << line << '\n';
   return 0;

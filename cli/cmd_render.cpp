@@ -45,6 +45,7 @@ int RunRender(const std::vector<std::string>& args) {
       .Option("out", "FRAME.png", "the image to write")
       .Option("temporal-median", "3|5|7",
               "filter every frame read on the way to N, as the window's TempFilt does");
+  AddTiffOptions(p);
   if (auto code = ParseOrExit(p, args)) return *code;
   std::string error;
   int64_t index = 0, zoom = 1;
@@ -67,6 +68,7 @@ int RunRender(const std::vector<std::string>& args) {
   ConsoleReporter console;
   auto store = RecordStore::Create(console);
   if (!store) return 1;
+  if (auto code = ApplyTiffOptions(p, *store, "render")) return *code;
   TemporalMedian filter(console);
   // In the chain before the record opens, so the ring starts with the record.
   if (median_frames > 0) UseTemporalMedian(*store, filter, median_frames);

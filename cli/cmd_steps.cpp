@@ -133,6 +133,7 @@ int RunSteps(const std::vector<std::string>& args) {
       .Option("traces", "TRACES.tsv", "also write the traces, one row per object and frame")
       .Option("maps", "MAPS.tsv", "also write the drop and rise maps, one row per pixel");
   AddStepOptions(p);
+  AddTiffOptions(p);
   if (auto code = ParseOrExit(p, args)) return *code;
   if (!p.Has("out")) return Fail("steps", "--out RESULTS.txt is required", 2);
   StepsReporter reporter;
@@ -142,6 +143,7 @@ int RunSteps(const std::vector<std::string>& args) {
 
   auto record = RecordStore::Create(reporter);
   if (!record) return 1;
+  if (auto code = ApplyTiffOptions(p, *record, "steps")) return *code;
   std::unique_ptr<TemporalMedian> median;
   int32_t median_frames = 0;
   if (p.Has("temporal-median")) {

@@ -72,6 +72,7 @@ int RunTrack(const std::vector<std::string>& args) {
               "write the distribution of the intensities of all spots of the record")
       .Flag("no-link-pass", "skip Link Tracks (positions stay whole pixels)")
       .Flag("verbose", "print the read-out of every frame on stderr");
+  AddTiffOptions(p);
   if (auto code = ParseOrExit(p, args)) return *code;
   if (!p.Has("out")) return Fail("track", "--out TRACKS.xki is required", 2);
   ConsoleReporter console(p.Has("verbose"));
@@ -83,6 +84,7 @@ int RunTrack(const std::vector<std::string>& args) {
 
   auto record = RecordStore::Create(reporter);
   if (!record) return 1;
+  if (auto code = ApplyTiffOptions(p, *record, "track")) return *code;
   // The filter sits in the store's chain, so detection sees the frames the
   // window shows with the same menu item checked. Its buffer is large: made
   // only when asked for.

@@ -10,6 +10,7 @@
 #include "processing/part_export.h"
 #include "processing/processing_messages.h"
 #include "processing/raw_export.h"
+#include "processing/tiff_export.h"
 #include "processing/sum_export.h"
 #include "processing/threshold_export.h"
 
@@ -77,7 +78,8 @@ std::optional<TransformRequest> ParseTransformRequest(std::string_view text, std
       {"median5", TransformKind::kMedian5, 0}, {"expand3", TransformKind::kBinning, -3},
       {"invert", TransformKind::kInverse, 0},  {"raw", TransformKind::kRaw, 0},
       {"raw-seq", TransformKind::kRawSeq, 0},  {"bmp-seq", TransformKind::kBmpSeq, 0},
-      {"page", TransformKind::kPage, 0}};
+      {"page", TransformKind::kPage, 0},       {"tiff", TransformKind::kTiff, 0},
+      {"ome-tiff", TransformKind::kTiff, 1}};
   const size_t colon = text.find(':');
   const std::string_view name = text.substr(0, colon);
   TransformRequest s;
@@ -122,8 +124,16 @@ SaveDialogSetup SaveDialogFor(TransformKind kind) {
       return {kPageTitle, {}, {}};
     case TransformKind::kProfile:
       return {kProfileTitle, kXkvExportFilter, kXkvExportDefaultExt};
+    case TransformKind::kTiff:
+      return {kTiffTitle, kTiffFilter, kTiffDefaultExt};
   }
   return {};
+}
+
+SaveDialogSetup SaveDialogFor(const TransformRequest& request) {
+  if (request.kind == TransformKind::kTiff && request.n == 1)
+    return {kOmeTiffTitle, kOmeTiffFilter, kOmeTiffDefaultExt};
+  return SaveDialogFor(request.kind);
 }
 
 ExportResult RunTransform(ExportJob& job, const TransformRequest& request,
@@ -167,6 +177,8 @@ ExportResult RunTransform(ExportJob& job, const TransformRequest& request,
       return ExportBmpPage(job, out_path, context.palette, context.view);
     case TransformKind::kProfile:
       return ExportProfile(job, out_path, request.line);
+    case TransformKind::kTiff:
+      return ExportTiff(job, out_path, request.n == 1);
   }
   return {};
 }

@@ -30,6 +30,7 @@ enum class TransformKind {
   kBmpSeq,     // bmp-seq
   kPage,       // page
   kProfile,    // profile:X0,Y0,X1,Y1,WIDTH
+  kTiff,       // tiff (n = 0: ImageJ description), ome-tiff (n = 1: OME-XML)
 };
 
 struct TransformRequest {
@@ -50,12 +51,14 @@ struct SaveDialogSetup {
   std::string_view default_ext;
 };
 SaveDialogSetup SaveDialogFor(TransformKind kind);
+// The same for a request: the OME-TIFF stack has its own title and filter.
+SaveDialogSetup SaveDialogFor(const TransformRequest& request);
 
 // The transforms' short names, for help texts.
 inline constexpr std::string_view kTransformNames =
     "sum:N (N = 2, 5, 10, 20, 50, 100, 150, 200), median5, part:FIRST,LAST, thin:FIRST,N, "
     "bin:2, bin:3, bin:5, expand3, threshold:T, invert, raw, raw-seq, bmp-seq, page, "
-    "profile:X0,Y0,X1,Y1,WIDTH";
+    "profile:X0,Y0,X1,Y1,WIDTH, tiff, ome-tiff";
 
 // Nothing, with `error` set, when the text names no transform or its numbers
 // are malformed. Ranges that depend on the record are checked by RunTransform.

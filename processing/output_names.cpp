@@ -43,6 +43,13 @@ std::string DefaultTransformName(const std::string& record_path, const Transform
       return base + "_page.bmp";
     case TransformKind::kProfile:
       return base + "_profile.xkv";
+    case TransformKind::kTiff: {
+      // "cell3.ome.tif" has the base "cell3", not "cell3.ome".
+      const std::string stem = base.ends_with(".ome") ? base.substr(0, base.size() - 4) : base;
+      const std::string ext = r.n == 1 ? ".ome.tif" : ".tif";
+      // A TIFF record is not offered as its own output.
+      return stem + ext == record_path ? stem + "_16bit" + ext : stem + ext;
+    }
   }
   return base + ".xkv";
 }

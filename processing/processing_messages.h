@@ -103,6 +103,18 @@ inline constexpr std::string_view kFuseOpenTitle =
     "Select group of ''XKV'' files to save as one XKV file";
 inline constexpr std::string_view kFuseSaveTitle = "Save selected files as one XKV Data File";
 // What the save dialog returns to after a RAW export.
+// "Save Record As" TIFF stacks.
+inline constexpr std::string_view kTiffTitle = "Save Record as TIFF Stack (16 bit)";
+inline constexpr std::string_view kOmeTiffTitle = "Save Record as OME-TIFF Stack";
+inline constexpr std::string_view kTiffFilter = "TIFF Stack (16 bit)|*.tif";
+inline constexpr std::string_view kOmeTiffFilter = "OME-TIFF Stack|*.ome.tif";
+inline constexpr std::string_view kTiffDefaultExt = "*.tif";
+inline constexpr std::string_view kOmeTiffDefaultExt = "*.ome.tif";
+inline constexpr std::string_view kTiffWritten = "TIFF stack was written";
+inline constexpr std::string_view kTiffSizesDiffer =
+    "Frames of different size can not be written as one TIFF stack";
+inline constexpr std::string_view kTiffWriteError = "TIFF write error";
+
 inline constexpr std::string_view kXkvExportFilter = "Data as 'XKV' 1-2 byte/pixel|*.xkv";
 inline constexpr std::string_view kXkvExportDefaultExt = "*.xkv";
 

@@ -20,6 +20,23 @@ inline constexpr std::string_view kDifferentSizeWarning =
     "DANGER! - Some Frames in Record have different X or Y dimensions";
 inline constexpr std::string_view kNoFramesWarning = "The record holds no frame";
 
+// TIFF records. The detail names the file, the page and the reason.
+inline constexpr std::string_view kTiffFileError = "TIFF File Error";
+inline constexpr std::string_view kTiffUnsupportedPage = "Unsupported TIFF Page";
+inline constexpr std::string_view kTiffNoSuchPlane = "No such channel or Z plane in the TIFF file";
+// Warnings: the record opens with the frames before the trouble.
+inline constexpr std::string_view kTiffChainBroken = "The chain of TIFF pages is broken";
+inline constexpr std::string_view kTiffPageRefused = "A TIFF page can not be read";
+inline constexpr std::string_view kTiffFramesNotIndexed = "Frames beyond the 10000th are not read";
+inline constexpr std::string_view kTiffFewerPages = "The TIFF file holds fewer pages than its metadata says";
+// The lines `info` lists for a TIFF record: where each value came from.
+inline constexpr std::string_view kNotePixelSize = "pixel size";
+inline constexpr std::string_view kNoteFrameTime = "frame time";
+inline constexpr std::string_view kNoteExposure = "exposure";
+inline constexpr std::string_view kNoteSamples = "samples";
+inline constexpr std::string_view kNoteNoMetadata = "no metadata";
+inline constexpr std::string_view kNoteIgnored = "not used";
+
 inline constexpr std::string_view kOpenDialogTitle = "Open ''XKV'' Data File";
 inline constexpr std::string_view kSaveFrameTitle = "Save Current Frame as XKV Data File";
 

@@ -1,10 +1,6 @@
 #include "record/record_store.h"
 
-#include <sys/stat.h>
-
 #include <algorithm>
-#include <cerrno>
-#include <filesystem>
 #include <new>
 
 #include "common/text_format.h"
@@ -34,87 +30,31 @@ std::string RecordStore::MakeCaption(const std::string& path, int32_t frames, in
          FormatGeneral(static_cast<double>(tenths) * 0.1) + " Mb)";
 }
 
-bool RecordStore::FirstFrameReadable(std::FILE* f, const std::string& path, Reporter& reporter) {
-  if (std::getc(f) == EOF) return true;  // zero bytes: a record of no frame
-  std::rewind(f);
-  PRM_INFO p = DefaultPrmInfo();
-  ADD_INFO a;
-  // The reader's own message, with the file named for the command line.
-  CollectingReporter refusal;
-  const FrameReadStatus st = ReadXKVHeader(f, p, a, refusal);
-  if (st == FrameReadStatus::kEndOfRecord) {
-    reporter.Modal(kFrameReadingError, path + ": the file ends inside the header of frame 0");
-    return false;
-  }
-  if (st != FrameReadStatus::kOk) {
-    for (const std::string& t : refusal.Texts(MessageKind::kModal))
-      reporter.Modal(t, path + ": frame 0 can not be read");
-    return false;
-  }
-  struct stat info {};
-  const off_t data_at = ftello(f);
-  if (fstat(fileno(f), &info) == 0 && S_ISREG(info.st_mode) && data_at >= 0) {
-    const int64_t held = static_cast<int64_t>(info.st_size) - data_at;
-    if (held < PixelDataBytes(p)) {
-      reporter.Modal(kFrameReadingError,
-                     path + ": frame 0 needs " + std::to_string(PixelDataBytes(p)) +
-                         " bytes of pixel data, the file holds " + std::to_string(held));
-      return false;
-    }
-  }
-  std::rewind(f);
-  return true;
-}
-
 bool RecordStore::Open(const std::string& path, Reporter& reporter) {
-  std::error_code ec;
-  // A folder opens for reading on some systems and then reads as nothing.
-  const bool folder = std::filesystem::is_directory(path, ec);
-  FileHandle f = folder ? nullptr : OpenFile(path, "rb");
-  if (!f) {
-    reporter.Modal(kFileOpenError, OpenFailureDetail(path, folder ? EISDIR : errno));
-    return false;
-  }
+  std::unique_ptr<FrameSource> source =
+      MakeFrameSource(path, raw_byte_buffer_.data(), tiff_options_, reporter);
+  if (!source) return false;
   // The open record is given up only for one whose first frame can be shown.
-  if (!FirstFrameReadable(f.get(), path, reporter)) return false;
+  if (!source->Check(reporter)) return false;
   Close();
   file_name_ = path;
 
-  // Scan: read each header, seek over its data. Pixel data is neither read nor
-  // checked for completeness; a cut-short last frame still counts here.
+  SourceScan scan;
+  scan.index = &index_;
+  source->Scan(scan);
+  open_warnings_ = std::move(scan.warnings);
+  open_notes_ = std::move(scan.notes);
+  scanned_bytes_ = scan.scanned_bytes;
+  source_ = std::move(source);
+
   double interval_sum = 0;
   float prev_time_s = 0;
-  int64_t pos = 0;
-  while (static_cast<int32_t>(index_.size()) < kMaxIndexedFrames) {
-    PrmBytes hb;
-    if (std::fread(hb.data(), 1, hb.size(), f.get()) != hb.size()) break;
-    const PRM_INFO p = DecodePrmInfo(hb);
-    // A negative PixelCount would seek backwards and a depth above 16 bits
-    // would overflow MaxLevel: the record ends before such a header.
-    if (p.PixelCount < 0 || p.BitsPerPixel > 16) {
-      std::string reason = p.PixelCount < 0 ? "PixelCount=" + std::to_string(p.PixelCount)
-                                            : "BitsPerPixel=" + std::to_string(p.BitsPerPixel);
-      open_warnings_.push_back(std::string(kBrokenFrameHeader) + " (" + reason +
-                               "): the record ends before frame " + std::to_string(index_.size()));
-      break;
-    }
-    FrameIndexEntry e;
-    e.FrameBits = p.BitsPerPixel;
-    e.FrameBytes = PixelDataBytes(p);
-    e.FrameTimeMs = p.TimeMs;
-    e.Offset = pos;
-    const float t = static_cast<float>(p.TimeMs) * 0.001f;
-    if (!index_.empty()) interval_sum += static_cast<double>(t - prev_time_s);
+  for (const FrameIndexEntry& e : index_) {
+    const float t = static_cast<float>(e.FrameTimeMs) * 0.001f;
+    if (!frame_times_.empty()) interval_sum += static_cast<double>(t - prev_time_s);
     prev_time_s = t;
-    index_.push_back(e);
     frame_times_.push_back(t);
-    const int64_t skip = e.FrameBytes + (p.AddInfoFlag == 1 ? kAddInfoBytes : 0);
-    pos += kPrmInfoBytes + skip;
-    if (fseeko(f.get(), static_cast<off_t>(skip), SEEK_CUR) != 0) break;
   }
-  const off_t end = ftello(f.get());
-  scanned_bytes_ = end < 0 ? 0 : static_cast<int64_t>(end);
-  f.reset();
 
   if (!index_.empty()) {
     int32_t level = 1;
@@ -148,12 +88,13 @@ bool RecordStore::Open(const std::string& path, Reporter& reporter) {
 }
 
 void RecordStore::Close() {
-  file_.reset();
+  source_.reset();
   file_name_.clear();
   caption_.clear();
   index_.clear();
   frame_times_.clear();
   open_warnings_.clear();
+  open_notes_.clear();
   frame_interval_ = 0;
   scanned_bytes_ = 0;
   record_reading_ = false;
@@ -167,23 +108,21 @@ void RecordStore::Close() {
 }
 
 bool RecordStore::ReopenAtStart() {
-  file_ = OpenFile(file_name_, "rb");
   frames_read_ = 0;
-  record_reading_ = static_cast<bool>(file_);
+  record_reading_ = source_ && source_->Rewind();
   return record_reading_;
 }
 
 FrameReadStatus RecordStore::ReadNext(Reporter& reporter) {
-  if (!file_) return FrameReadStatus::kEndOfRecord;
+  if (!Reading()) return FrameReadStatus::kEndOfRecord;
   // Frames beyond the indexed ones (past the 10000th) are never shown.
   if (frames_read_ >= FrameCount()) return FrameReadStatus::kEndOfRecord;
-  const FrameReadStatus st = ReadXKVFrame(file_.get(), prm_, add_, frame_buffer_.data(),
-                                          raw_byte_buffer_.data(), reporter);
+  const FrameReadStatus st = source_->ReadNext(prm_, add_, frame_buffer_.data(), reporter);
   // A refused frame leaves no current one (a short read may have overwritten
   // part of the buffer); the normal end keeps the last frame read.
   if (st != FrameReadStatus::kEndOfRecord) has_frame_ = st == FrameReadStatus::kOk;
   if (st == FrameReadStatus::kShortData) {
-    file_.reset();
+    source_->Release();
     record_reading_ = false;
     frames_read_ = 0;
     return st;
@@ -216,17 +155,17 @@ bool RecordStore::NextFrame(Reporter& reporter) {
   }
   if (ReadNext(reporter) == FrameReadStatus::kOk) return true;
   // The end of the record, or a frame that cannot be read: start again at 0.
-  file_.reset();
+  if (source_) source_->Release();
   record_reading_ = false;
   current_frame_ = 0;
   return false;
 }
 
 void RecordStore::PrevFrame(Reporter& reporter) {
-  if (!file_ || !record_reading_ || current_frame_ < 1 || frames_read_ < 2) return;
+  if (!Reading() || !record_reading_ || current_frame_ < 1 || frames_read_ < 2) return;
   // Seek to the record of the frame before the one shown, then read it again.
   const int32_t target = frames_read_ - 2;
-  if (fseeko(file_.get(), static_cast<off_t>(index_[target].Offset), SEEK_SET) != 0) return;
+  if (!source_->SeekTo(target, index_[target])) return;
   frames_read_ = target;
   current_frame_ -= 2;
   NextFrame(reporter);
@@ -234,7 +173,7 @@ void RecordStore::PrevFrame(Reporter& reporter) {
 
 void RecordStore::FirstFrame(Reporter& reporter) {
   if (!record_loaded_) return;
-  file_.reset();
+  if (source_) source_->Release();
   record_reading_ = false;
   NextFrame(reporter);
 }

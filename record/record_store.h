@@ -12,20 +12,12 @@
 
 #include "common/file_handle.h"
 #include "common/report.h"
+#include "record/frame_source.h"
 #include "record/frame_step.h"
 #include "record/xkv_format.h"
 #include "record/xkv_reader.h"
 
 namespace lumetra {
-
-inline constexpr int32_t kMaxIndexedFrames = 10000;
-
-struct FrameIndexEntry {
-  int64_t FrameBytes = 0;   // pixel data on disk: PixelCount, doubled above 8 bits
-  int32_t FrameTimeMs = 0;  // the frame's TimeMs
-  uint8_t FrameBits = 0;    // the frame's BitsPerPixel
-  int64_t Offset = 0;       // file offset of the frame record (for stepping back)
-};
 
 class RecordStore {
  public:
@@ -100,6 +92,14 @@ class RecordStore {
   int64_t ScannedBytes() const { return scanned_bytes_; }
   // Warnings the last Open gave (also reported), for read-outs such as `info`.
   const std::vector<std::string>& OpenWarnings() const { return open_warnings_; }
+  // What the last Open says about the file beyond its frames: where the pixel
+  // size and the timing of a TIFF came from, which planes were read and what
+  // was left unread. Empty for an XKV record, whose headers say everything.
+  const std::vector<std::string>& OpenNotes() const { return open_notes_; }
+
+  // Fallbacks and plane choice for the TIFF files opened from now on.
+  void SetTiffOptions(const TiffReadOptions& options) { tiff_options_ = options; }
+  const TiffReadOptions& TiffOptions() const { return tiff_options_; }
 
   bool UsePartOfRecord() const { return use_part_of_record_; }
   void SetUsePartOfRecord(bool on) { use_part_of_record_ = on; }
@@ -114,16 +114,18 @@ class RecordStore {
   RecordStore() = default;
   void RunChain();
   bool ReopenAtStart();
-  // Frame 0 of a file about to be opened, checked without touching the open
-  // record: false after reporting why it cannot be read.
-  static bool FirstFrameReadable(std::FILE* f, const std::string& path, Reporter& reporter);
+  bool Reading() const { return source_ && source_->IsOpen(); }
 
-  FileHandle file_;
+  // The open record's frames; kept from Open to Close, its file opened and
+  // closed as the stream restarts.
+  std::unique_ptr<FrameSource> source_;
+  TiffReadOptions tiff_options_;
   std::string file_name_;
   std::string caption_;
   std::vector<FrameIndexEntry> index_;
   std::vector<float> frame_times_;
   std::vector<std::string> open_warnings_;
+  std::vector<std::string> open_notes_;
   double frame_interval_ = 0.0001;
   int32_t max_level_ = 1024;  // the default header's 10 bits
   int32_t current_frame_ = -1;

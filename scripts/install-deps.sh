@@ -7,6 +7,7 @@ set -euo pipefail
 packages=(
   g++ make cmake ninja-build pkg-config
   qt6-base-dev libgl-dev
+  libtiff-dev
   libgtest-dev libgmock-dev googletest libbenchmark-dev
   xvfb xauth
 )

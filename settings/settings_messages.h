@@ -45,6 +45,12 @@ inline constexpr std::string_view kSharpRefusal = "Strength Value Out of Order";
 inline constexpr std::string_view kShift68Title = "Set Shift for 68deg imahe";
 inline constexpr std::string_view kShift68Prompt = "counts/pix";
 inline constexpr std::string_view kShift68Refusal = "Shift value out of order (-1000 1000";
+inline constexpr std::string_view kTiffNmTitle = "Pixel size of TIFF records without one (1-100000 nm)";
+inline constexpr std::string_view kTiffNmPrompt = "nm/pix=";
+inline constexpr std::string_view kTiffNmRefusal = "Pixel size out of order (1-100000 nm";
+inline constexpr std::string_view kTiffMsTitle = "Frame time of TIFF records without one (0.01-100000 ms)";
+inline constexpr std::string_view kTiffMsPrompt = "ms=";
+inline constexpr std::string_view kTiffMsRefusal = "Frame time out of order (0.01-100000 ms";
 
 // Menu captions: the fixed ones and the pieces the others are built from.
 inline constexpr std::string_view kScaleBarCaption = "Scale Bar Size";

@@ -12,7 +12,7 @@
 namespace lumetra {
 namespace {
 
-constexpr std::array<SettingDialog, 10> kDialogs = {{
+constexpr std::array<SettingDialog, 12> kDialogs = {{
     {"SetFWHM", "SetFWHMClick", kFwhmTitle, kFwhmPrompt, true, true},
     {"SetStep", "SetStepClick", kStepTitle, kStepPrompt, false, false},
     {"SetVelocityStep", "SetVelocityStepClick", kVelocityStepTitle, kVelocityStepPrompt, false,
@@ -26,6 +26,8 @@ constexpr std::array<SettingDialog, 10> kDialogs = {{
     {"SetLocalBackgr", "SetLocalBackgrClick", kLocalBackgrTitle, kLocalBackgrPrompt, false, false},
     {"SetSharpStrength", "SetSharpStrengthClick", kSharpTitle, kSharpPrompt, false, false},
     {"Shift68", "Shift68Click", kShift68Title, kShift68Prompt, false, false},
+    {"SetTiffNmPerPixel", "SetTiffNmPerPixelClick", kTiffNmTitle, kTiffNmPrompt, false, false},
+    {"SetTiffFrameMs", "SetTiffFrameMsClick", kTiffMsTitle, kTiffMsPrompt, false, false},
 }};
 
 std::string Whole(double v) {
@@ -72,6 +74,10 @@ std::string OfferedText(const Settings& s, SettingCommand command) {
       return FormatGeneral(s.SharpStrength);
     case SettingCommand::kShift68:
       return std::to_string(s.Shift68);
+    case SettingCommand::kSetTiffNmPerPixel:
+      return FormatGeneral(s.TiffNmPerPixel);
+    case SettingCommand::kSetTiffFrameMs:
+      return FormatGeneral(s.TiffFrameMs);
   }
   return {};
 }
@@ -134,6 +140,18 @@ SetResult ApplySetting(Settings& s, SettingCommand command, std::string_view tex
       if (n < -1000 || n > 1000) return Refused(kShift68Refusal);
       s.Shift68 = n;
       return Accepted();
+    case SettingCommand::kSetTiffNmPerPixel: {
+      const auto v = TypedReal(text);
+      if (!v || !(*v >= 1 && *v <= 100000)) return Refused(kTiffNmRefusal);
+      s.TiffNmPerPixel = *v;
+      return Accepted();
+    }
+    case SettingCommand::kSetTiffFrameMs: {
+      const auto v = TypedReal(text);
+      if (!v || !(*v >= 0.01 && *v <= 100000)) return Refused(kTiffMsRefusal);
+      s.TiffFrameMs = *v;
+      return Accepted();
+    }
   }
   return Refused({});
 }
@@ -159,6 +177,12 @@ std::string LocalBackgrCaption(int32_t radius) {
 std::string ViewCaption(int32_t zoom) {
   return "View (Z=" + std::to_string(zoom) + ")";
 }
+std::string TiffNmCaption(double nm) {
+  return "TIFF without scale: " + FormatGeneral(nm) + " nm/pix";
+}
+std::string TiffMsCaption(double ms) {
+  return "TIFF without timing: " + FormatGeneral(ms) + " ms/frame";
+}
 std::string WindowCaption(int32_t frames) {
   return "Window=" + std::to_string(frames) + "fr";
 }
@@ -175,6 +199,8 @@ MenuCaptions StartCaptions(const Settings& s) {
   c.SetLocalBackgr = LocalBackgrCaption(s.LocalBackgrRad);
   c.SetSharpStrength = "Sharp=" + FormatGeneral(s.SharpStrength);
   c.Shift68 = "68deg Shift=" + std::to_string(s.Shift68) + "(c/p)";
+  c.SetTiffNmPerPixel = TiffNmCaption(s.TiffNmPerPixel);
+  c.SetTiffFrameMs = TiffMsCaption(s.TiffFrameMs);
   c.View = std::string(kViewCaption);
   c.WindLen = WindowCaption(s.DetectWindow);
   return c;
@@ -202,6 +228,10 @@ const std::string& CaptionOf(const MenuCaptions& c, SettingCommand command) {
       return c.SetSharpStrength;
     case SettingCommand::kShift68:
       return c.Shift68;
+    case SettingCommand::kSetTiffNmPerPixel:
+      return c.SetTiffNmPerPixel;
+    case SettingCommand::kSetTiffFrameMs:
+      return c.SetTiffFrameMs;
   }
   return c.View;
 }
@@ -241,6 +271,12 @@ SetResult SettingsModel::Set(SettingCommand command, std::string_view text) {
       break;
     case SettingCommand::kShift68:
       c.Shift68 = "68deg Shift=" + std::to_string(s.Shift68) + "(c/p)";
+      break;
+    case SettingCommand::kSetTiffNmPerPixel:
+      c.SetTiffNmPerPixel = TiffNmCaption(s.TiffNmPerPixel);
+      break;
+    case SettingCommand::kSetTiffFrameMs:
+      c.SetTiffFrameMs = TiffMsCaption(s.TiffFrameMs);
       break;
   }
   return r;

@@ -32,6 +32,9 @@ struct Settings {
   // Not in the file.
   double SharpStrength = 16;
   int32_t Shift68 = 0;  // counts per pixel
+  // What a TIFF record that does not say its pixel size or frame interval is taken to have.
+  double TiffNmPerPixel = 100;  // nm per pixel
+  double TiffFrameMs = 50;      // ms between frames
 
   bool operator==(const Settings&) const = default;
 };
@@ -48,6 +51,8 @@ enum class SettingCommand {
   kSetLocalBackgr,
   kSetSharpStrength,
   kShift68,
+  kSetTiffNmPerPixel,
+  kSetTiffFrameMs,
 };
 
 inline constexpr SettingCommand kAllSettingCommands[] = {
@@ -56,6 +61,7 @@ inline constexpr SettingCommand kAllSettingCommands[] = {
     SettingCommand::kProfileWidth,     SettingCommand::kSetScaleBarSize,
     SettingCommand::kSetPrintZoom,     SettingCommand::kSetLocalBackgr,
     SettingCommand::kSetSharpStrength, SettingCommand::kShift68,
+    SettingCommand::kSetTiffNmPerPixel, SettingCommand::kSetTiffFrameMs,
 };
 
 // The input box of a command and what the window does after a change.
@@ -98,6 +104,8 @@ struct MenuCaptions {
   std::string SetLocalBackgr;
   std::string SetSharpStrength;
   std::string Shift68;
+  std::string SetTiffNmPerPixel;
+  std::string SetTiffFrameMs;
   std::string View;     // the View menu: "View (Z=2)" once the zoom was read or changed
   std::string WindLen;  // the step window's window length: "Window=10fr"
   bool operator==(const MenuCaptions&) const = default;

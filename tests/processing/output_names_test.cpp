@@ -44,6 +44,15 @@ TEST(OutputNames, SaveDialogsOfferANameFromTheRecord) {
   EXPECT_EQ(DefaultImportName("/data/cam/cell3_0001.raw"), "/data/cam/cell3_0001.xkv");
 }
 
+TEST(OutputNames, TiffStacksAreNeverOfferedTheirOwnRecord) {
+  EXPECT_EQ(DefaultTransformName("/d/cell3.xkv", Req(TransformKind::kTiff)), "/d/cell3.tif");
+  EXPECT_EQ(DefaultTransformName("/d/cell3.xkv", Req(TransformKind::kTiff, 1)), "/d/cell3.ome.tif");
+  EXPECT_EQ(DefaultTransformName("/d/cell3.tif", Req(TransformKind::kTiff)), "/d/cell3_16bit.tif");
+  EXPECT_EQ(DefaultTransformName("/d/cell3.ome.tif", Req(TransformKind::kTiff, 1)),
+            "/d/cell3_16bit.ome.tif");
+  EXPECT_EQ(DefaultTransformName("/d/cell3.ome.tif", Req(TransformKind::kTiff)), "/d/cell3.tif");
+}
+
 TEST(OutputNames, BaseKeepsDotsOfFoldersAndHiddenFiles) {
   EXPECT_EQ(RecordBase("/data/run.2/cell3"), "/data/run.2/cell3");
   EXPECT_EQ(RecordBase("/data/.rec"), "/data/.rec");

@@ -9,6 +9,7 @@
 #include "common/random.h"
 #include "record/record_messages.h"
 #include "record/record_store.h"
+#include "tests/support/tiff_builder.h"
 #include "tests/support/xkv_builder.h"
 
 namespace lumetra {
@@ -173,6 +174,140 @@ TEST(HostileFiles, MutatedRecordsNeverCrashOrHang) {
     ASSERT_LT(store->CurrentFrame(), std::max(n, 1));
   }
   EXPECT_GT(opened, 1500) << "most mutants keep a readable frame 0";
+}
+
+// TIFF files that lie: each is refused with the file named and the reason
+// given, or opens with the frames before the damage and a warning. The record
+// open before a refusal stays open.
+struct HostileTiff {
+  const char* name;
+  void (*spoil)(std::vector<uint8_t>&);
+  std::string_view message;  // the message box, or the start of the warning
+  const char* detail;        // part of the message box's detail or of the warning
+  int32_t frames;            // frames of the record when it opens, -1 when refused
+};
+
+const HostileTiff kTiffCases[] = {
+    {"huge dimensions",
+     [](std::vector<uint8_t>& b) {
+       testing::PatchTag(b, 0, 256, 60000);
+       testing::PatchTag(b, 0, 257, 60000);
+     },
+     kTiffUnsupportedPage, "60000 x 60000 pixels is above the largest frame", -1},
+    {"strip offset past the end", [](std::vector<uint8_t>& b) { testing::PatchTag(b, 0, 273, 0x7FFFFF00); },
+     kTiffUnsupportedPage, "lies beyond the end of the file", -1},
+    {"a compression nobody knows", [](std::vector<uint8_t>& b) { testing::PatchTag(b, 0, 259, 60001); },
+     kTiffUnsupportedPage, "compression 60001 can not be decoded", -1},
+    {"12-bit samples", [](std::vector<uint8_t>& b) { testing::PatchTag(b, 0, 258, 12); },
+     kTiffUnsupportedPage, "12-bit unsigned samples are not read", -1},
+    {"three samples per pixel", [](std::vector<uint8_t>& b) { testing::PatchTag(b, 0, 277, 3); },
+     kTiffUnsupportedPage, "3 samples per pixel", -1},
+    {"no page at all", [](std::vector<uint8_t>& b) { b.resize(8); b[4] = b[5] = b[6] = b[7] = 0; },
+     kTiffFileError, "", -1},
+    {"the header only", [](std::vector<uint8_t>& b) { b.resize(4); }, kTiffFileError, "", -1},
+    {"the second page too large",
+     [](std::vector<uint8_t>& b) {
+       testing::PatchTag(b, 1, 256, 60000);
+       testing::PatchTag(b, 1, 257, 60000);
+     },
+     kTiffPageRefused, "page 1: 60000 x 60000 pixels", 1},
+    {"the chain loops back to the first page",
+     [](std::vector<uint8_t>& b) { testing::PatchNextIfd(b, 2, testing::IfdOffset(b, 0)); },
+     kTiffChainBroken, "after page 2", 3},
+    {"a page that points at itself",
+     [](std::vector<uint8_t>& b) { testing::PatchNextIfd(b, 1, testing::IfdOffset(b, 1)); },
+     kTiffChainBroken, "after page 1", 2},
+    {"cut short inside the last directory", [](std::vector<uint8_t>& b) { b.erase(b.end() - 20, b.end()); },
+     kTiffChainBroken, "after page 1", 2},
+    {"cut to two thirds", [](std::vector<uint8_t>& b) { b.resize(b.size() * 2 / 3); },
+     kTiffChainBroken, "after page 0", 1},
+};
+
+TEST(HostileFiles, TiffRefusedWithTheFileAndTheReason) {
+  CollectingReporter messages;
+  auto store = RecordStore::Create(messages);
+  const std::string good = TempPath("good.tif");
+  testing::TiffSpec spec;
+  spec.pages = 3;
+  testing::WriteTiff(good, spec);
+  const std::vector<uint8_t> seed = testing::ReadBytes(good);
+  for (const HostileTiff& c : kTiffCases) {
+    SCOPED_TRACE(c.name);
+    ASSERT_TRUE(store->Open(good, messages));
+    messages.Clear();
+    std::vector<uint8_t> bytes = seed;
+    c.spoil(bytes);
+    const std::string path = TempPath("hostile.tif");
+    testing::WriteBytes(path, bytes);
+    const bool opened = store->Open(path, messages);
+    if (c.frames < 0) {
+      EXPECT_FALSE(opened);
+      ASSERT_EQ(messages.Texts(MessageKind::kModal), std::vector<std::string>{std::string(c.message)});
+      ASSERT_EQ(messages.Details().size(), 1u);
+      EXPECT_EQ(messages.Details()[0].rfind(path, 0), 0u) << messages.Details()[0];
+      EXPECT_NE(messages.Details()[0].find(c.detail), std::string::npos) << messages.Details()[0];
+      EXPECT_EQ(store->RecordFileName(), good);
+      EXPECT_TRUE(store->NextFrame(messages));
+      continue;
+    }
+    ASSERT_TRUE(opened) << ::testing::PrintToString(messages.Texts());
+    EXPECT_EQ(store->FrameCount(), c.frames);
+    ASSERT_EQ(store->OpenWarnings().size(), 1u);
+    EXPECT_EQ(store->OpenWarnings()[0].rfind(c.message, 0), 0u) << store->OpenWarnings()[0];
+    EXPECT_NE(store->OpenWarnings()[0].find(c.detail), std::string::npos) << store->OpenWarnings()[0];
+    for (int32_t f = 0; f < c.frames; ++f) EXPECT_TRUE(store->GoToFrame(f, messages));
+    EXPECT_EQ(store->FrameBuffer()[1], static_cast<uint16_t>(spec.value(1, 0, c.frames - 1)));
+  }
+}
+
+// Mutants of a compressed, tiled stack with ImageJ metadata, of a BigTIFF and
+// of an OME-TIFF whose XML the mutations reach:
+// whatever libtiff makes of them, opening and reading never crashes, hangs,
+// or shows a frame larger than the frame buffer.
+TEST(HostileFiles, MutatedTiffsNeverCrashOrHang) {
+  NullReporter quiet;
+  auto store = RecordStore::Create(quiet);
+  std::vector<std::vector<uint8_t>> seeds;
+  for (int k = 0; k < 3; ++k) {
+    testing::TiffSpec spec;
+    spec.width = 40, spec.height = 20, spec.pages = 4;
+    spec.compression = k == 0 ? 5 : 8;
+    spec.tile = k == 0 ? 16 : 0;
+    spec.rows_per_strip = 6;
+    spec.big = k == 1;
+    spec.description =
+        k < 2 ? "ImageJ=1.54f\nimages=4\nchannels=2\nframes=2\nunit=micron\nfinterval=0.1\n"
+              : "<OME><Image><Pixels DimensionOrder=\"XYCTZ\" SizeC=\"2\" SizeZ=\"1\" "
+                "SizeT=\"2\" PhysicalSizeX=\"0.1\" TimeIncrement=\"0.1\"><TiffData IFD=\"0\" "
+                "PlaneCount=\"4\"/><Plane TheC=\"1\" TheT=\"1\" DeltaT=\"0.2\"/></Pixels>"
+                "</Image></OME>";
+    spec.xres = 10;
+    const std::string path = TempPath("tiff-seed.tif");
+    testing::WriteTiff(path, spec);
+    seeds.push_back(testing::ReadBytes(path));
+  }
+  const std::string path = TempPath("mutant.tif");
+  Rng rng(77);
+  int opened = 0;
+  for (int i = 0; i < 1500; ++i) {
+    const std::vector<uint8_t>& seed = seeds[i % 3];
+    std::vector<uint8_t> bytes = seed;
+    // Keep the magic so the TIFF reader, not the XKV one, meets the damage.
+    Mutate(bytes, rng);
+    if (bytes.size() >= 4) std::copy(seed.begin(), seed.begin() + 4, bytes.begin());
+    testing::WriteBytes(path, bytes);
+    if (!store->Open(path, quiet)) continue;
+    ++opened;
+    const int32_t n = store->FrameCount();
+    ASSERT_LE(n, 4);
+    for (int step = 0; step < n + 2; ++step) {
+      store->NextFrame(quiet);
+      ASSERT_LE(static_cast<int64_t>(store->Width()) * store->Height(), kMaxFramePixels);
+    }
+    store->GoToFrame(1, quiet);
+    store->PrevFrame(quiet);
+  }
+  EXPECT_GT(opened, 300) << "many mutants keep a readable frame 0";
 }
 
 }  // namespace

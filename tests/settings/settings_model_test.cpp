@@ -112,6 +112,11 @@ TEST(SettingsModel, SetterBoundaries) {
       {C::kShift68, "1001", nullptr, "Shift value out of order (-1000 1000"},
       {C::kShift68, "junk", "0", nullptr},
       {C::kShift68, " 12 ", "12", nullptr},
+      {C::kSetTiffNmPerPixel, "106.7", "106.7", nullptr},
+      {C::kSetTiffNmPerPixel, "0.5", nullptr, "Pixel size out of order (1-100000 nm"},
+      {C::kSetTiffFrameMs, "0.01", "0.01", nullptr},
+      {C::kSetTiffFrameMs, "100001", nullptr, "Frame time out of order (0.01-100000 ms"},
+      {C::kSetTiffFrameMs, "fast", nullptr, "not a number"},
       {C::kShift68, "99999999999", "0", nullptr},  // beyond 32 bits: not a number
   };
   for (const SetCase& c : cases) {
