@@ -191,6 +191,7 @@ RecordResult RunBatchRecord(const std::string& record_path, const BatchOptions& 
     r.message = Because(kRecordUnreadable, log);
     return finish(r);
   }
+  record->SetTiffOptions(options.tiff);
   std::unique_ptr<TemporalMedian> median;
   if (options.median_frames > 0) {
     median = std::make_unique<TemporalMedian>(log);

@@ -10,6 +10,7 @@
 #include <string>
 
 #include "batch/batch_names.h"
+#include "record/frame_source.h"
 #include "spots/spot_params.h"
 #include "steps/step_analysis.h"
 
@@ -24,6 +25,8 @@ struct BatchOptions {
   bool save_zpos = false;
   // Step tests: the step-detection window's settings.
   StepSettings steps;
+  // What a TIFF record does not say itself, and its channel and Z plane.
+  TiffReadOptions tiff;
   // The main window's temporal median (3, 5 or 7 frames; 0 off).
   int32_t median_frames = 0;
   // Skip a record whose output is already there (outputs appear only complete).

@@ -85,23 +85,30 @@ ArgParser& AddTiffOptions(ArgParser& parser) {
       .Option("z", "Z", "TIFF stack of several Z planes: the plane read (from 0)", "0");
 }
 
-std::optional<int> ApplyTiffOptions(const ArgParser& parser, RecordStore& store,
-                                    const std::string& command) {
-  TiffReadOptions o;
-  std::string error;
+bool ReadTiffOptions(const ArgParser& parser, TiffReadOptions& o, std::string& error) {
   int64_t channel = 0, z = 0;
   if (!parser.Real("nm-per-pixel", o.nm_per_pixel, error) ||
       !parser.Real("frame-ms", o.frame_ms, error) ||
       !parser.Int("channel", channel, error, 0, 1 << 20) || !parser.Int("z", z, error, 0, 1 << 20))
-    return Fail(command, error, 2);
-  if (!(o.nm_per_pixel > 0) || !(o.frame_ms > 0))
-    return Fail(command, "--nm-per-pixel and --frame-ms must be above 0", 2);
+    return false;
+  if (!(o.nm_per_pixel > 0) || !(o.frame_ms > 0)) {
+    error = "--nm-per-pixel and --frame-ms must be above 0";
+    return false;
+  }
   o.channel = static_cast<int32_t>(channel);
   o.z = static_cast<int32_t>(z);
   if (parser.Has("nm-per-pixel")) o.nm_origin = "--nm-per-pixel";
   if (parser.Has("frame-ms")) o.frame_ms_origin = "--frame-ms";
   if (parser.Has("channel")) o.channel_origin = "--channel";
   if (parser.Has("z")) o.z_origin = "--z";
+  return true;
+}
+
+std::optional<int> ApplyTiffOptions(const ArgParser& parser, RecordStore& store,
+                                    const std::string& command) {
+  TiffReadOptions o;
+  std::string error;
+  if (!ReadTiffOptions(parser, o, error)) return Fail(command, error, 2);
   store.SetTiffOptions(o);
   return std::nullopt;
 }

@@ -39,6 +39,8 @@ bool OpenRecordWithFrames(RecordStore& store, const std::string& path, Reporter&
 // --nm-per-pixel, --frame-ms, --channel and --z: what a TIFF record does not
 // say itself, and which channel and Z plane of a stack are the frames.
 ArgParser& AddTiffOptions(ArgParser& parser);
+// Reads those options. False with `error` set when one is malformed.
+bool ReadTiffOptions(const ArgParser& parser, TiffReadOptions& options, std::string& error);
 // Hands those options to the store for the records it opens. Returns an exit
 // code after the message when one is malformed, else nothing.
 std::optional<int> ApplyTiffOptions(const ArgParser& parser, RecordStore& store,

@@ -134,6 +134,7 @@ std::optional<int> ParseBatchRun(const std::string& program, const std::vector<s
                              "the test's threshold, 0-1000 (default 15), for the count and "
                              "the output name");
   }
+  AddTiffOptions(p);
   std::vector<std::string> rest(args.begin() + 1, args.end());
   std::string error;
   if (!p.Parse(rest, error)) {
@@ -164,6 +165,7 @@ std::optional<int> ParseBatchRun(const std::string& program, const std::vector<s
     if (!frames) return Usage(program, "--temporal-median must be 3, 5 or 7");
     o.median_frames = *frames;
   }
+  if (!ReadTiffOptions(p, o.tiff, error)) return Usage(program, error);
   o.resume = p.Has("resume");
   run.summary = p.Value("summary");
   run.files = p.Args();
