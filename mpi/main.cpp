@@ -156,9 +156,12 @@ int Dispatch(const BatchRun& run, int ranks, const std::atomic<bool>* stop) {
   auto hand_out = [&](int rank) -> std::optional<size_t> {
     if (stop->load()) return std::nullopt;
     const auto index = ledger.Next(rank);
-    if (index && terminal)
+    if (!index) return index;
+    if (terminal)
       std::cerr << "\r\033[K" << ProgressLine(++started, ledger.Total(), ledger.File(*index))
                 << std::flush;
+    // The file names the rank that has the record from now on.
+    keep(false);
     return index;
   };
   auto take = [&](size_t index, int rank, RecordResult row) {

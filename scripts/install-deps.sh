@@ -8,6 +8,7 @@ packages=(
   g++ make cmake ninja-build pkg-config
   qt6-base-dev libgl-dev
   libgtest-dev libgmock-dev googletest libbenchmark-dev
+  openmpi-bin libopenmpi-dev
   xvfb xauth
 )
 
