@@ -144,7 +144,7 @@ int Dispatch(const BatchRun& run, int ranks, const std::atomic<bool>* stop) {
   RecordLedger ledger(run.files, options);
   SummaryKeeper keeper(run.summary);
   std::string error;
-  bool summary_ok = keeper.Keep(ledger, true, error);
+  bool summary_ok = true;
   auto keep = [&](bool force) {
     if (summary_ok && !keeper.Keep(ledger, force, error)) {
       summary_ok = false;
@@ -178,12 +178,13 @@ int Dispatch(const BatchRun& run, int ranks, const std::atomic<bool>* stop) {
     keep(false);
   };
 
+  // The summary is there from the start: every record "not run".
+  keep(true);
   LocalRecord local;
   auto start_local = [&] {
     if (const auto index = hand_out(0)) local.Start(*index, ledger.File(*index), options, stop);
   };
   start_local();
-  keep(true);
   std::vector<int> waiting;  // ranks that asked when there was nothing to hand out
   bool mpi_failed = false;
   std::optional<Clock::time_point> stopped_at;
