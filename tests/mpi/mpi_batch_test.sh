@@ -12,7 +12,7 @@ mode=$1 cli=$2 mpi=$3
 work=$4/mpi-$mode
 rm -rf "$work" && mkdir -p "$work" && cd "$work"
 fail() { echo "FAIL: $*" >&2; exit 1; }
-mpirun=(mpirun -np 3 --oversubscribe)
+mpirun=("${MPIRUN:-mpirun}" -np 3 --oversubscribe)
 
 # run EXPECTED-STATUS COMMAND...: runs it with stdout to out.tsv.
 run() {
