@@ -97,5 +97,7 @@ int RunFuse(const std::vector<std::string>& args);
 int RunImport(const std::vector<std::string>& args);
 // bench export: the record transforms and the temporal median (cli/bench_export.cpp).
 int BenchExport(const std::string& path, int repeats, const std::string& out_dir);
+// bench batch [options]: batch runs over simulated records (cli/bench_batch.cpp).
+int BenchBatch(const std::vector<std::string>& args);
 
 }  // namespace lumetra::cli

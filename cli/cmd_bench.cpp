@@ -187,6 +187,8 @@ int BenchTrack(const std::string& path, int repeats, bool resolve_close) {
 }  // namespace
 
 int RunBench(const std::vector<std::string>& args) {
+  // batch makes its own records and has options of its own.
+  if (!args.empty() && args[0] == "batch") return BenchBatch({args.begin() + 1, args.end()});
   ArgParser p("bench",
               "Measures speed on a record and prints each figure beside a floor measured\n"
               "in the same run. KIND: read (open the record and read every frame through\n"
@@ -196,8 +198,9 @@ int RunBench(const std::vector<std::string>& args) {
               "through the store and against writing every frame unchanged); track (spot\n"
               "detection, linking and the second pass, against an 11 x 11 box sum over\n"
               "every pixel); steps (the step detection's two passes, against a 5 x 5 box\n"
-              "sum over every pixel).");
-  p.Positional("KIND", "what to measure: read, display, export, track or steps")
+              "sum over every pixel). 'bench batch' (no FILE) measures batch runs over\n"
+              "simulated records: 'lumetra-cli bench batch --help'.");
+  p.Positional("KIND", "what to measure: read, display, export, track, steps (or batch)")
       .Positional("FILE.xkv", "the record (make one with 'lumetra-cli simulate')")
       .Option("repeats", "N", "runs to take the median of", "5")
       .Flag("resolve-close", "track: with Resolve Close Spots on")

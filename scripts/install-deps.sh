@@ -9,6 +9,7 @@ packages=(
   qt6-base-dev libgl-dev
   libtiff-dev
   libgtest-dev libgmock-dev googletest libbenchmark-dev
+  openmpi-bin libopenmpi-dev
   xvfb xauth
 )
 
