@@ -9,7 +9,8 @@ packages=(
   qt6-base-dev libgl-dev
   libtiff-dev
   libgtest-dev libgmock-dev googletest libbenchmark-dev
-  openmpi-bin libopenmpi-dev
+  # mpirun starts even local ranks through an ssh client's launcher.
+  openmpi-bin libopenmpi-dev openssh-client
   xvfb xauth
 )
 
