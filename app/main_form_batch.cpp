@@ -74,19 +74,19 @@ void TMainForm::BuildBatchMenu() {
 }
 
 void TMainForm::DoSPTinFilesClick() {
-  RunSptBatch(AskOpenFiles(Q(kBatchSptTitle), Q(kXkvFilter)));
+  RunSptBatch(AskOpenFiles(Q(kBatchSptTitle), Q(kRecordFilter)));
 }
 
 void TMainForm::BatchStestClick() {
-  RunStepBatch(BatchKind::kStest, AskOpenFiles(Q(kBatchStepsTitle), Q(kXkvFilter)));
+  RunStepBatch(BatchKind::kStest, AskOpenFiles(Q(kBatchStepsTitle), Q(kRecordFilter)));
 }
 
 void TMainForm::BatchPtestClick() {
-  RunStepBatch(BatchKind::kPtest, AskOpenFiles(Q(kBatchStepsTitle), Q(kXkvFilter)));
+  RunStepBatch(BatchKind::kPtest, AskOpenFiles(Q(kBatchStepsTitle), Q(kRecordFilter)));
 }
 
 void TMainForm::MStestClick() {
-  RunStepBatch(BatchKind::kMStest, AskOpenFiles(Q(kBatchMStestTitle), Q(kXkvFilter)));
+  RunStepBatch(BatchKind::kMStest, AskOpenFiles(Q(kBatchMStestTitle), Q(kRecordFilter)));
 }
 
 QString TMainForm::BatchPanelText() const {
