@@ -261,6 +261,9 @@ class TMainForm : public QMainWindow {
   void BuildBatchMenu();
   // One record of a batch run: opened here (unless it is open already), run
   // through the window's handlers, its row added to batch_.
+  // Opens (unless `open` is false: the record is open already) the record of
+  // a batch run; false after its row says why it has no output.
+  bool OpenBatchRecord(const QString& path, const std::string& planned, bool open);
   void RunSptRecord(const QString& path, const TSpotForm::BatchSetup& setup, bool open);
   void RunStepRecord(const QString& path);
   bool BatchStopRequested() const { return batch_stop_; }

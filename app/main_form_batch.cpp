@@ -197,16 +197,21 @@ void TMainForm::RunSptBatch(const QStringList& files) {
 // Tracks when "LinkTracks in Batch Mode" is checked, Save XKI: with the flag
 // set the window writes to the record's batch name without a dialog. The
 // window's ".txt" offer has no use here, as the run writes no text file.
-void TMainForm::RunSptRecord(const QString& path, const TSpotForm::BatchSetup& setup, bool open) {
-  const std::string planned = BatchOutputName(S(path), batch_->Options());
+bool TMainForm::OpenBatchRecord(const QString& path, const std::string& planned, bool open) {
   if (open && !OpenRecord(path)) {
     batch_->EndRecord(false, planned, -1, kRecordUnreadable);
-    return;
+    return false;
   }
   if (store_->FrameCount() <= 0 || !store_->HasFrame()) {
     batch_->EndRecord(false, planned, -1, kRecordNoFrame);
-    return;
+    return false;
   }
+  return true;
+}
+
+void TMainForm::RunSptRecord(const QString& path, const TSpotForm::BatchSetup& setup, bool open) {
+  const std::string planned = BatchOutputName(S(path), batch_->Options());
+  if (!OpenBatchRecord(path, planned, open)) return;
   batch_flag_ = true;
   if (batch_stop_) return;
   SpotingClick();
@@ -283,14 +288,7 @@ void TMainForm::RunStepRecord(const QString& path) {
   const BatchKind kind = batch_->Options().kind;
   const std::string planned = BatchOutputName(S(path), batch_->Options());
   batch_flag_ = true;
-  if (!OpenRecord(path)) {
-    batch_->EndRecord(false, planned, -1, kRecordUnreadable);
-    return;
-  }
-  if (store_->FrameCount() <= 0 || !store_->HasFrame()) {
-    batch_->EndRecord(false, planned, -1, kRecordNoFrame);
-    return;
-  }
+  if (!OpenBatchRecord(path, planned, true)) return;
   if (batch_stop_) return;
   DetectingClick();
   if (!detect_form_) {
