@@ -1,0 +1,34 @@
+// Drift of the whole field, estimated from the tracks themselves: for every
+// pair of consecutive frames, the mean displacement of all tracks that have a
+// point in both, summed up from the first frame. Diffusion averages out over
+// the tracks; what is common to all of them is the stage or sample drift.
+// Frames no track connects carry the drift of the frame before.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "spots/track_series.h"
+
+namespace lumetra {
+
+struct DriftCurve {
+  // Per frame 0 .. frames - 1: position of the field relative to frame 0 (um),
+  // and the tracks that connect the frame to the one before.
+  std::vector<double> x_um, y_um;
+  std::vector<int32_t> pairs;
+  // Least-squares slope of the drift against the frame (um per frame).
+  double rate_x_um = 0, rate_y_um = 0;
+  bool Known() const;
+};
+
+DriftCurve EstimateDrift(const TrackSet& set);
+
+// Subtracts the drift from every point of the tracks.
+void ApplyDrift(TrackSet& set, const DriftCurve& drift);
+
+// One row per frame under kDriftHeader (nm).
+std::string DriftText(const DriftCurve& drift, double frame_s);
+
+}  // namespace lumetra
