@@ -187,6 +187,7 @@ int BenchTrack(const std::string& path, int repeats, bool resolve_close) {
 }  // namespace
 
 int RunBench(const std::vector<std::string>& args) {
+  if (!args.empty() && args[0] == "stats") return BenchStats(args);
   ArgParser p("bench",
               "Measures speed on a record and prints each figure beside a floor measured\n"
               "in the same run. KIND: read (open the record and read every frame through\n"

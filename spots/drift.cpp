@@ -30,26 +30,23 @@ DriftCurve EstimateDrift(const TrackSet& set) {
     }
   d.x_um.assign(frames, 0);
   d.y_um.assign(frames, 0);
-  double sf = 0, sff = 0, sfx = 0, sfy = 0, sxs = 0, sys = 0, n = 0;
-  for (size_t f = 0; f < frames; ++f) {
-    if (f > 0) {
-      const double p = d.pairs[f];
-      d.x_um[f] = d.x_um[f - 1] + (p > 0 ? sx[f] / p : 0);
-      d.y_um[f] = d.y_um[f - 1] + (p > 0 ? sy[f] / p : 0);
+  // The rate: the mean step over the connected frame pairs (for a constant
+  // drift under diffusion, the increments are independent and this is the
+  // best estimate; a line through the summed curve weighs them unevenly).
+  double rx = 0, ry = 0, connected = 0;
+  for (size_t f = 1; f < frames; ++f) {
+    const double p = d.pairs[f];
+    d.x_um[f] = d.x_um[f - 1] + (p > 0 ? sx[f] / p : 0);
+    d.y_um[f] = d.y_um[f - 1] + (p > 0 ? sy[f] / p : 0);
+    if (p > 0) {
+      rx += sx[f] / p;
+      ry += sy[f] / p;
+      ++connected;
     }
-    const double x = static_cast<double>(f);
-    sf += x;
-    sff += x * x;
-    sfx += x * d.x_um[f];
-    sfy += x * d.y_um[f];
-    sxs += d.x_um[f];
-    sys += d.y_um[f];
-    ++n;
   }
-  const double den = n * sff - sf * sf;
-  if (den > 0) {
-    d.rate_x_um = (n * sfx - sf * sxs) / den;
-    d.rate_y_um = (n * sfy - sf * sys) / den;
+  if (connected > 0) {
+    d.rate_x_um = rx / connected;
+    d.rate_y_um = ry / connected;
   }
   return d;
 }

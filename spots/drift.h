@@ -18,7 +18,7 @@ struct DriftCurve {
   // and the tracks that connect the frame to the one before.
   std::vector<double> x_um, y_um;
   std::vector<int32_t> pairs;
-  // Least-squares slope of the drift against the frame (um per frame).
+  // Mean drift per frame over the frame pairs some track connects (um).
   double rate_x_um = 0, rate_y_um = 0;
   bool Known() const;
 };
