@@ -5,6 +5,7 @@
 #include <cstdio>
 #include <cstring>
 #include <filesystem>
+#include <functional>
 #include <fstream>
 #include <iostream>
 #include <iterator>
@@ -23,10 +24,13 @@
 #include "spots/track_export.h"
 #include "spots/track_msd.h"
 #include "spots/track_series.h"
+#include "spots/track_stats_run.h"
 #include "spots/xki_file.h"
 
 namespace lumetra::cli {
 namespace {
+
+constexpr double kDensityBinUm = 0.05;
 
 bool EndsWith(std::string s, std::string_view end) {
   std::transform(s.begin(), s.end(), s.begin(), [](unsigned char c) { return std::tolower(c); });
@@ -66,18 +70,6 @@ bool LoadXki(const std::string& path, int32_t record_frames, TrackSet& set, doub
     return false;
   }
   return true;
-}
-
-// Four significant digits, as the summary prints them.
-std::string G4(double v) {
-  char b[32];
-  std::snprintf(b, sizeof b, "%.4g", v);
-  return b;
-}
-
-std::string Fixed(double v, int decimals) {
-  if (!std::isfinite(v)) return v != v ? "nan" : (v > 0 ? "inf" : "-inf");
-  return FormatFixed(v, decimals);
 }
 
 // Draws a table through `lumetra-cli plot`.
@@ -128,7 +120,10 @@ int RunStats(const std::vector<std::string>& args) {
       .Option("drift", "DRIFT.tsv", "estimate the drift, write it, and correct the tracks")
       .Option("corrected", "TRACKS.xki", "write the drift-corrected tracks as an XKI file")
       .Option("corrected-tsv", "TRACKS.tsv", "write the drift-corrected tracks as a track table")
-      .Option("plot", "PREFIX", "draw PREFIX-msd.png, -diffusion.png, -jumps.png (-drift.png)");
+      .Option("density", "MAP.pgm", "write the density map of all points (50 nm bins) as a PGM image")
+      .Option("plot", "PREFIX",
+              "draw PREFIX-msd.png, -diffusion.png, -jumps.png, -velocity.png, -intensity.png "
+              "(and -drift.png)");
   if (auto code = ParseOrExit(p, args)) return *code;
   ConsoleReporter reporter;
   std::string error;
@@ -202,169 +197,62 @@ int RunStats(const std::vector<std::string>& args) {
   int64_t max_lag = 50;
   if (!p.Int("max-lag", max_lag, error, 1, kMaxTrackFrames)) return Fail("stats", error, 2);
 
-  PrepareCounts counts;
-  if (!PrepareForStatistics(set, reporter, &counts)) return 1;
+  if (!p.Has("drift") && (p.Has("corrected") || p.Has("corrected-tsv")))
+    return Fail("stats", "--corrected and --corrected-tsv need --drift", 2);
+  StatsOptions options;
+  options.method = estimator == "cve" ? DiffusionMethod::kCve : DiffusionMethod::kMsdFit;
+  options.max_lag = static_cast<int32_t>(max_lag);
+  options.states = states;
+  options.fixed_states = !auto_states;
+  options.correct_drift = p.Has("drift");
+  StatsRun run;
+  if (!RunTrackStatistics(std::move(set), options, run, reporter)) return 1;
+  const PrepareCounts& counts = run.counts;
   if (counts.short_tracks || counts.nan_points || counts.gapped_tracks)
     std::cerr << "lumetra-cli stats: " << counts.short_tracks
               << " tracks under 3 points left out, " << counts.nan_points
               << " NaN points made gaps, " << counts.gapped_tracks << " tracks with gaps\n";
+  std::cout << StatsSummary(run, auto_states);
 
-  DriftCurve drift;
-  if (p.Has("drift")) {
-    drift = EstimateDrift(set);
-    if (!drift.Known()) reporter.Warning(kStatNoDrift);
-    if (!WriteTextFile(p.Value("drift"), DriftText(drift, timing.frame_s), kFileWritingError,
-                       reporter))
+  struct Output {
+    const char* option;
+    std::function<std::string()> text;
+  };
+  const Output outputs[] = {
+      {"drift", [&] { return DriftText(run.drift, timing.frame_s); }},
+      {"corrected-tsv", [&] { return TidyTextFromTrackSet(run.set); }},
+      {"msd", [&] { return MsdTableText(run); }},
+      {"diffusion", [&] { return DiffusionText(run.diffusion.tracks); }},
+      {"jumps", [&] { return JumpHistogramText(run.jumps, run.jump_fit); }},
+      {"jump-states", [&] { return JumpStatesText(run.jump_fit); }},
+      {"density", [&] { return DensityMapPgm(BuildDensityMap(run.set, kDensityBinUm)); }},
+  };
+  for (const Output& o : outputs)
+    if (p.Has(o.option) && !WriteTextFile(p.Value(o.option), o.text(), kFileWritingError, reporter))
       return 1;
-    ApplyDrift(set, drift);
-    if (p.Has("corrected")) {
-      auto store = std::make_unique<TrackStore>();
-      if (!StoreFromTrackSet(set, *store, error)) return Fail("stats", error);
-      XkiWriteOptions xki;
-      xki.parameter = static_cast<float>(timing.nm_per_pixel);
-      if (!WriteXkiFile(p.Value("corrected"), *store, xki, reporter)) return 1;
-    }
-    if (p.Has("corrected-tsv") &&
-        !WriteTextFile(p.Value("corrected-tsv"), TidyTextFromTrackSet(set), kFileWritingError,
-                       reporter))
-      return 1;
-  } else if (p.Has("corrected") || p.Has("corrected-tsv")) {
-    return Fail("stats", "--corrected and --corrected-tsv need --drift", 2);
+  if (p.Has("corrected")) {
+    auto store = std::make_unique<TrackStore>();
+    if (!StoreFromTrackSet(run.set, *store, error)) return Fail("stats", error);
+    XkiWriteOptions xki;
+    xki.parameter = static_cast<float>(timing.nm_per_pixel);
+    if (!WriteXkiFile(p.Value("corrected"), *store, xki, reporter)) return 1;
   }
-
-  const DiffusionMethod method = estimator == "cve" ? DiffusionMethod::kCve : DiffusionMethod::kMsdFit;
-  const DiffusionResult diff = EstimateDiffusion(set, method);
-  int64_t points = 0;
-  for (const TrackSeries& t : set.tracks) points += t.Points();
-  std::cout << DiffusionSummary(diff.ensemble, points);
-  int32_t low = 0;
-  for (const DiffusionEstimate& e : diff.tracks) low += e.LowSnr();
-  std::cout << "tracks with snr below 1: " << low << '\n';
-  std::cout << "frame_s=" << G4(timing.frame_s) << " exposure_s=" << G4(timing.exposure_s)
-            << " nm_per_pixel=" << G4(timing.nm_per_pixel) << '\n';
-
-  const double blur_r = MotionBlurCoefficient(timing.frame_s, timing.exposure_s);
-  // sigma for the jump fit and the MSD error bars: the covariance estimator's,
-  // whichever estimator reports D.
-  const DiffusionResult cve =
-      method == DiffusionMethod::kCve ? diff : EstimateDiffusion(set, DiffusionMethod::kCve);
-  const std::vector<double> jumps = JumpDistances(set);
-  const JumpFitResult jfit = FitJumpDistances(jumps, timing.frame_s, cve.ensemble.sigma2_um2,
-                                              blur_r, states, !auto_states);
-  if (jfit.fits.empty()) {
-    reporter.Warning(kStatNoJumps);
-  } else {
-    const JumpFit& c = jfit.Chosen();
-    std::cout << "jumps=" << jfit.jumps << " states=" << c.states
-              << (auto_states ? " (BIC)" : "") << '\n';
-    for (size_t k = 0; k < c.s.size(); ++k)
-      std::cout << "state " << k + 1 << ": D=" << G4(c.s[k].d_um2_s)
-                << " um2/s fraction=" << Fixed(c.s[k].fraction, 3) << '\n';
-  }
-  if (p.Has("drift"))
-    std::cout << "drift=" << Fixed(drift.rate_x_um * 1000, 3) << ", "
-              << Fixed(drift.rate_y_um * 1000, 3) << " nm/frame\n";
-
-  const int32_t lags = static_cast<int32_t>(max_lag);
-  const MsdCurve ens = EnsembleMsd(set, lags);
-  if (p.Has("msd")) {
-    std::string s(kMsdHeader);
-    char line[160];
-    auto rows = [&](const std::string& track, const MsdCurve& c) {
-      for (int32_t n = 1; n <= c.MaxLag(); ++n) {
-        const size_t i = static_cast<size_t>(n - 1);
-        if (!c.pairs[i]) continue;
-        std::snprintf(line, sizeof line, "\t%d\t%.6g\t%.6g\t%.6g\t%lld\n", n, n * timing.frame_s,
-                      c.msd_um2[i], c.sem_um2[i], static_cast<long long>(c.pairs[i]));
-        s += track;
-        s += line;
-      }
-    };
-    rows("ensemble", ens);
-    for (size_t k = 0; k < set.tracks.size(); ++k) {
-      MsdCurve c = TrackMsd(set.tracks[k], lags);
-      const DiffusionEstimate& e = cve.tracks[k];
-      if (e.valid)
-        MsdErrorBars(c, set.tracks[k].Points(), e.d_um2_s, cve.ensemble.sigma2_um2, blur_r,
-                     timing.frame_s);
-      rows(std::to_string(set.tracks[k].id), c);
-    }
-    if (!WriteTextFile(p.Value("msd"), s, kFileWritingError, reporter)) return 1;
-  }
-  if (p.Has("diffusion") &&
-      !WriteTextFile(p.Value("diffusion"), DiffusionText(diff.tracks), kFileWritingError, reporter))
-    return 1;
-  if (p.Has("jumps") && !WriteTextFile(p.Value("jumps"), JumpHistogramText(jumps, jfit),
-                                       kFileWritingError, reporter))
-    return 1;
-  if (p.Has("jump-states") && !WriteTextFile(p.Value("jump-states"), JumpStatesText(jfit),
-                                             kFileWritingError, reporter))
-    return 1;
-
   if (p.Has("plot")) {
-    const std::string prefix = p.Value("plot");
-    // MSD with its error bars and the line of the ensemble D and sigma.
-    std::string t = "lag_s\tMSD_um2\tsem\tfit\n";
-    const double d = diff.ensemble.d_um2_s, s2 = cve.ensemble.sigma2_um2;
-    for (int32_t n = 1; n <= ens.MaxLag(); ++n) {
-      const size_t i = static_cast<size_t>(n - 1);
-      if (!ens.pairs[i]) continue;
-      const double lag = n * timing.frame_s;
-      t += FormatGeneral(lag) + '\t' + FormatGeneral(ens.msd_um2[i]) + '\t' +
-           (std::isfinite(ens.sem_um2[i]) ? FormatGeneral(ens.sem_um2[i]) : "0") + '\t' +
-           FormatGeneral(4 * d * lag + 4 * s2 - 8 * blur_r * d * timing.frame_s) + '\n';
-    }
-    if (int c = Plot(t, prefix + "-msd.png",
-                     {"--types", "variation,line", "--title-x", "lag (s)", "--title-y",
-                      "MSD (um2)", "--note",
-                      "D=" + G4(d) + " um2/s [" + G4(diff.ensemble.d_low) + ", " +
-                          G4(diff.ensemble.d_high) + "]"}))
-      return c;
-    // Distribution of the tracks' D.
-    std::vector<double> ds;
-    for (const DiffusionEstimate& e : diff.tracks)
-      if (e.valid) ds.push_back(e.d_um2_s);
-    std::sort(ds.begin(), ds.end());
-    if (!ds.empty()) {
-      const double lo = std::min(0.0, ds[ds.size() / 100]), hi = ds[ds.size() * 99 / 100];
-      const int32_t bins = 40;
-      const double w = hi > lo ? (hi - lo) / bins : 1;
-      std::vector<int64_t> count(bins, 0);
-      for (double x : ds)
-        ++count[static_cast<size_t>(std::clamp<int64_t>(static_cast<int64_t>((x - lo) / w), 0, bins - 1))];
-      std::string h = "D_um2_s\ttracks\n";
-      for (int32_t b = 0; b < bins; ++b)
-        h += FormatGeneral(lo + (b + 0.5) * w) + '\t' + std::to_string(count[static_cast<size_t>(b)]) + '\n';
-      if (int c = Plot(h, prefix + "-diffusion.png",
-                       {"--types", "bar", "--title-x", "D (um2/s)", "--title-y", "tracks"}))
-        return c;
-    }
-    if (!jfit.fits.empty()) {
-      std::string j = JumpHistogramText(jumps, jfit);
-      // Drop the count column: density of the data against that of each fit.
-      std::string out;
-      size_t pos = 0;
-      while (pos < j.size()) {
-        const size_t end = j.find('\n', pos);
-        std::string line = j.substr(pos, end - pos);
-        const size_t a = line.find('\t'), b = line.find('\t', a + 1);
-        out += line.substr(0, a) + line.substr(b) + '\n';
-        pos = end + 1;
-      }
-      std::string types = "bar";
-      for (size_t k = 0; k < jfit.fits.size(); ++k) types += ",line";
-      if (int c = Plot(out, prefix + "-jumps.png",
-                       {"--types", types, "--title-x", "jump (um)", "--title-y", "density (1/um)"}))
-        return c;
-    }
-    if (p.Has("drift")) {
-      std::string dr = "time_s\tdx_nm\tdy_nm\n";
-      for (size_t f = 0; f < drift.x_um.size(); ++f)
-        dr += FormatGeneral(f * timing.frame_s) + '\t' + FormatGeneral(drift.x_um[f] * 1000) +
-              '\t' + FormatGeneral(drift.y_um[f] * 1000) + '\n';
-      if (int c = Plot(dr, prefix + "-drift.png",
-                       {"--types", "line,line", "--title-x", "time (s)", "--title-y", "drift (nm)"}))
-        return c;
+    const struct {
+      StatsView view;
+      const char* name;
+    } views[] = {{StatsView::kMsd, "msd"},         {StatsView::kDiffusion, "diffusion"},
+                 {StatsView::kJumps, "jumps"},     {StatsView::kDrift, "drift"},
+                 {StatsView::kVelocity, "velocity"}, {StatsView::kIntensity, "intensity"}};
+    for (const auto& v : views) {
+      const StatsPlot plot = StatsPlotFor(run, v.view);
+      if (plot.table.empty()) continue;
+      std::string types;
+      for (const std::string& t : plot.types) types += (types.empty() ? "" : ",") + t;
+      std::vector<std::string> args = {"--types", types, "--title-x", plot.title_x, "--title-y",
+                                       plot.title_y};
+      if (!plot.note.empty()) args.insert(args.end(), {"--note", plot.note});
+      if (int c = Plot(plot.table, p.Value("plot") + "-" + v.name + ".png", args)) return c;
     }
   }
   return 0;
