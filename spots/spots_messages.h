@@ -136,6 +136,9 @@ inline constexpr std::string_view kStatTooManyTracks = "more than 10000 tracks";
 inline constexpr std::string_view kStatNoJumps = "Too few jumps for a jump-distance fit";
 inline constexpr std::string_view kStatNoDrift = "No frame pair shares a track: drift unknown";
 inline constexpr std::string_view kStatLowSnr = "signal-to-noise below 1 (sqrt(D dt)/sigma)";
+inline constexpr std::string_view kStatNoView = "Nothing to show: run the statistics on tracks first";
+inline constexpr std::string_view kStatNoDriftView = "Check Correct Drift to estimate the drift";
+inline constexpr std::string_view kStatWindowCaption = "Lumetra - Track Statistics";
 // Headers of the statistics tables.
 inline constexpr std::string_view kMsdHeader = "track\tlag\tlag_s\tmsd_um2\tsem_um2\tpairs\n";
 inline constexpr std::string_view kDiffusionHeader =
