@@ -127,6 +127,7 @@ const std::vector<Command>& Commands() {
       {"simulate", "write a simulated single-molecule record and its truth table", RunSimulate},
       {"track", "find and track single particles, write XKI and tidy track tables", RunTrack},
       {"eval", "score a track table against a simulator truth table", RunEval},
+      {"stats", "diffusion, MSD, jump distances and drift of tracks", RunStats},
       {"eval-steps", "score a step detector's results against a simulator step table",
        RunEvalSteps},
       {"steps", "detect single bleaching and binding steps, score them, write the results",

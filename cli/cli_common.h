@@ -84,6 +84,9 @@ int RunPlot(const std::vector<std::string>& args);
 int RunRender(const std::vector<std::string>& args);
 int RunTrack(const std::vector<std::string>& args);
 int RunEval(const std::vector<std::string>& args);
+int RunStats(const std::vector<std::string>& args);
+// bench stats (cli/bench_stats.cpp).
+int BenchStats(const std::vector<std::string>& args);
 int RunEvalSteps(const std::vector<std::string>& args);
 int RunSteps(const std::vector<std::string>& args);
 int RunBatchCommand(const std::vector<std::string>& args);

@@ -189,6 +189,7 @@ int BenchTrack(const std::string& path, int repeats, bool resolve_close) {
 int RunBench(const std::vector<std::string>& args) {
   // batch makes its own records and has options of its own.
   if (!args.empty() && args[0] == "batch") return BenchBatch({args.begin() + 1, args.end()});
+  if (!args.empty() && args[0] == "stats") return BenchStats(args);
   ArgParser p("bench",
               "Measures speed on a record and prints each figure beside a floor measured\n"
               "in the same run. KIND: read (open the record and read every frame through\n"

@@ -8,6 +8,8 @@
 #include "common/line_reader.h"
 #include "common/text_format.h"
 #include "spots/track_eval.h"
+#include "spots/track_series.h"
+#include <cmath>
 
 namespace lumetra::cli {
 namespace {
@@ -35,7 +37,11 @@ int RunEval(const std::vector<std::string>& args) {
               "  var = (sa^2/N) / (1 + integral_0^1 ln(t) / (1 + t/tau) dt),\n"
               "  sa^2 = s^2 + a^2/12, tau = 2 pi sa^2 b / (N a^2),\n"
               "with s = FWHM/2.3548, a the pixel size, N the photons per spot and frame (the\n"
-              "median of the truth table unless --photons), b = background + read noise^2.");
+              "median of the truth table unless --photons), b = background + read noise^2.\n"
+              "When the truth table has the columns population and D_um2_s (simulate with a\n"
+              "mixture or a drift), it also scores D: each track belongs to the particle it\n"
+              "matches most, and per population the mean covariance-estimator D of its\n"
+              "tracks (with its 95 % interval) is printed beside the true D.");
   p.Positional("TRACKS.tsv", "table with columns track, frame, x_px, y_px")
       .Positional("TRUTH.tsv", "table with columns frame, particle, x, y, photons")
       .Option("radius", "PIXELS", "match radius", "1")
@@ -43,7 +49,8 @@ int RunEval(const std::vector<std::string>& args) {
       .Option("background", "N", "background photons per pixel and frame", "100")
       .Option("read-noise", "COUNTS", "camera read noise, standard deviation", "2")
       .Option("fwhm-nm", "NM", "FWHM of the spots", "250")
-      .Option("nm-per-pixel", "NM", "pixel size", "100");
+      .Option("nm-per-pixel", "NM", "pixel size", "100")
+      .Option("frame-s", "S", "time between frames for D (default: from the table's time_s)");
   if (auto code = ParseOrExit(p, args)) return *code;
   std::string error;
   double radius = 1, photons = 0, background = 100, read_noise = 2, fwhm = 250, scale = 100;
@@ -81,6 +88,27 @@ int RunEval(const std::vector<std::string>& args) {
             << "RMSE / limit: " << (limit > 0 ? FormatFixed(rmse_nm / limit, 3) : "n/a") << '\n'
             << "links reproduced: " << r.reproduced_links << " of " << r.true_links << " ("
             << FormatFixed(r.LinkFraction(), 4) << ")\n";
+  if (!truth.empty() && !std::isnan(truth.front().d_um2_s)) {
+    // The tracks as the statistics read them.
+    FileLines again;
+    std::vector<TidyPoint> tidy;
+    TrackSet set;
+    if (!again.Open(p.Arg(0)) || !ParseTidyTracks(again, tidy, error) ||
+        !TrackSetFromTidy(tidy, scale, set, error))
+      return Fail("eval", p.Arg(0) + ": " + error);
+    set.timing.frame_s = FrameIntervalFromTidy(tidy);
+    if (p.Has("frame-s") && !p.Real("frame-s", set.timing.frame_s, error))
+      return Fail("eval", error, 2);
+    NullReporter quiet;
+    if (!PrepareForStatistics(set, quiet))
+      return Fail("eval", "no track to score D on (a frame interval above 0 and tracks of 3 points "
+                          "are needed; --frame-s gives the interval)");
+    for (const PopulationScore& s : ScoreDiffusion(set, points, truth, radius))
+      std::cout << "population " << s.population << ": true D " << FormatGeneral(s.true_d)
+                << " um2/s, tracks " << s.tracks << ", D " << FormatFixed(s.mean_d, 4) << " ["
+                << FormatFixed(s.d_low, 4) << ", " << FormatFixed(s.d_high, 4) << "] ("
+                << FormatFixed(s.true_d > 0 ? 100 * (s.mean_d / s.true_d - 1) : 0, 1) << " %)\n";
+  }
   return 0;
 }
 

@@ -85,12 +85,30 @@ std::optional<std::string> CheckSimulationParams(const SimulationParams& p) {
   if (!(p.photons >= 0) || !(p.background >= 0) || !(p.read_noise >= 0))
     return "photons, background and read noise must not be negative";
   if (!(p.diffusion >= 0)) return "diffusion must not be negative";
+  if (p.diffusions.size() != p.fractions.size() && !p.fractions.empty())
+    return "give one fraction for every diffusion coefficient";
+  if (p.diffusions.size() > 10) return "at most 10 populations";
+  for (double d : p.diffusions)
+    if (!(d >= 0)) return "diffusion must not be negative";
+  double total = 0;
+  for (double f : p.fractions) {
+    if (!(f >= 0)) return "fractions must not be negative";
+    total += f;
+  }
+  if (!p.fractions.empty() && !(total > 0)) return "the fractions must add up to more than 0";
+  if (!std::isfinite(p.drift_x_nm) || !std::isfinite(p.drift_y_nm) ||
+      std::abs(p.drift_x_nm) > 1000 || std::abs(p.drift_y_nm) > 1000)
+    return "drift must be within 1000 nm per frame";
   if (!(p.frame_ms >= 1) || p.frame_ms * p.frames > 2e9) return "frame time must be at least 1 ms";
   if (!(p.bleach_prob >= 0 && p.bleach_prob <= 1)) return "bleach probability must be 0 to 1";
   if (p.fluorophores_min < 1 || p.fluorophores_max > 100 || p.fluorophores_min > p.fluorophores_max)
     return "fluorophores per spot must be 1 to 100, the smaller number first";
   if (!(p.binding_rate >= 0 && p.binding_rate <= 1)) return "binding rate must be 0 to 1";
   return std::nullopt;
+}
+
+bool HasPopulationTruth(const SimulationParams& p) {
+  return !p.diffusions.empty() || p.drift_x_nm != 0 || p.drift_y_nm != 0;
 }
 
 bool UsesStepModel(const SimulationParams& p) {
@@ -145,19 +163,39 @@ std::vector<TruthRow> SimulateTruth(const SimulationParams& p) {
   if (step_model)
     for (size_t i = 0; i < parts.size(); ++i) plans.push_back(PlanSpot(p, i));
   // Brownian step per axis: sqrt(2 D dt), um -> pixels.
-  const double step_px = std::sqrt(2.0 * p.diffusion * p.frame_ms * 1e-3) * 1000.0 / p.nm_per_pixel;
+  auto step_for = [&](double d) { return std::sqrt(2.0 * d * p.frame_ms * 1e-3) * 1000.0 / p.nm_per_pixel; };
+  // Populations from a stream of their own, so the paths of a record without
+  // a mixture stay what they were.
+  std::vector<int32_t> population(parts.size(), 0);
+  std::vector<double> step(parts.size(), step_for(p.diffusion));
+  if (!p.diffusions.empty()) {
+    Rng pick(p.seed, 0xD1FF05E);
+    double total = 0;
+    for (size_t k = 0; k < p.diffusions.size(); ++k)
+      total += p.fractions.empty() ? 1.0 : p.fractions[k];
+    for (size_t i = 0; i < parts.size(); ++i) {
+      double u = pick.Uniform() * total;
+      size_t k = 0;
+      while (k + 1 < p.diffusions.size() && u >= (p.fractions.empty() ? 1.0 : p.fractions[k]))
+        u -= p.fractions.empty() ? 1.0 : p.fractions[k++];
+      population[i] = static_cast<int32_t>(k);
+      step[i] = step_for(p.diffusions[k]);
+    }
+  }
+  const double drift_x = p.drift_x_nm / p.nm_per_pixel, drift_y = p.drift_y_nm / p.nm_per_pixel;
   for (int32_t f = 0; f < p.frames; ++f) {
     for (size_t i = 0; i < parts.size(); ++i) {
       Particle& q = parts[i];
       if (f > 0) {
-        q.x = Reflect(q.x + step_px * rng.Normal(), x_lo, x_hi);
-        q.y = Reflect(q.y + step_px * rng.Normal(), y_lo, y_hi);
+        q.x = Reflect(q.x + step[i] * rng.Normal(), x_lo, x_hi);
+        q.y = Reflect(q.y + step[i] * rng.Normal(), y_lo, y_hi);
         // Drawn with the step model too, so the paths stay those of a plain record.
         if (!q.bleached && p.bleach_prob > 0 && rng.Uniform() < p.bleach_prob) q.bleached = true;
       }
       const double photons =
           step_model ? plans[i].LitAt(f) * p.photons : (q.bleached ? 0.0 : p.photons);
-      rows.push_back({f, static_cast<int32_t>(i), q.x, q.y, photons});
+      rows.push_back({f, static_cast<int32_t>(i), q.x + f * drift_x, q.y + f * drift_y, photons,
+                      population[i]});
     }
   }
   return rows;
@@ -261,7 +299,10 @@ bool SimulateRecord(const SimulationParams& p, const std::string& xkv_path, Repo
   ADD_INFO add;
   std::vector<uint16_t> frame(static_cast<size_t>(prm.PixelCount));
   std::vector<float> scratch;
-  bool ok = std::fputs("frame\tparticle\tx\ty\tphotons\n", truth.get()) >= 0;
+  const bool populations = HasPopulationTruth(p);
+  bool ok = std::fputs(populations ? "frame\tparticle\tx\ty\tphotons\tpopulation\tD_um2_s\n"
+                                   : "frame\tparticle\tx\ty\tphotons\n",
+                       truth.get()) >= 0;
   for (int32_t f = 0; f < p.frames && ok; ++f) {
     const TruthRow* first = rows.data() + static_cast<size_t>(f) * p.spots;
     RenderSimulatedFrame(p, f, first, static_cast<size_t>(p.spots), scratch, frame.data());
@@ -269,8 +310,14 @@ bool SimulateRecord(const SimulationParams& p, const std::string& xkv_path, Repo
     ok = WriteXKVFrame(out.get(), prm, add, frame.data(), FrameWriteOptions{});
     for (int32_t s = 0; s < p.spots && ok; ++s) {
       const TruthRow& t = first[s];
-      ok = std::fprintf(truth.get(), "%d\t%d\t%.4f\t%.4f\t%.6g\n", t.frame, t.particle, t.x, t.y,
+      ok = std::fprintf(truth.get(), "%d\t%d\t%.4f\t%.4f\t%.6g", t.frame, t.particle, t.x, t.y,
                         t.photons) > 0;
+      if (ok && populations) {
+        const double d = p.diffusions.empty() ? p.diffusion
+                                              : p.diffusions[static_cast<size_t>(t.population)];
+        ok = std::fprintf(truth.get(), "\t%d\t%.6g", t.population, d) > 0;
+      }
+      ok = ok && std::fputc('\n', truth.get()) != EOF;
     }
   }
   ok = ok && std::fputs("particle\tx\ty\tframe\tkind\tphotons_before\tphotons_after\n",

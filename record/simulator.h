@@ -38,7 +38,19 @@ struct SimulationParams {
   int32_t fluorophores_min = 1;
   int32_t fluorophores_max = 1;
   double binding_rate = 0;
+  // Mixtures: with two or more entries, each particle belongs to population k
+  // with probability fractions[k] (normalised) and diffuses with
+  // diffusions[k] (um^2/s) instead of `diffusion`. Empty: one population.
+  std::vector<double> diffusions;
+  std::vector<double> fractions;
+  // A constant drift of the whole field (nm per frame), added to every
+  // position after the particles' own motion.
+  double drift_x_nm = 0, drift_y_nm = 0;
 };
+
+// True when the truth table carries the population and D columns: with a
+// mixture or a drift. Records made without them stay as they always were.
+bool HasPopulationTruth(const SimulationParams& p);
 
 // True when the parameters ask for the step model (more than one fluorophore
 // or binding); otherwise a spot is one fluorophore, visible from frame 0.
@@ -55,6 +67,7 @@ struct TruthRow {
   double x;        // column, pixel centres at whole numbers
   double y;        // row
   double photons;  // of the fluorophores lit; 0 before binding and once all have bleached
+  int32_t population = 0;  // index into SimulationParams::diffusions (0 without a mixture)
 };
 
 // One change of a spot's brightness: `frame` is the first frame that shows

@@ -116,4 +116,36 @@ inline constexpr std::string_view kStepTableShortLine = "the line ends before co
 inline constexpr std::string_view kStepTableNotNumber = "is not a number";
 inline constexpr std::string_view kStepTableBadKind = "kind must be drop or rise, not";
 
+
+// Statistics of the tracks (MSD, diffusion, jumps, drift).
+inline constexpr std::string_view kStatBadFrameInterval = "Frame interval must be above 0 s";
+inline constexpr std::string_view kStatNoFrameInterval =
+    "Frame interval unknown: give a record or the frame time";
+inline constexpr std::string_view kStatNoScale = "Pixel size unknown: give a record or the nm per pixel";
+inline constexpr std::string_view kStatShortTracks = " tracks with fewer than 3 points were left out";
+inline constexpr std::string_view kStatNanPoints = " points without a finite position were made gaps";
+inline constexpr std::string_view kStatGappedTracks =
+    " tracks have missing frames: displacements across a gap are not used";
+inline constexpr std::string_view kStatNoTracks = "No track has 3 or more points";
+inline constexpr std::string_view kStatFrameMismatch = "The tracks and the record disagree: ";
+inline constexpr std::string_view kStatTrackFramesPart = "the tracks reach frame ";
+inline constexpr std::string_view kStatRecordFramesPart = ", the record has ";
+inline constexpr std::string_view kStatFramesWord = " frames";
+inline constexpr std::string_view kStatTooLong = "a track spans more than 10000 frames";
+inline constexpr std::string_view kStatTooManyTracks = "more than 10000 tracks";
+inline constexpr std::string_view kStatNoJumps = "Too few jumps for a jump-distance fit";
+inline constexpr std::string_view kStatNoDrift = "No frame pair shares a track: drift unknown";
+inline constexpr std::string_view kStatLowSnr = "signal-to-noise below 1 (sqrt(D dt)/sigma)";
+inline constexpr std::string_view kStatNoView = "Nothing to show: run the statistics on tracks first";
+inline constexpr std::string_view kStatNoDriftView = "Check Correct Drift to estimate the drift";
+inline constexpr std::string_view kStatWindowCaption = "Lumetra - Track Statistics";
+// Headers of the statistics tables.
+inline constexpr std::string_view kMsdHeader = "track\tlag\tlag_s\tmsd_um2\tsem_um2\tpairs\n";
+inline constexpr std::string_view kDiffusionHeader =
+    "track\tpoints\tD_um2_s\tD_low\tD_high\tsigma_nm\tsnr\tmethod\n";
+inline constexpr std::string_view kJumpHeader = "r_um\tcount\tdensity_per_um";
+inline constexpr std::string_view kJumpStatesHeader =
+    "states\tstate\tD_um2_s\tfraction\tlog_likelihood\tbic\tchosen\n";
+inline constexpr std::string_view kDriftHeader = "frame\ttime_s\tdx_nm\tdy_nm\tpairs\n";
+
 }  // namespace lumetra

@@ -3,9 +3,12 @@
 #include <algorithm>
 #include <cmath>
 #include <map>
+#include <climits>
+#include <cstdint>
 #include <unordered_map>
 
 #include "common/text_format.h"
+#include "spots/diffusion_estimators.h"
 
 namespace lumetra {
 namespace {
@@ -14,7 +17,8 @@ namespace {
 // wanted column. False with `error` set.
 template <typename Row>
 bool ForEachRow(LineSource& lines, const std::vector<std::string_view>& wanted,
-                std::string& error, Row&& row) {
+                std::string& error, Row&& row, size_t required = SIZE_MAX) {
+  required = std::min(required, wanted.size());
   std::vector<size_t> cols;
   int64_t line_no = 0;
   std::vector<double> values(wanted.size());
@@ -27,6 +31,10 @@ bool ForEachRow(LineSource& lines, const std::vector<std::string_view>& wanted,
     if (cols.empty()) {
       for (std::string_view w : wanted) {
         auto it = std::find(f.begin(), f.end(), w);
+        if (it == f.end() && cols.size() >= required) {
+          cols.push_back(SIZE_MAX);  // an optional column that is absent: NaN
+          continue;
+        }
         if (it == f.end()) {
           error = "the header has no column '" + std::string(w) + "'";
           return false;
@@ -36,6 +44,10 @@ bool ForEachRow(LineSource& lines, const std::vector<std::string_view>& wanted,
       continue;
     }
     for (size_t i = 0; i < cols.size(); ++i) {
+      if (cols[i] == SIZE_MAX) {
+        values[i] = NAN;
+        continue;
+      }
       std::optional<double> v;
       if (cols[i] < f.size()) v = ParseReal(f[cols[i]]);
       if (!v) {
@@ -84,10 +96,13 @@ bool ParseTrackTable(LineSource& lines, std::vector<TrackPoint>& out, std::strin
 
 bool ParseTruthTable(LineSource& lines, std::vector<TruthPoint>& out, std::string& error) {
   out.clear();
-  return ForEachRow(lines, {"frame", "particle", "x", "y", "photons"}, error,
-                    [&](const std::vector<double>& v) {
-                      out.push_back({TruncToInt(v[0]), TruncToInt(v[1]), v[2], v[3], v[4]});
-                    });
+  return ForEachRow(
+      lines, {"frame", "particle", "x", "y", "photons", "population", "D_um2_s"}, error,
+      [&](const std::vector<double>& v) {
+        out.push_back({TruncToInt(v[0]), TruncToInt(v[1]), v[2], v[3], v[4],
+                       std::isnan(v[5]) ? -1 : TruncToInt(v[5]), v[6]});
+      },
+      5);
 }
 
 double EvalResult::RmsePerAxisPx() const {
@@ -164,6 +179,59 @@ double MortensenLimitNm(double photons, double background, double fwhm_nm, doubl
   }
   integral /= kSteps;
   return std::sqrt(base / (1.0 + integral));
+}
+
+}  // namespace lumetra
+
+namespace lumetra {
+
+std::vector<PopulationScore> ScoreDiffusion(const TrackSet& set,
+                                            const std::vector<TrackPoint>& points,
+                                            const std::vector<TruthPoint>& truth,
+                                            double match_radius_px) {
+  std::vector<PopulationScore> out;
+  // The particle of each track: the one its points match most often.
+  std::unordered_map<int32_t, const TruthPoint*> any_of;
+  for (const TruthPoint& t : truth) {
+    if (std::isnan(t.d_um2_s)) return out;
+    any_of.emplace(t.particle, &t);
+  }
+  std::unordered_map<int32_t, std::vector<const TruthPoint*>> frame_rows;
+  for (const TruthPoint& t : truth) frame_rows[t.frame].push_back(&t);
+  std::map<int32_t, std::map<int32_t, int32_t>> votes;  // track -> particle -> points
+  const double r2 = match_radius_px * match_radius_px;
+  for (const TrackPoint& p : points) {
+    auto it = frame_rows.find(p.frame);
+    if (it == frame_rows.end()) continue;
+    const TruthPoint* best = nullptr;
+    double best_d2 = r2;
+    for (const TruthPoint* t : it->second) {
+      const double d2 = (t->x - p.x) * (t->x - p.x) + (t->y - p.y) * (t->y - p.y);
+      if (d2 <= best_d2) {
+        best_d2 = d2;
+        best = t;
+      }
+    }
+    if (best) ++votes[p.track][best->particle];
+  }
+  const DiffusionResult est = EstimateDiffusion(set, DiffusionMethod::kCve);
+  std::map<int32_t, std::vector<DiffusionEstimate>> groups;
+  std::map<int32_t, double> true_d;
+  for (const DiffusionEstimate& e : est.tracks) {
+    auto v = votes.find(e.track);
+    if (v == votes.end() || !e.valid) continue;
+    const auto top = std::max_element(v->second.begin(), v->second.end(),
+                                      [](const auto& a, const auto& b) { return a.second < b.second; });
+    const TruthPoint* t = any_of[top->first];
+    groups[t->population].push_back(e);
+    true_d[t->population] = t->d_um2_s;
+  }
+  const double r = MotionBlurCoefficient(set.timing.frame_s, set.timing.exposure_s);
+  for (const auto& [pop, list] : groups) {
+    const DiffusionEstimate ens = EnsembleOf(list, set.timing.frame_s, r);
+    out.push_back({pop, true_d[pop], ens.tracks, ens.d_um2_s, ens.d_low, ens.d_high});
+  }
+  return out;
 }
 
 }  // namespace lumetra

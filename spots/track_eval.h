@@ -6,12 +6,14 @@
 // error (Mortensen et al. 2010) to compare against.
 #pragma once
 
+#include <cmath>
 #include <cstdint>
 #include <string>
 #include <string_view>
 #include <vector>
 
 #include "common/line_reader.h"
+#include "spots/track_series.h"
 
 namespace lumetra {
 
@@ -26,10 +28,13 @@ struct TruthPoint {
   int32_t particle = 0;
   double x = 0, y = 0;  // pixels, pixel centres at whole numbers
   double photons = 0;   // 0: not visible (bleached)
+  int32_t population = -1;  // simulated population; -1 when the table has none
+  double d_um2_s = NAN;     // the particle's true D when the table has it
 };
 
 // Tab-separated tables with a header line naming the columns (track, frame,
-// x_px, y_px; and frame, particle, x, y, photons). False with `error` set on
+// x_px, y_px; and frame, particle, x, y, photons, with population and D_um2_s
+// read when present). False with `error` set on
 // a missing column or a line that is not numbers.
 bool ParseTrackTable(LineSource& lines, std::vector<TrackPoint>& out, std::string& error);
 bool ParseTruthTable(LineSource& lines, std::vector<TruthPoint>& out, std::string& error);
@@ -61,5 +66,20 @@ EvalResult EvaluateTracks(const std::vector<TrackPoint>& points,
 // s = FWHM / 2.3548 (nm), a = pixel size (nm), N = photons of the spot,
 // b = background variance per pixel (photons, read noise squared added).
 double MortensenLimitNm(double photons, double background, double fwhm_nm, double nm_per_pixel);
+
+// D of the tracks (covariance estimator, `set` built from `points`) against
+// the truth, per simulated population: each track belongs to the particle its
+// points match most often within the radius. Empty when the truth table has
+// no D.
+struct PopulationScore {
+  int32_t population = 0;
+  double true_d = 0;
+  int32_t tracks = 0;
+  double mean_d = NAN, d_low = NAN, d_high = NAN;  // the ensemble of the population's tracks
+};
+std::vector<PopulationScore> ScoreDiffusion(const TrackSet& set,
+                                            const std::vector<TrackPoint>& points,
+                                            const std::vector<TruthPoint>& truth,
+                                            double match_radius_px);
 
 }  // namespace lumetra

@@ -24,7 +24,9 @@
 #include "spots/distance_histogram.h"
 #include "spots/gui/spot_view.h"
 #include "spots/spots_messages.h"
+#include "graph/plot_table.h"
 #include "spots/track_export.h"
+#include "spots/track_stats_run.h"
 #include "spots/xki_file.h"
 
 namespace lumetra {
@@ -260,6 +262,7 @@ void TSpotForm::BuildMenus() {
     DetectionChanged();
   });
   BuildOptionItems();
+  BuildStatisticsMenu();
   UpdateCaptions();
 }
 

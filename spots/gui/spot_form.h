@@ -34,6 +34,8 @@ namespace lumetra {
 class SpotView;
 class GraphView;
 class TXKgraph;
+struct StatsRun;
+struct PlotTable;
 
 // Messages of the window: boxes, the status bar; tests collect the boxes.
 class SpotFormReporter final : public Reporter {
@@ -71,6 +73,10 @@ class TSpotForm final : public QMainWindow {
   TrackingParams& Params() { return params_; }
   const TrackStore& Tracks() const { return *tracks_; }
   const TXKgraph& DistanceGraph() const { return *graph_; }
+  // The graph of the Statistics views (null before the first view) and the
+  // summary of the last statistics run.
+  const TXKgraph* StatisticsGraph() const { return stats_graph_.get(); }
+  QString StatisticsSummary() const;
   QString StatusText() const;
   // The second status panel: "frame 17 of 2000 (Esc stops)" while a pass
   // runs, "stopped at frame 17 of 2000" after one was stopped.
@@ -160,12 +166,32 @@ class TSpotForm final : public QMainWindow {
 
   // Asks for a completed track and sends its spot to the step-detection window.
   void SendTrackToStepsClick();
+  // The Statistics menu (spot_form_statistics.cpp): each view runs the
+  // statistics of the tracks held and draws one of them in the statistics
+  // graph window; the saves write the tables as tab-separated text.
+  void StatMsdClick();
+  void StatDiffusionClick();
+  void StatJumpsClick();
+  void StatVelocityClick();
+  void StatIntensityClick();
+  void StatDriftClick();
+  void StatDensityMapClick();
+  void SaveMsdTSVClick();
+  void SaveDiffusionTSVClick();
+  void SaveJumpsTSVClick();
+  void SaveDriftTSVClick();
+  void SaveDriftCorrectedXKIClick();
 
  protected:
   void closeEvent(QCloseEvent* event) override;
 
  private:
   void BuildExportItems(QMenu* file);
+  void BuildStatisticsMenu();
+  // Runs the statistics of the tracks held; false (reported) when none can be made.
+  bool RunStatistics(bool correct_drift);
+  void ShowStatsView(int view);
+  void SaveTsv(const QString& title, const std::string& text);
   void BuildOptionItems();
   void ConnectColumnOptions();
   void SaveText(const QString& title, const std::string& text, std::string_view open_error);
@@ -217,6 +243,15 @@ class TSpotForm final : public QMainWindow {
   std::vector<float> histogram_;
   int64_t last_graph_ms_ = 0;
   QLabel* status_ = nullptr;
+  // The Statistics menu: its last run, its graph and the table that graph draws.
+  std::unique_ptr<StatsRun> stats_;
+  std::unique_ptr<PlotTable> stats_table_;
+  std::unique_ptr<TXKgraph> stats_graph_;
+  QWidget* stats_window_ = nullptr;
+  GraphView* stats_view_ = nullptr;
+  QLabel* stats_image_ = nullptr;
+  QAction* StatMsdFit = nullptr;
+  QAction* StatCorrectDrift = nullptr;
   QLabel* progress_ = nullptr;
   QAction* Detect = nullptr;
   QAction* ReadXKIfile = nullptr;

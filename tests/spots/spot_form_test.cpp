@@ -465,3 +465,52 @@ TEST(SpotForm, StatisticsExportsOptionsAndBatchFlag) {
 
 }  // namespace
 }  // namespace lumetra
+
+namespace lumetra {
+namespace {
+
+TEST(SpotForm, StatisticsMenuDrawsViewsAndSavesTables) {
+  App();
+  SimRecord sim("lumetra_spot_form_statistics_test", 40);
+  TSpotForm form(*sim.record);
+  QStringList modals;
+  form.Messages().show_modal = [&](const QString& t) { modals << t; };
+  QString next_file;
+  form.AskSaveFile = [&](const QString&, const QString&) { return next_file; };
+  // Without tracks every view says so and draws nothing.
+  form.StatMsdClick();
+  EXPECT_EQ(modals, QStringList{QString::fromUtf8(kStatNoTracks.data(), kStatNoTracks.size())});
+  EXPECT_EQ(form.StatisticsGraph(), nullptr);
+  modals.clear();
+
+  form.DetectClick();
+  form.FinishPlayback();
+  form.LinkTracksClick();
+  form.FinishPlayback();
+  form.StatMsdClick();
+  ASSERT_NE(form.StatisticsGraph(), nullptr);
+  EXPECT_TRUE(form.StatisticsSummary().startsWith(QStringLiteral("D=")));
+  EXPECT_NE(form.StatisticsGraph()->TitleX.find("lag"), std::string::npos);
+  // The drift needs its option; with it checked the view draws.
+  form.StatDriftClick();
+  EXPECT_EQ(modals.size(), 1);
+  QAction* drift = nullptr;
+  for (QAction* menu : form.menuBar()->actions())
+    for (QAction* a : menu->menu()->actions())
+      if (a->text() == QStringLiteral("Correct Drift")) drift = a;
+  ASSERT_NE(drift, nullptr);
+  drift->trigger();
+  form.StatDriftClick();
+  EXPECT_EQ(modals.size(), 1);
+  EXPECT_NE(form.StatisticsGraph()->TitleY0.find("drift"), std::string::npos);
+
+  next_file = QString::fromStdString((sim.dir / "d.tsv").string());
+  form.SaveDiffusionTSVClick();
+  EXPECT_EQ(ReadAll(sim.dir / "d.tsv").substr(0, 16), "track\tpoints\tD_u");
+  next_file = QString::fromStdString((sim.dir / "c.xki").string());
+  form.SaveDriftCorrectedXKIClick();
+  EXPECT_TRUE(fs::exists(sim.dir / "c.xki"));
+}
+
+}  // namespace
+}  // namespace lumetra
