@@ -63,6 +63,11 @@ class StopOnInterrupt {
   void (*old_term_)(int);
 };
 
+// For programs that open record after record (batch runs): keeps freed
+// buffers of up to 32 MB in the heap for the next record. Call once at the
+// start of main.
+void KeepLargeBuffersForReuse();
+
 // Prints "lumetra-cli CMD: TEXT" on stderr and returns `code`.
 int Fail(const std::string& command, const std::string& text, int code = 1);
 

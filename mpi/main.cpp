@@ -278,6 +278,7 @@ class MuteStreams {
 
 int main(int argc, char** argv) {
   using namespace lumetra::cli;
+  KeepLargeBuffersForReuse();
   int provided = 0;
   // Only the main thread calls MPI; rank 0's record thread never does.
   if (MPI_Init_thread(&argc, &argv, MPI_THREAD_FUNNELED, &provided) != MPI_SUCCESS) return 1;
