@@ -227,9 +227,9 @@ TEST(HostileFiles, TiffRefusedWithTheFileAndTheReason) {
   CollectingReporter messages;
   auto store = RecordStore::Create(messages);
   const std::string good = TempPath("good.tif");
-  testing::TiffSpec spec;
-  spec.pages = 3;
-  testing::WriteTiff(good, spec);
+  testing::TiffLayout shape;
+  shape.pages = 3;
+  testing::WriteTiff(good, shape);
   const std::vector<uint8_t> seed = testing::ReadBytes(good);
   for (const HostileTiff& c : kTiffCases) {
     SCOPED_TRACE(c.name);
@@ -256,7 +256,7 @@ TEST(HostileFiles, TiffRefusedWithTheFileAndTheReason) {
     EXPECT_EQ(store->OpenWarnings()[0].rfind(c.message, 0), 0u) << store->OpenWarnings()[0];
     EXPECT_NE(store->OpenWarnings()[0].find(c.detail), std::string::npos) << store->OpenWarnings()[0];
     for (int32_t f = 0; f < c.frames; ++f) EXPECT_TRUE(store->GoToFrame(f, messages));
-    EXPECT_EQ(store->FrameBuffer()[1], static_cast<uint16_t>(spec.value(1, 0, c.frames - 1)));
+    EXPECT_EQ(store->FrameBuffer()[1], static_cast<uint16_t>(shape.value(1, 0, c.frames - 1)));
   }
 }
 
@@ -269,21 +269,21 @@ TEST(HostileFiles, MutatedTiffsNeverCrashOrHang) {
   auto store = RecordStore::Create(quiet);
   std::vector<std::vector<uint8_t>> seeds;
   for (int k = 0; k < 3; ++k) {
-    testing::TiffSpec spec;
-    spec.width = 40, spec.height = 20, spec.pages = 4;
-    spec.compression = k == 0 ? 5 : 8;
-    spec.tile = k == 0 ? 16 : 0;
-    spec.rows_per_strip = 6;
-    spec.big = k == 1;
-    spec.description =
+    testing::TiffLayout shape;
+    shape.width = 40, shape.height = 20, shape.pages = 4;
+    shape.compression = k == 0 ? 5 : 8;
+    shape.tile = k == 0 ? 16 : 0;
+    shape.rows_per_strip = 6;
+    shape.big = k == 1;
+    shape.description =
         k < 2 ? "ImageJ=1.54f\nimages=4\nchannels=2\nframes=2\nunit=micron\nfinterval=0.1\n"
               : "<OME><Image><Pixels DimensionOrder=\"XYCTZ\" SizeC=\"2\" SizeZ=\"1\" "
                 "SizeT=\"2\" PhysicalSizeX=\"0.1\" TimeIncrement=\"0.1\"><TiffData IFD=\"0\" "
                 "PlaneCount=\"4\"/><Plane TheC=\"1\" TheT=\"1\" DeltaT=\"0.2\"/></Pixels>"
                 "</Image></OME>";
-    spec.xres = 10;
+    shape.xres = 10;
     const std::string path = TempPath("tiff-seed.tif");
-    testing::WriteTiff(path, spec);
+    testing::WriteTiff(path, shape);
     seeds.push_back(testing::ReadBytes(path));
   }
   const std::string path = TempPath("mutant.tif");

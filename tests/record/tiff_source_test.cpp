@@ -17,7 +17,7 @@ namespace lumetra {
 namespace {
 
 using testing::TempPath;
-using testing::TiffSpec;
+using testing::TiffLayout;
 using testing::WriteTiff;
 
 bool HasNote(const RecordStore& s, const std::string& text) {
@@ -32,18 +32,18 @@ std::string Notes(const RecordStore& s) {
   return all;
 }
 
-// Every frame of the open record against the spec, each sample through `counts`.
-void ExpectFrames(RecordStore& s, const TiffSpec& spec, uint16_t (*counts)(double)) {
+// Every frame of the open record against the shape, each sample through `counts`.
+void ExpectFrames(RecordStore& s, const TiffLayout& shape, uint16_t (*counts)(double)) {
   CollectingReporter r;
-  ASSERT_EQ(s.FrameCount(), static_cast<int32_t>(spec.pages));
-  for (uint32_t p = 0; p < spec.pages; ++p) {
+  ASSERT_EQ(s.FrameCount(), static_cast<int32_t>(shape.pages));
+  for (uint32_t p = 0; p < shape.pages; ++p) {
     SCOPED_TRACE("frame " + std::to_string(p));
     ASSERT_TRUE(s.GoToFrame(static_cast<int32_t>(p), r)) << ::testing::PrintToString(r.Texts());
-    ASSERT_EQ(s.Width(), static_cast<int32_t>(spec.width));
-    ASSERT_EQ(s.Height(), static_cast<int32_t>(spec.height));
-    for (uint32_t y = 0; y < spec.height; ++y)
-      for (uint32_t x = 0; x < spec.width; ++x)
-        ASSERT_EQ(s.FrameBuffer()[y * spec.width + x], counts(spec.value(x, y, p)))
+    ASSERT_EQ(s.Width(), static_cast<int32_t>(shape.width));
+    ASSERT_EQ(s.Height(), static_cast<int32_t>(shape.height));
+    for (uint32_t y = 0; y < shape.height; ++y)
+      for (uint32_t x = 0; x < shape.width; ++x)
+        ASSERT_EQ(s.FrameBuffer()[y * shape.width + x], counts(shape.value(x, y, p)))
             << "at " << x << "," << y;
   }
 }
@@ -56,45 +56,45 @@ TEST(TiffRecord, EveryStorageLayoutReadsPixelForPixel) {
   };
   struct Case {
     const char* name;
-    TiffSpec spec;
+    TiffLayout shape;
   };
   std::vector<Case> cases(7);
   cases[0] = {"8-bit, one strip", {}};
-  cases[0].spec.bits = 8;
+  cases[0].shape.bits = 8;
   cases[1] = {"16-bit, strips of 2 rows", {}};
-  cases[1].spec.rows_per_strip = 2;
+  cases[1].shape.rows_per_strip = 2;
   cases[2] = {"16-bit tiles with partial edge tiles", {}};
-  cases[2].spec.width = 40, cases[2].spec.height = 20, cases[2].spec.tile = 16;
+  cases[2].shape.width = 40, cases[2].shape.height = 20, cases[2].shape.tile = 16;
   cases[3] = {"16-bit LZW with predictor, strips of 3 rows", {}};
-  cases[3].spec.compression = 5, cases[3].spec.rows_per_strip = 3;
+  cases[3].shape.compression = 5, cases[3].shape.rows_per_strip = 3;
   cases[4] = {"8-bit deflate tiles", {}};
-  cases[4].spec.bits = 8, cases[4].spec.compression = 8, cases[4].spec.tile = 16;
-  cases[4].spec.width = 33, cases[4].spec.height = 17;
+  cases[4].shape.bits = 8, cases[4].shape.compression = 8, cases[4].shape.tile = 16;
+  cases[4].shape.width = 33, cases[4].shape.height = 17;
   cases[5] = {"BigTIFF, 16-bit deflate", {}};
-  cases[5].spec.big = true, cases[5].spec.compression = 8;
+  cases[5].shape.big = true, cases[5].shape.compression = 8;
   cases[6] = {"16-bit PackBits, 12 pages", {}};
-  cases[6].spec.compression = 32773, cases[6].spec.pages = 12;
+  cases[6].shape.compression = 32773, cases[6].shape.pages = 12;
   CollectingReporter r;
   auto store = RecordStore::Create(r);
   for (Case& c : cases) {
     SCOPED_TRACE(c.name);
-    if (c.spec.bits == 16) c.spec.value = wide;
+    if (c.shape.bits == 16) c.shape.value = wide;
     const std::string path = TempPath("layout.tif");
-    WriteTiff(path, c.spec);
+    WriteTiff(path, c.shape);
     r.Clear();
     ASSERT_TRUE(store->Open(path, r)) << ::testing::PrintToString(r.Texts());
     EXPECT_TRUE(r.Texts().empty()) << ::testing::PrintToString(r.Texts());
     // 16-bit pages get the depth of frame 0's brightest count, at least 9 bits.
     uint16_t top = 0;
-    for (uint32_t y = 0; y < c.spec.height; ++y)
-      for (uint32_t x = 0; x < c.spec.width; ++x) top = std::max(top, AsIs(c.spec.value(x, y, 0)));
+    for (uint32_t y = 0; y < c.shape.height; ++y)
+      for (uint32_t x = 0; x < c.shape.width; ++x) top = std::max(top, AsIs(c.shape.value(x, y, 0)));
     EXPECT_EQ(store->Prm().BitsPerPixel,
-              c.spec.bits == 8 ? 8 : std::max<uint8_t>(9, BitsForMaxValue(top, false)));
-    ExpectFrames(*store, c.spec, AsIs);
+              c.shape.bits == 8 ? 8 : std::max<uint8_t>(9, BitsForMaxValue(top, false)));
+    ExpectFrames(*store, c.shape, AsIs);
     // Back one frame and forward again: pages are found by their directory.
     store->PrevFrame(r);
-    EXPECT_EQ(store->CurrentFrame(), static_cast<int32_t>(c.spec.pages) - 2);
-    EXPECT_EQ(store->FrameBuffer()[1], AsIs(c.spec.value(1, 0, c.spec.pages - 2)));
+    EXPECT_EQ(store->CurrentFrame(), static_cast<int32_t>(c.shape.pages) - 2);
+    EXPECT_EQ(store->FrameBuffer()[1], AsIs(c.shape.value(1, 0, c.shape.pages - 2)));
     // The end wraps to frame 0 as with an XKV record.
     EXPECT_TRUE(store->NextFrame(r));
     EXPECT_FALSE(store->NextFrame(r));
@@ -104,12 +104,12 @@ TEST(TiffRecord, EveryStorageLayoutReadsPixelForPixel) {
 }
 
 TEST(TiffRecord, ImageJDescriptionGivesScaleAndTiming) {
-  TiffSpec spec;
-  spec.description = "ImageJ=1.54f\nimages=3\nframes=3\nunit=micron\nfinterval=0.025\nloop=false\n";
-  spec.xres = static_cast<float>(1 / 0.1067);
-  spec.yres = static_cast<float>(1 / 0.2);
+  TiffLayout shape;
+  shape.description = "ImageJ=1.54f\nimages=3\nframes=3\nunit=micron\nfinterval=0.025\nloop=false\n";
+  shape.xres = static_cast<float>(1 / 0.1067);
+  shape.yres = static_cast<float>(1 / 0.2);
   const std::string path = TempPath("imagej.tif");
-  WriteTiff(path, spec);
+  WriteTiff(path, shape);
   CollectingReporter r;
   auto store = RecordStore::Create(r);
   ASSERT_TRUE(store->Open(path, r));
@@ -124,8 +124,8 @@ TEST(TiffRecord, ImageJDescriptionGivesScaleAndTiming) {
 }
 
 TEST(TiffRecord, OmeXmlGivesScaleTimingAndExposure) {
-  TiffSpec spec;
-  spec.description =
+  TiffLayout shape;
+  shape.description =
       "<?xml version=\"1.0\" encoding=\"UTF-8\"?><!-- <Pixels SizeT=\"9\"> -->"
       "<OME xmlns=\"http://www.openmicroscopy.org/Schemas/OME/2016-06\"><Image ID=\"Image:0\">"
       "<Pixels ID=\"Pixels:0\" DimensionOrder=\"XYZCT\" Type=\"uint16\" SizeX=\"7\" SizeY=\"5\" "
@@ -139,7 +139,7 @@ TEST(TiffRecord, OmeXmlGivesScaleTimingAndExposure) {
       "<Plane TheC=\"0\" TheZ=\"0\" TheT=\"2\" DeltaT=\"61\" DeltaTUnit=\"ms\"/>"
       "</Pixels></Image></OME>";
   const std::string path = TempPath("meta.ome.tif");
-  WriteTiff(path, spec);
+  WriteTiff(path, shape);
   CollectingReporter r;
   auto store = RecordStore::Create(r);
   ASSERT_TRUE(store->Open(path, r));
@@ -154,11 +154,11 @@ TEST(TiffRecord, OmeXmlGivesScaleTimingAndExposure) {
 }
 
 TEST(TiffRecord, MissingMetadataFallsBackToTheOptions) {
-  TiffSpec spec;
-  spec.xres = 72;  // a printer's dots per inch: no pixel size
-  spec.res_unit = 2;
+  TiffLayout shape;
+  shape.xres = 72;  // a printer's dots per inch: no pixel size
+  shape.res_unit = 2;
   const std::string path = TempPath("plain.tif");
-  WriteTiff(path, spec);
+  WriteTiff(path, shape);
   CollectingReporter r;
   auto store = RecordStore::Create(r);
   TiffReadOptions o;
@@ -191,17 +191,17 @@ TEST(TiffRecord, WideSamplesBecomeCountsWithAStatedScaling) {
   };
   for (const Case& c : cases) {
     SCOPED_TRACE(c.name);
-    TiffSpec spec;
-    spec.bits = c.bits;
-    spec.sample_format = c.format;
-    spec.width = 4, spec.height = 2, spec.pages = 2;
+    TiffLayout shape;
+    shape.bits = c.bits;
+    shape.sample_format = c.format;
+    shape.width = 4, shape.height = 2, shape.pages = 2;
     const double lo = c.lo, hi = c.hi;
     // Frame 0 spans lo..hi; frame 1 reaches beyond hi and is clamped.
-    spec.value = [lo, hi](uint32_t x, uint32_t y, uint32_t p) {
+    shape.value = [lo, hi](uint32_t x, uint32_t y, uint32_t p) {
       return lo + (hi - lo) * (x + 4 * y) / 7.0 * (p == 0 ? 1.0 : 1.5);
     };
     const std::string path = TempPath("wide.tif");
-    WriteTiff(path, spec);
+    WriteTiff(path, shape);
     ASSERT_TRUE(store->Open(path, r)) << ::testing::PrintToString(r.Texts());
     EXPECT_TRUE(HasNote(*store, c.note)) << Notes(*store);
     const bool identity = lo >= 0 && hi <= 65535 && (c.format != 3 || hi >= 255);
@@ -210,7 +210,7 @@ TEST(TiffRecord, WideSamplesBecomeCountsWithAStatedScaling) {
       ASSERT_TRUE(store->GoToFrame(f, r));
       for (uint32_t i = 0; i < 8; ++i) {
         // The file holds the value in its own type: convert from that.
-        double v = spec.value(i % 4, i / 4, f);
+        double v = shape.value(i % 4, i / 4, f);
         if (c.bits == 32 && c.format == 3) v = static_cast<float>(v);
         if (c.format != 3) v = std::trunc(v);
         const double want = std::clamp(std::round((v - offset) * gain), 0.0, 65535.0);
@@ -224,8 +224,8 @@ TEST(TiffRecord, WideSamplesBecomeCountsWithAStatedScaling) {
 }
 
 TEST(TiffRecord, ChannelsAndZPlanesPickTheirPages) {
-  TiffSpec spec;
-  spec.value = [](uint32_t x, uint32_t, uint32_t p) { return static_cast<double>(p * 100 + x); };
+  TiffLayout shape;
+  shape.value = [](uint32_t x, uint32_t, uint32_t p) { return static_cast<double>(p * 100 + x); };
   struct Case {
     const char* name;
     std::string description;
@@ -263,10 +263,10 @@ TEST(TiffRecord, ChannelsAndZPlanesPickTheirPages) {
   auto store = RecordStore::Create(r);
   for (const Case& c : cases) {
     SCOPED_TRACE(c.name);
-    spec.description = c.description;
-    spec.pages = c.pages;
+    shape.description = c.description;
+    shape.pages = c.pages;
     const std::string path = TempPath("planes.tif");
-    WriteTiff(path, spec);
+    WriteTiff(path, shape);
     TiffReadOptions o;
     o.channel = c.channel;
     o.z = c.z;

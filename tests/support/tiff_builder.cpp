@@ -15,7 +15,7 @@ void Put(std::vector<uint8_t>& buf, size_t i, double v) {
   std::memcpy(buf.data() + i * sizeof(T), &t, sizeof(T));
 }
 
-void PutSample(const TiffSpec& s, std::vector<uint8_t>& buf, size_t i, double v) {
+void PutSample(const TiffLayout& s, std::vector<uint8_t>& buf, size_t i, double v) {
   if (s.sample_format == 3) {
     if (s.bits == 32) Put<float>(buf, i, v); else Put<double>(buf, i, v);
   } else if (s.sample_format == 2) {
@@ -39,7 +39,7 @@ void Put32(std::vector<uint8_t>& b, size_t at, uint32_t v) {
 
 }  // namespace
 
-void WriteTiff(const std::string& path, const TiffSpec& s) {
+void WriteTiff(const std::string& path, const TiffLayout& s) {
   TIFF* t = TIFFOpen(path.c_str(), s.big ? "w8" : "w");
   ASSERT_NE(t, nullptr) << path;
   const uint32_t bps = s.bits / 8;

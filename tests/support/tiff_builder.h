@@ -12,7 +12,7 @@
 
 namespace lumetra::testing {
 
-struct TiffSpec {
+struct TiffLayout {
   uint32_t width = 7, height = 5;
   uint32_t pages = 3;
   uint16_t bits = 16;
@@ -32,7 +32,7 @@ struct TiffSpec {
 };
 
 // Writes the stack; fails the calling test on a libtiff error.
-void WriteTiff(const std::string& path, const TiffSpec& spec);
+void WriteTiff(const std::string& path, const TiffLayout& shape);
 
 std::vector<uint8_t> ReadBytes(const std::string& path);
 void WriteBytes(const std::string& path, const std::vector<uint8_t>& bytes);
