@@ -2,7 +2,8 @@
 # The main job on a built-in demo record: install what is missing, build,
 # simulate a record of diffusing single molecules, show what Lumetra reads,
 # track the molecules and score the tracks against the simulation's truth; then a record of
-# bleaching spots, its single steps detected and scored against the truth.
+# bleaching spots, its single steps detected and scored against the truth; last,
+# a batch run of the step test over both records with its summary table.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 scripts/install-deps.sh
@@ -23,3 +24,5 @@ echo "== lumetra-cli steps out/steps-demo.xkv --out out/steps-demo.txt --tsv out
 $cli steps out/steps-demo.xkv --out out/steps-demo.txt --tsv out/steps-demo.tsv
 echo "== lumetra-cli eval-steps out/steps-demo.tsv out/steps-demo.steps.tsv"
 $cli eval-steps out/steps-demo.tsv out/steps-demo.steps.tsv
+echo "== lumetra-cli batch stest out/demo.xkv out/steps-demo.xkv --summary out/batch-summary.tsv"
+$cli batch stest out/demo.xkv out/steps-demo.xkv --summary out/batch-summary.tsv
