@@ -15,6 +15,7 @@
 #include "common/common_messages.h"
 #include "common/line_reader.h"
 #include "common/text_format.h"
+#include "processing/shift_export.h"
 #include "record/record_store.h"
 #include "spots/diffusion_estimators.h"
 #include "spots/drift.h"
@@ -120,6 +121,9 @@ int RunStats(const std::vector<std::string>& args) {
       .Option("drift", "DRIFT.tsv", "estimate the drift, write it, and correct the tracks")
       .Option("corrected", "TRACKS.xki", "write the drift-corrected tracks as an XKI file")
       .Option("corrected-tsv", "TRACKS.tsv", "write the drift-corrected tracks as a track table")
+      .Option("corrected-record", "OUT.xkv",
+              "write the record (--record) with every frame shifted back by the estimated drift "
+              "(bilinear, sub-pixel; the border the shift uncovers takes the frame's mean)")
       .Option("density", "MAP.pgm", "write the density map of all points (50 nm bins) as a PGM image")
       .Option("plot", "PREFIX",
               "draw PREFIX-msd.png, -diffusion.png, -jumps.png, -velocity.png, -intensity.png "
@@ -197,6 +201,8 @@ int RunStats(const std::vector<std::string>& args) {
   int64_t max_lag = 50;
   if (!p.Int("max-lag", max_lag, error, 1, kMaxTrackFrames)) return Fail("stats", error, 2);
 
+  if (p.Has("corrected-record") && !p.Has("record"))
+    return Fail("stats", "--corrected-record needs --record", 2);
   if (!p.Has("drift") && (p.Has("corrected") || p.Has("corrected-tsv")))
     return Fail("stats", "--corrected and --corrected-tsv need --drift", 2);
   StatsOptions options;
@@ -204,7 +210,7 @@ int RunStats(const std::vector<std::string>& args) {
   options.max_lag = static_cast<int32_t>(max_lag);
   options.states = states;
   options.fixed_states = !auto_states;
-  options.correct_drift = p.Has("drift");
+  options.correct_drift = p.Has("drift") || p.Has("corrected-record");
   StatsRun run;
   if (!RunTrackStatistics(std::move(set), options, run, reporter)) return 1;
   const PrepareCounts& counts = run.counts;
@@ -236,6 +242,15 @@ int RunStats(const std::vector<std::string>& args) {
     XkiWriteOptions xki;
     xki.parameter = static_cast<float>(timing.nm_per_pixel);
     if (!WriteXkiFile(p.Value("corrected"), *store, xki, reporter)) return 1;
+  }
+  if (p.Has("corrected-record")) {
+    auto record = RecordStore::Create(reporter);
+    if (!record || !record->Open(p.Value("record"), reporter)) return 1;
+    std::vector<double> dx, dy;
+    DriftShiftsPx(run.drift, record->Prm().ScaleX, record->Prm().ScaleY, record->FrameCount(),
+                  dx, dy);
+    ExportJob job{*record, reporter, {}, {}, nullptr, {}};
+    if (!ExportShifted(job, p.Value("corrected-record"), dx, dy).ok) return 1;
   }
   if (p.Has("plot")) {
     const struct {

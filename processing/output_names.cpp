@@ -62,6 +62,10 @@ std::string DefaultFusedName(const std::string& first_record_path) {
   return RecordBase(first_record_path) + "_fused.xkv";
 }
 
+std::string DefaultDriftCorrectedName(const std::string& record_path) {
+  return RecordBase(record_path) + "-driftcorr.xkv";
+}
+
 std::string DefaultImportName(const std::string& source_path) {
   return RecordBase(source_path) + ".xkv";
 }

@@ -23,6 +23,9 @@ std::string DefaultFrameName(const std::string& record_path, int32_t frame);
 // "Fuse Records", named after the first record chosen: cell3_fused.xkv.
 std::string DefaultFusedName(const std::string& first_record_path);
 
+// The record shifted back by the drift of its tracks: cell3-driftcorr.xkv.
+std::string DefaultDriftCorrectedName(const std::string& record_path);
+
 // The import window's record, named after its source: cell3.raw -> cell3.xkv.
 std::string DefaultImportName(const std::string& source_path);
 

@@ -12,7 +12,10 @@
 // per axis for N displacements is
 //   Var D = D^2 [(6 + 4 eps + 2 eps^2) / N + 4 (1 + eps)^2 / N^2],
 //   eps = sigma^2 / (D dt) - 2R,
-// halved for the two axes. The 95 % interval is the set of D whose own
+// halved for the two axes. The displacements are Gaussian with covariance
+// <dx^2> = 2 D dt (1 + eps), <dx_n dx_n+1> = -D dt eps and none beyond
+// neighbours; their fourth moments give the estimator's exact variance, and
+// this is it up to terms in 1/N^3 (0.06 % of it at N = 49, eps = 4). The 95 % interval is the set of D whose own
 // variance (with the measured sigma) puts the estimate within 1.96 standard
 // deviations: a quadratic in D, which keeps the interval honest where the
 // plug-in interval would shrink with a low estimate.

@@ -61,6 +61,19 @@ void ApplyDrift(TrackSet& set, const DriftCurve& drift) {
     }
 }
 
+void DriftShiftsPx(const DriftCurve& drift, double nm_x, double nm_y, int32_t frames,
+                   std::vector<double>& dx_px, std::vector<double>& dy_px) {
+  const size_t n = static_cast<size_t>(std::max(frames, 0));
+  dx_px.assign(n, 0);
+  dy_px.assign(n, 0);
+  if (drift.x_um.empty() || !(nm_x > 0) || !(nm_y > 0)) return;
+  for (size_t f = 0; f < n; ++f) {
+    const size_t i = std::min(f, drift.x_um.size() - 1);
+    dx_px[f] = drift.x_um[i] * 1000 / nm_x;
+    dy_px[f] = drift.y_um[i] * 1000 / nm_y;
+  }
+}
+
 std::string DriftText(const DriftCurve& drift, double frame_s) {
   std::string s(kDriftHeader);
   char line[128];

@@ -31,6 +31,12 @@ DriftCurve EstimateDrift(const TrackSet& set);
 // its own correction would instead add the others' noise (D about 1/(N-1) high).
 void ApplyDrift(TrackSet& set, const DriftCurve& drift);
 
+// The drift in pixels per frame, the shifts that put each frame of the record
+// back where frame 0 was (for a drift-corrected record): `frames` entries,
+// frames past the curve holding its last value.
+void DriftShiftsPx(const DriftCurve& drift, double nm_per_pixel_x, double nm_per_pixel_y,
+                   int32_t frames, std::vector<double>& dx_px, std::vector<double>& dy_px);
+
 // One row per frame under kDriftHeader (nm).
 std::string DriftText(const DriftCurve& drift, double frame_s);
 

@@ -133,7 +133,7 @@ TSpotForm::TSpotForm(RecordStore& record, QWidget* parent)
   AskSaveFile = [this](const QString& title, const QString& filter) {
     QFileDialog dialog(this, title, QString(), filter);
     dialog.setAcceptMode(QFileDialog::AcceptSave);
-    const QString offer = DefaultSaveName(filter);
+    const QString offer = save_offer_.isEmpty() ? DefaultSaveName(filter) : save_offer_;
     if (!offer.isEmpty()) {
       dialog.setDefaultSuffix(QFileInfo(offer).suffix());
       dialog.setDirectory(QFileInfo(offer).absolutePath());

@@ -84,6 +84,8 @@ class TSpotForm final : public QMainWindow {
   // The save dialog's offer for a filter such as "XKI files (*.xki)": the
   // record's path with that extension.
   QString DefaultSaveName(const QString& filter) const;
+  // The name the next save dialog offers instead of DefaultSaveName's.
+  QString save_offer_;
   // Tracks that would be lost: completed tracks not read from or written to a file.
   bool HasUnsavedTracks() const;
   // Before the record or the window closes: stops a pass under way, and with
@@ -181,6 +183,7 @@ class TSpotForm final : public QMainWindow {
   void SaveJumpsTSVClick();
   void SaveDriftTSVClick();
   void SaveDriftCorrectedXKIClick();
+  void SaveDriftCorrectedRecordClick();
 
  protected:
   void closeEvent(QCloseEvent* event) override;

@@ -8,6 +8,7 @@
 #include <QMenuBar>
 #include <QPixmap>
 #include <QVBoxLayout>
+#include <algorithm>
 #include <cmath>
 
 #include "display/gui/tool_window.h"
@@ -16,6 +17,8 @@
 #include "graph/plot_setup.h"
 #include "graph/plot_table.h"
 #include "spots/gui/spot_form.h"
+#include "processing/output_names.h"
+#include "processing/shift_export.h"
 #include "spots/spots_messages.h"
 #include "spots/track_export.h"
 #include "spots/track_stats_run.h"
@@ -50,6 +53,8 @@ void TSpotForm::BuildStatisticsMenu() {
   m->addAction(QStringLiteral("Save Drift (TSV)"), this, &TSpotForm::SaveDriftTSVClick);
   m->addAction(QStringLiteral("Save Drift-Corrected Tracks (XKI)"), this,
                &TSpotForm::SaveDriftCorrectedXKIClick);
+  m->addAction(QStringLiteral("Save Drift-Corrected Record..."), this,
+               &TSpotForm::SaveDriftCorrectedRecordClick);
 }
 
 bool TSpotForm::RunStatistics(bool correct_drift) {
@@ -194,6 +199,26 @@ void TSpotForm::SaveDriftCorrectedXKIClick() {
   XkiWriteOptions o;
   o.parameter = record_.Prm().ScaleX;
   WriteXkiFile(path.toStdString(), *store, o, reporter_);
+}
+
+// The record with every frame shifted back by the drift its tracks show
+// (bilinear; the uncovered border takes the frame's mean).
+void TSpotForm::SaveDriftCorrectedRecordClick() {
+  if (!RunStatistics(true)) return;
+  save_offer_ = QString::fromStdString(DefaultDriftCorrectedName(record_.RecordFileName()));
+  const QString path = AskSaveFile(QStringLiteral("Save Drift-Corrected Record"),
+                                   QStringLiteral("XKV records (*.xkv)"));
+  save_offer_.clear();
+  if (path.isEmpty()) return;
+  std::vector<double> dx, dy;
+  DriftShiftsPx(stats_->drift, record_.Prm().ScaleX, record_.Prm().ScaleY, record_.FrameCount(),
+                dx, dy);
+  const int32_t shown = std::max(0, record_.CurrentFrame());
+  ExportJob job{record_, reporter_, {}, {}, nullptr, {}};
+  ExportShifted(job, path.toStdString(), dx, dy);
+  // The export read the record from its start: back to the frame shown before.
+  record_.FirstFrame(reporter_);
+  if (shown > 0) record_.GoToFrame(shown, reporter_);
 }
 
 }  // namespace lumetra

@@ -41,6 +41,7 @@ TEST(OutputNames, SaveDialogsOfferANameFromTheRecord) {
   }
   EXPECT_EQ(DefaultFrameName(rec, 17), "/data/run.2/cell3_frame17.xkv");
   EXPECT_EQ(DefaultFusedName(rec), "/data/run.2/cell3_fused.xkv");
+  EXPECT_EQ(DefaultDriftCorrectedName(rec), "/data/run.2/cell3-driftcorr.xkv");
   EXPECT_EQ(DefaultImportName("/data/cam/cell3_0001.raw"), "/data/cam/cell3_0001.xkv");
 }
 

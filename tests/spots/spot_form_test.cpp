@@ -510,6 +510,17 @@ TEST(SpotForm, StatisticsMenuDrawsViewsAndSavesTables) {
   next_file = QString::fromStdString((sim.dir / "c.xki").string());
   form.SaveDriftCorrectedXKIClick();
   EXPECT_TRUE(fs::exists(sim.dir / "c.xki"));
+  // The drift-corrected record: every frame written, the record back where it was.
+  sim.record->GoToFrame(7, form.Messages());
+  next_file = QString::fromStdString((sim.dir / "c.xkv").string());
+  form.SaveDriftCorrectedRecordClick();
+  EXPECT_EQ(modals.size(), 1);
+  EXPECT_EQ(sim.record->CurrentFrame(), 7);
+  CollectingReporter rep;
+  auto corrected = RecordStore::Create(rep);
+  ASSERT_TRUE(corrected && corrected->Open((sim.dir / "c.xkv").string(), rep));
+  EXPECT_EQ(corrected->FrameCount(), 40);
+  EXPECT_EQ(corrected->Width(), sim.record->Width());
 }
 
 }  // namespace

@@ -97,6 +97,8 @@ TEST_F(StatsCli, RefusesWhatItCannotUse) {
   const std::string cols = (dir_ / "cols.tsv").string();
   std::ofstream(cols) << "track\tframe\tx_px\n0\t0\t1\n";
   fails({cols, "--frame-s", "0.05", "--nm-per-pixel", "100"}, "no column y_px");
+  fails({tsv_, "--frame-s", "0.05", "--nm-per-pixel", "100", "--corrected-record", "o.xkv"},
+        "--corrected-record needs --record");
   // A record of 20 frames under tracks of 40.
   SimulationParams p;
   p.width = p.height = 32;
