@@ -160,7 +160,7 @@ TEST(RawImport, SequenceNamesCountUpWithLeadingZeros) {
 TEST(RawImport, SequenceRunsUpToTheNumber9999Inclusive) {
   // From 0000 that is 10000 files: every one is read, f9999 too.
   test::ScratchDir dir;
-  char name[16];
+  char name[32];
   for (int k = 0; k <= 9999; ++k) {
     std::snprintf(name, sizeof name, "f%04d.raw", k);
     test::WriteBytes(dir.Path(name), std::vector<uint8_t>(25, static_cast<uint8_t>(k % 251)));
