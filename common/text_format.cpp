@@ -47,6 +47,14 @@ std::string FormatFixed(double v, int decimals) {
   return buf;
 }
 
+std::string FormatTable(double v, const char* format) {
+  if (std::isinf(v)) return v > 0 ? "inf" : "-inf";
+  if (std::isnan(v)) return "nan";
+  char buf[48];
+  std::snprintf(buf, sizeof buf, format, v);
+  return buf;
+}
+
 namespace {
 
 std::string_view Trim(std::string_view t) {

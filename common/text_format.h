@@ -24,6 +24,10 @@ std::string FormatFloat(float v);
 // Fixed number of decimals, rounded as printf does ("%.6f").
 std::string FormatFixed(double v, int decimals);
 
+// `v` through a printf format for one double ("%.4g"), with "inf", "-inf" and
+// "nan" spelled as pandas and R read them.
+std::string FormatTable(double v, const char* format = "%.4g");
+
 // Whole-text parsing of typed values. Leading and trailing blanks are allowed;
 // anything else that is not part of the number makes the parse fail.
 std::optional<int64_t> ParseInteger(std::string_view text);

@@ -4,6 +4,7 @@
 #include <cmath>
 #include <cstdio>
 
+#include "common/text_format.h"
 #include "spots/spots_messages.h"
 #include "spots/track_msd.h"
 
@@ -247,22 +248,11 @@ DiffusionResult EstimateDiffusion(const TrackSet& set, DiffusionMethod method) {
   return out;
 }
 
-namespace {
-
-std::string Num(double v, const char* format = "%.4g") {
-  if (std::isinf(v)) return v > 0 ? "inf" : "-inf";
-  if (v != v) return "nan";
-  char b[48];
-  std::snprintf(b, sizeof b, format, v);
-  return b;
-}
-
-}  // namespace
-
 std::string DiffusionSummary(const DiffusionEstimate& e, int64_t points) {
-  std::string s = "D=" + Num(e.d_um2_s) + " um2/s [" + Num(e.d_low) + ", " + Num(e.d_high) + "]\n";
-  s += "sigma=" + Num(e.SigmaNm(), "%.1f") + " nm\n";
-  s += "snr=" + Num(e.snr, "%.3g") + (e.LowSnr() ? " (below 1)" : "") + "\n";
+  std::string s = "D=" + FormatTable(e.d_um2_s) + " um2/s [" + FormatTable(e.d_low) + ", " +
+                  FormatTable(e.d_high) + "]\n";
+  s += "sigma=" + FormatTable(e.SigmaNm(), "%.1f") + " nm\n";
+  s += "snr=" + FormatTable(e.snr, "%.3g") + (e.LowSnr() ? " (below 1)" : "") + "\n";
   s += "tracks=" + std::to_string(e.tracks) + " points=" + std::to_string(points) +
        " displacements=" + std::to_string(e.displacements) + "\n";
   s += std::string("method=") + DiffusionMethodName(e.method) + "\n";
@@ -273,9 +263,9 @@ std::string DiffusionText(const std::vector<DiffusionEstimate>& tracks) {
   std::string s(kDiffusionHeader);
   for (const DiffusionEstimate& e : tracks) {
     s += std::to_string(e.track) + '\t' + std::to_string(e.points) + '\t' +
-         Num(e.d_um2_s, "%.6g") + '\t' + Num(e.d_low, "%.6g") + '\t' + Num(e.d_high, "%.6g") +
-         '\t' + Num(e.valid ? e.SigmaNm() : NAN, "%.2f") + '\t' + Num(e.snr, "%.4g") + '\t' +
-         DiffusionMethodName(e.method) + '\n';
+         FormatTable(e.d_um2_s, "%.6g") + '\t' + FormatTable(e.d_low, "%.6g") + '\t' +
+         FormatTable(e.d_high, "%.6g") + '\t' + FormatTable(e.valid ? e.SigmaNm() : NAN, "%.2f") +
+         '\t' + FormatTable(e.snr, "%.4g") + '\t' + DiffusionMethodName(e.method) + '\n';
   }
   return s;
 }

@@ -4,22 +4,11 @@
 #include <cmath>
 #include <cstdio>
 
+#include "common/text_format.h"
 #include "spots/spots_messages.h"
 #include "spots/track_statistics.h"
 
 namespace lumetra {
-namespace {
-
-std::string G(double v, const char* format = "%.4g") {
-  if (std::isinf(v)) return v > 0 ? "inf" : "-inf";
-  if (v != v) return "nan";
-  char b[48];
-  std::snprintf(b, sizeof b, format, v);
-  return b;
-}
-
-}  // namespace
-
 bool RunTrackStatistics(TrackSet set, const StatsOptions& o, StatsRun& run, Reporter& reporter) {
   run = StatsRun{};
   if (!PrepareForStatistics(set, reporter, &run.counts)) return false;
@@ -39,8 +28,8 @@ bool RunTrackStatistics(TrackSet set, const StatsOptions& o, StatsRun& run, Repo
                       : EstimateDiffusion(run.set, DiffusionMethod::kMsdFit);
   run.ensemble_msd = EnsembleMsd(run.set, std::max(o.max_lag, 1));
   run.jumps = JumpDistances(run.set);
-  run.jump_fit = FitJumpDistances(run.jumps, dt, run.cve.ensemble.sigma2_um2, run.blur_r,
-                                  o.states, o.fixed_states);
+  run.jump_fit = FitJumpDistances(run.jumps, dt, run.cve.ensemble.sigma2_um2, run.blur_r, o.states,
+                                  o.fixed_states);
   if (run.jump_fit.fits.empty()) reporter.Warning(kStatNoJumps);
   return true;
 }
@@ -51,19 +40,19 @@ std::string StatsSummary(const StatsRun& run, bool auto_states) {
   for (const DiffusionEstimate& e : run.diffusion.tracks) low += e.LowSnr();
   s += "tracks with snr below 1: " + std::to_string(low) + "\n";
   const TrackTiming& t = run.set.timing;
-  s += "frame_s=" + G(t.frame_s) + " exposure_s=" + G(t.exposure_s) +
-       " nm_per_pixel=" + G(t.nm_per_pixel) + "\n";
+  s += "frame_s=" + FormatTable(t.frame_s) + " exposure_s=" + FormatTable(t.exposure_s) +
+       " nm_per_pixel=" + FormatTable(t.nm_per_pixel) + "\n";
   if (!run.jump_fit.fits.empty()) {
     const JumpFit& c = run.jump_fit.Chosen();
     s += "jumps=" + std::to_string(run.jump_fit.jumps) + " states=" + std::to_string(c.states) +
          (auto_states ? " (BIC)" : "") + "\n";
     for (size_t k = 0; k < c.s.size(); ++k)
-      s += "state " + std::to_string(k + 1) + ": D=" + G(c.s[k].d_um2_s) +
-           " um2/s fraction=" + G(c.s[k].fraction, "%.3f") + "\n";
+      s += "state " + std::to_string(k + 1) + ": D=" + FormatTable(c.s[k].d_um2_s) +
+           " um2/s fraction=" + FormatTable(c.s[k].fraction, "%.3f") + "\n";
   }
   if (run.drift_applied)
-    s += "drift=" + G(run.drift.rate_x_um * 1000, "%.3f") + ", " +
-         G(run.drift.rate_y_um * 1000, "%.3f") + " nm/frame\n";
+    s += "drift=" + FormatTable(run.drift.rate_x_um * 1000, "%.3f") + ", " +
+         FormatTable(run.drift.rate_y_um * 1000, "%.3f") + " nm/frame\n";
   return s;
 }
 
@@ -102,7 +91,8 @@ StatsPlot Histogram(const std::vector<double>& values, double width, int32_t bin
   const std::vector<int32_t> counts = BinCounts(values, width, bins);
   p.table = title_x + "\t" + title_y + "\n";
   for (int32_t b = 0; b < bins; ++b)
-    p.table += G((b + 0.5) * width, "%.6g") + "\t" + std::to_string(counts[static_cast<size_t>(b)]) + "\n";
+    p.table += FormatTable((b + 0.5) * width, "%.6g") + "\t" +
+               std::to_string(counts[static_cast<size_t>(b)]) + "\n";
   p.types = {"bar"};
   p.title_x = title_x;
   p.title_y = title_y;
@@ -124,14 +114,17 @@ StatsPlot StatsPlotFor(const StatsRun& run, StatsView view) {
         const size_t i = static_cast<size_t>(n - 1);
         if (!e.pairs[i]) continue;
         const double lag = n * dt;
-        p.table += G(lag, "%.6g") + "\t" + G(e.msd_um2[i], "%.6g") + "\t" +
-                   (std::isfinite(e.sem_um2[i]) ? G(e.sem_um2[i], "%.6g") : "0") + "\t" +
-                   G(4 * d.d_um2_s * lag + 4 * s2 - 8 * run.blur_r * d.d_um2_s * dt, "%.6g") + "\n";
+        p.table +=
+            FormatTable(lag, "%.6g") + "\t" + FormatTable(e.msd_um2[i], "%.6g") + "\t" +
+            (std::isfinite(e.sem_um2[i]) ? FormatTable(e.sem_um2[i], "%.6g") : "0") + "\t" +
+            FormatTable(4 * d.d_um2_s * lag + 4 * s2 - 8 * run.blur_r * d.d_um2_s * dt, "%.6g") +
+            "\n";
       }
       p.types = {"variation", "line"};
       p.title_x = "lag (s)";
       p.title_y = "MSD (um2)";
-      p.note = "D=" + G(d.d_um2_s) + " um2/s [" + G(d.d_low) + ", " + G(d.d_high) + "]";
+      p.note = "D=" + FormatTable(d.d_um2_s) + " um2/s [" + FormatTable(d.d_low) + ", " +
+               FormatTable(d.d_high) + "]";
       return p;
     }
     case StatsView::kDiffusion: {
@@ -163,20 +156,22 @@ StatsPlot StatsPlotFor(const StatsRun& run, StatsView view) {
       p.title_y = "density (1/um)";
       const JumpFit& c = run.jump_fit.Chosen();
       p.note = std::to_string(c.states) + " state(s) by BIC:";
-      for (const JumpState& s : c.s) p.note += " D=" + G(s.d_um2_s) + " (" + G(s.fraction, "%.2f") + ")";
+      for (const JumpState& s : c.s)
+        p.note += " D=" + FormatTable(s.d_um2_s) + " (" + FormatTable(s.fraction, "%.2f") + ")";
       return p;
     }
     case StatsView::kDrift: {
       if (!run.drift_applied) return p;
       p.table = "time_s\tdx_nm\tdy_nm\n";
       for (size_t f = 0; f < run.drift.x_um.size(); ++f)
-        p.table += G(f * dt, "%.6g") + "\t" + G(run.drift.x_um[f] * 1000, "%.6g") + "\t" +
-                   G(run.drift.y_um[f] * 1000, "%.6g") + "\n";
+        p.table += FormatTable(f * dt, "%.6g") + "\t" +
+                   FormatTable(run.drift.x_um[f] * 1000, "%.6g") + "\t" +
+                   FormatTable(run.drift.y_um[f] * 1000, "%.6g") + "\n";
       p.types = {"line", "line"};
       p.title_x = "time (s)";
       p.title_y = "drift (nm)";
-      p.note = "drift " + G(run.drift.rate_x_um * 1000, "%.2f") + ", " +
-               G(run.drift.rate_y_um * 1000, "%.2f") + " nm/frame";
+      p.note = "drift " + FormatTable(run.drift.rate_x_um * 1000, "%.2f") + ", " +
+               FormatTable(run.drift.rate_y_um * 1000, "%.2f") + " nm/frame";
       return p;
     }
     case StatsView::kVelocity: {
@@ -235,7 +230,8 @@ DensityMap BuildDensityMap(const TrackSet& set, double bin_um) {
       if (t.Has(i)) {
         const auto cx = std::min(static_cast<int32_t>((t.x_um[i] - x0) / bin_um), m.width - 1);
         const auto cy = std::min(static_cast<int32_t>((t.y_um[i] - y0) / bin_um), m.height - 1);
-        ++m.counts[static_cast<size_t>(cy) * static_cast<size_t>(m.width) + static_cast<size_t>(cx)];
+        ++m.counts[static_cast<size_t>(cy) * static_cast<size_t>(m.width) +
+                   static_cast<size_t>(cx)];
       }
   return m;
 }
