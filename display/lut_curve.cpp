@@ -4,6 +4,7 @@
 #include <cmath>
 
 #include "common/text_format.h"
+#include "display/display_messages.h"
 
 namespace lumetra {
 namespace {
@@ -138,6 +139,66 @@ bool ParseLutRange(std::string_view text, LutCurve& curve, std::string& error) {
   curve.min = static_cast<int32_t>(*lo);
   curve.max = static_cast<int32_t>(*hi);
   return true;
+}
+
+const LutValueDialog& DialogOf(LutValue value) {
+  static constexpr LutValueDialog kDialogs[] = {
+      {kLutMinTitle, kLutMinPrompt},         {kLutMaxTitle, kLutMaxPrompt},
+      {kLutGammaTitle, kLutGammaPrompt},     {kLutSteepnessTitle, kLutSteepnessPrompt},
+      {kLutThresholdTitle, kLutThresholdPrompt}, {kLutSaturatedTitle, kLutSaturatedPrompt},
+  };
+  return kDialogs[static_cast<int>(value)];
+}
+
+std::string OfferedText(const LutCurve& c, double saturated_percent, LutValue value) {
+  switch (value) {
+    case LutValue::kMin:
+      return std::to_string(c.min);
+    case LutValue::kMax:
+      return std::to_string(c.max);
+    case LutValue::kGamma:
+      return FormatGeneral(c.gamma);
+    case LutValue::kSteepness:
+      return FormatGeneral(c.steepness);
+    case LutValue::kThreshold:
+      return std::to_string(c.threshold);
+    case LutValue::kSaturated:
+      return FormatGeneral(saturated_percent);
+  }
+  return {};
+}
+
+std::string_view ApplyLutValue(LutCurve& c, double& saturated_percent, LutValue value,
+                               std::string_view text) {
+  const auto real = ParseReal(text);
+  const auto whole = ParseInteger(text);
+  switch (value) {
+    case LutValue::kMin:
+      if (!whole || *whole < 0 || *whole >= c.max) return kLutMinOutOfRange;
+      c.min = static_cast<int32_t>(*whole);
+      return {};
+    case LutValue::kMax:
+      if (!whole || *whole > 65535 || *whole <= c.min) return kLutMaxOutOfRange;
+      c.max = static_cast<int32_t>(*whole);
+      return {};
+    case LutValue::kGamma:
+      if (!real || *real < kMinGamma || *real > kMaxGamma) return kLutGammaOutOfRange;
+      c.gamma = *real;
+      return {};
+    case LutValue::kSteepness:
+      if (!real || *real < kMinSteepness || *real > kMaxSteepness) return kLutSteepnessOutOfRange;
+      c.steepness = *real;
+      return {};
+    case LutValue::kThreshold:
+      if (!whole || *whole < 0 || *whole > 65535) return kLutThresholdOutOfRange;
+      c.threshold = static_cast<int32_t>(*whole);
+      return {};
+    case LutValue::kSaturated:
+      if (!real || *real < 0 || *real > 50) return kLutSaturatedOutOfRange;
+      saturated_percent = *real;
+      return {};
+  }
+  return {};
 }
 
 std::string CursorReadout(int32_t x, int32_t y, float scale_x, float scale_y, uint16_t count) {

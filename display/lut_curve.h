@@ -70,6 +70,20 @@ bool ParseLutShape(std::string_view text, LutCurve& curve, std::string& error);
 // "MIN,MAX" in counts, MIN < MAX.
 bool ParseLutRange(std::string_view text, LutCurve& curve, std::string& error);
 
+// The values the LUT editor asks for through its input boxes.
+enum class LutValue { kMin, kMax, kGamma, kSteepness, kThreshold, kSaturated };
+struct LutValueDialog {
+  std::string_view title;
+  std::string_view prompt;
+};
+const LutValueDialog& DialogOf(LutValue value);
+// The text the box offers: the current value.
+std::string OfferedText(const LutCurve& curve, double saturated_percent, LutValue value);
+// Converts and checks the typed text and stores it; the refusal message when
+// it is no number or out of range (nothing changes then), else empty.
+std::string_view ApplyLutValue(LutCurve& curve, double& saturated_percent, LutValue value,
+                               std::string_view text);
+
 // The status bar's read-out under the cursor: frame pixel (x, y), its place
 // in nm (pixel x nm per pixel, truncated) and its count:
 // "x=12 y=34 (1200, 3400 nm) cnt=567".

@@ -100,6 +100,21 @@ TEST(LutCurve, ParsesTheOptionsAndFormatsTheReadouts) {
   EXPECT_EQ(c.max, 2000);
   for (const char* bad : {"5", "5,5", "-1,9", "0,70000", "a,b"})
     EXPECT_FALSE(ParseLutRange(bad, c, error)) << bad;
+  // The editor's input boxes: refused values change nothing.
+  LutCurve e;
+  e.max = 4095;
+  double sat = 0.35;
+  EXPECT_TRUE(ApplyLutValue(e, sat, LutValue::kMin, "200").empty());
+  EXPECT_EQ(ApplyLutValue(e, sat, LutValue::kMax, "150"), "Maximum must be above Minimum (1-65535)");
+  EXPECT_EQ(e.max, 4095);
+  EXPECT_FALSE(ApplyLutValue(e, sat, LutValue::kMin, "4095").empty());
+  EXPECT_FALSE(ApplyLutValue(e, sat, LutValue::kGamma, "0.05").empty());
+  EXPECT_TRUE(ApplyLutValue(e, sat, LutValue::kGamma, "2.2").empty());
+  EXPECT_FALSE(ApplyLutValue(e, sat, LutValue::kSaturated, "x").empty());
+  EXPECT_TRUE(ApplyLutValue(e, sat, LutValue::kSaturated, "1.5").empty());
+  EXPECT_EQ(OfferedText(e, sat, LutValue::kSaturated), "1.5");
+  EXPECT_EQ(e.min, 200);
+  EXPECT_DOUBLE_EQ(e.gamma, 2.2);
   EXPECT_EQ(CursorReadout(12, 34, 100.0f, 106.5f, 567), "x=12 y=34 (1200, 3621 nm) cnt=567");
   EXPECT_EQ(ColourBarLabels(c), std::make_pair(std::string("2000"), std::string("90")));
 }
