@@ -97,14 +97,19 @@ void TMainForm::RebuildTempFilt() {
     if (choice[f]) caption += Q(InfoOf(f).suffix);
   TempFilt->setTitle(caption);
   if (!store_) return;
+  const FilterChoice choice_before = filters_.Choice();
+  const int32_t median_before = median_.MedianFrames();
   UseTemporalMedian(*store_, median_, m.median_frames);
   filters_.SetChoice(choice);
   filters_.Attach(*store_);
   TempFilt->setEnabled(median_.MenuEnabled());
   // The frame shown follows the new chain at once, not at the next step,
   // read again after the frames the filters depend on; a playback under way
-  // shows it with its next frame instead.
-  if (!RecordStreaming() && store_->RecordLoaded()) {
+  // shows it with its next frame instead. A settings change that leaves the
+  // chain as it was leaves the frame alone.
+  const bool changed =
+      !(choice_before == filters_.Choice()) || median_before != median_.MedianFrames();
+  if (changed && !RecordStreaming() && store_->RecordLoaded()) {
     RereadWithHistory(*store_, ChainHistory(filters_, median_.MedianFrames()),
                       [this] {
                         median_.Restart();

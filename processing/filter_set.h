@@ -62,6 +62,7 @@ struct FilterChoice {
   FilterParams params;
   bool operator[](FrameFilter f) const { return on[static_cast<int>(f)]; }
   bool Any() const;
+  bool operator==(const FilterChoice&) const = default;
 };
 
 // "--filter" lists: names separated by commas, a ring length, radius or
