@@ -283,6 +283,15 @@ void AddRow(uint32_t* c, const uint16_t* add, const uint16_t* sub, int32_t w) {
   for (int32_t x = 0; x < w; ++x) c[x] += uint32_t{add[x]} - sub[x];
 }
 
+// box[x] = col[x] + ... + col[x + 2r]: summed afresh at every x, which runs
+// on vectors, rather than as a running sum, which waits on the sum before.
+LUMETRA_VECTOR_CLONES
+void BoxSums(const uint32_t* __restrict col, uint32_t* __restrict box, int32_t w, int32_t r) {
+  std::fill(box, box + w, 0u);
+  for (int32_t k = 0; k <= 2 * r; ++k)
+    for (int32_t x = 0; x < w; ++x) box[x] += col[x + k];
+}
+
 LUMETRA_VECTOR_CLONES
 void SubtractMeans(const uint16_t* in, const uint32_t* box, uint32_t d, uint16_t* out, int32_t w) {
   const ExactDivider divide(d);
@@ -308,13 +317,7 @@ void BackgroundRows(const uint16_t* frame, uint16_t* out, int32_t w, int32_t h, 
     if (y > y0) AddRow(c, row(y + r), row(y - r - 1), w);
     std::fill(col, c, c[0]);
     std::fill(c + w, c + w + r, c[w - 1]);
-    uint32_t sum = 0;
-    for (int32_t k = 0; k < 2 * r + 1; ++k) sum += col[k];
-    box[0] = sum;
-    for (int32_t x = 1; x < w; ++x) {
-      sum += col[x + 2 * r] - col[x - 1];
-      box[x] = sum;
-    }
+    BoxSums(col, box, w, r);
     SubtractMeans(row(y), box, static_cast<uint32_t>((2 * r + 1) * (2 * r + 1)),
                   out + static_cast<size_t>(y) * w, w);
   }
