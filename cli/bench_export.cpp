@@ -54,7 +54,7 @@ bool CopyAll(RecordStore& store, Reporter& reporter, const std::string& out) {
 
 void PrintLine(const std::string& name, double s, int32_t frames, double read_s, double copy_s) {
   std::string label = name;
-  label.resize(std::max<size_t>(label.size(), 30), ' ');
+  label.resize(std::max<size_t>(label.size() + 1, 36), ' ');
   std::cout << label << FormatFixed(s, 3) << " s, " << FormatFixed(frames / s, 0) << " frames/s, "
             << FormatFixed(s / read_s, 2) << "x read";
   if (copy_s > 0) std::cout << ", " << FormatFixed(s / copy_s, 2) << "x copy";
