@@ -167,29 +167,40 @@ inline uint16_t Med3(uint16_t a, uint16_t b, uint16_t c) {
   return std::max(std::min(a, b), std::min(std::max(a, b), c));
 }
 
-// With each column of three sorted (low, middle, high), the median of the nine
-// is the median of the largest low, the middle middle and the smallest high.
-LUMETRA_VECTOR_CLONES
-void Median3Rows(const uint16_t* p, size_t pw, uint16_t* out, int32_t w, int32_t y0, int32_t y1) {
+// Calls pixel(r0, r1, r2) for every output pixel of rows y0 .. y1 - 1, the
+// three pointers at the top-left of its 3 x 3 neighbourhood in the padded
+// frame's rows above, at and below it. Inlined into each filter's loop, so
+// that the loop runs on vectors.
+template <typename Pixel>
+inline __attribute__((always_inline)) void Each3x3(const uint16_t* p, size_t pw, uint16_t* out,
+                                                   int32_t w, int32_t y0, int32_t y1,
+                                                   Pixel&& pixel) {
   for (int32_t y = y0; y < y1; ++y) {
     const uint16_t* r0 = p + static_cast<size_t>(y) * pw;
     const uint16_t* r1 = r0 + pw;
     const uint16_t* r2 = r1 + pw;
     uint16_t* o = out + static_cast<size_t>(y) * w;
-    for (int32_t x = 0; x < w; ++x) {
-      uint16_t lo[3], mid[3], hi[3];
-      for (int k = 0; k < 3; ++k) {
-        const uint16_t a = r0[x + k], b = r1[x + k], c = r2[x + k];
-        const uint16_t ab_lo = std::min(a, b), ab_hi = std::max(a, b);
-        lo[k] = std::min(ab_lo, c);
-        hi[k] = std::max(ab_hi, c);
-        mid[k] = std::max(ab_lo, std::min(ab_hi, c));
-      }
-      const uint16_t max_lo = std::max(std::max(lo[0], lo[1]), lo[2]);
-      const uint16_t min_hi = std::min(std::min(hi[0], hi[1]), hi[2]);
-      o[x] = Med3(max_lo, Med3(mid[0], mid[1], mid[2]), min_hi);
-    }
+    for (int32_t x = 0; x < w; ++x) o[x] = pixel(r0 + x, r1 + x, r2 + x);
   }
+}
+
+// With each column of three sorted (low, middle, high), the median of the nine
+// is the median of the largest low, the middle middle and the smallest high.
+LUMETRA_VECTOR_CLONES
+void Median3Rows(const uint16_t* p, size_t pw, uint16_t* out, int32_t w, int32_t y0, int32_t y1) {
+  Each3x3(p, pw, out, w, y0, y1, [](const uint16_t* r0, const uint16_t* r1, const uint16_t* r2) {
+    uint16_t lo[3], mid[3], hi[3];
+    for (int k = 0; k < 3; ++k) {
+      const uint16_t a = r0[k], b = r1[k], c = r2[k];
+      const uint16_t ab_lo = std::min(a, b), ab_hi = std::max(a, b);
+      lo[k] = std::min(ab_lo, c);
+      hi[k] = std::max(ab_hi, c);
+      mid[k] = std::max(ab_lo, std::min(ab_hi, c));
+    }
+    const uint16_t max_lo = std::max(std::max(lo[0], lo[1]), lo[2]);
+    const uint16_t min_hi = std::min(std::min(hi[0], hi[1]), hi[2]);
+    return Med3(max_lo, Med3(mid[0], mid[1], mid[2]), min_hi);
+  });
 }
 
 // Each column of five sorted once per row (`cols`: five lines of pw counts,
@@ -220,58 +231,42 @@ void Median5Rows(const uint16_t* __restrict p, size_t pw, uint16_t* __restrict o
 
 LUMETRA_VECTOR_CLONES
 void SmoothRows(const uint16_t* p, size_t pw, uint16_t* out, int32_t w, int32_t y0, int32_t y1) {
-  for (int32_t y = y0; y < y1; ++y) {
-    const uint16_t* r0 = p + static_cast<size_t>(y) * pw;
-    const uint16_t* r1 = r0 + pw;
-    const uint16_t* r2 = r1 + pw;
-    uint16_t* o = out + static_cast<size_t>(y) * w;
-    for (int32_t x = 0; x < w; ++x) {
-      const uint32_t s = uint32_t{r0[x]} + r0[x + 1] + r0[x + 2] + r1[x] + r1[x + 1] + r1[x + 2] +
-                         r2[x] + r2[x + 1] + r2[x + 2];
-      o[x] = static_cast<uint16_t>((s + 4) / 9);
-    }
-  }
+  Each3x3(p, pw, out, w, y0, y1, [](const uint16_t* r0, const uint16_t* r1, const uint16_t* r2) {
+    const uint32_t s = uint32_t{r0[0]} + r0[1] + r0[2] + r1[0] + r1[1] + r1[2] + r2[0] + r2[1] +
+                       r2[2];
+    return static_cast<uint16_t>((s + 4) / 9);
+  });
 }
 
 LUMETRA_VECTOR_CLONES
 void SharpenRows(const uint16_t* p, size_t pw, uint16_t* out, int32_t w, int32_t weight,
                  int32_t y0, int32_t y1) {
-  for (int32_t y = y0; y < y1; ++y) {
-    const uint16_t* r0 = p + static_cast<size_t>(y) * pw;
-    const uint16_t* r1 = r0 + pw;
-    const uint16_t* r2 = r1 + pw;
-    uint16_t* o = out + static_cast<size_t>(y) * w;
-    for (int32_t x = 0; x < w; ++x) {
-      const int32_t c = r1[x + 1];
-      const int32_t ring = int32_t{r0[x]} + r0[x + 1] + r0[x + 2] + r1[x] + r1[x + 2] + r2[x] +
-                           r2[x + 1] + r2[x + 2];
-      // |8c - ring| <= 524280 and weight <= 1280: the product fits 32 bits.
-      // The shift rounds down, negative values included: halves round up.
-      const int32_t v = c + (((8 * c - ring) * weight + 2048) >> 12);
-      o[x] = static_cast<uint16_t>(std::clamp(v, 0, 65535));
-    }
-  }
+  Each3x3(p, pw, out, w, y0, y1,
+          [weight](const uint16_t* r0, const uint16_t* r1, const uint16_t* r2) {
+            const int32_t c = r1[1];
+            const int32_t ring =
+                int32_t{r0[0]} + r0[1] + r0[2] + r1[0] + r1[2] + r2[0] + r2[1] + r2[2];
+            // |8c - ring| <= 524280 and weight <= 1280: the product fits 32
+            // bits. The shift rounds down, negative values included: halves
+            // round up.
+            const int32_t v = c + (((8 * c - ring) * weight + 2048) >> 12);
+            return static_cast<uint16_t>(std::clamp(v, 0, 65535));
+          });
 }
 
 LUMETRA_VECTOR_CLONES
 void SobelRows(const uint16_t* p, size_t pw, uint16_t* out, int32_t w, int32_t y0, int32_t y1) {
-  for (int32_t y = y0; y < y1; ++y) {
-    const uint16_t* r0 = p + static_cast<size_t>(y) * pw;
-    const uint16_t* r1 = r0 + pw;
-    const uint16_t* r2 = r1 + pw;
-    uint16_t* o = out + static_cast<size_t>(y) * w;
-    for (int32_t x = 0; x < w; ++x) {
-      const int32_t gx = (int32_t{r0[x + 2]} + 2 * r1[x + 2] + r2[x + 2]) -
-                         (int32_t{r0[x]} + 2 * r1[x] + r2[x]);
-      const int32_t gy = (int32_t{r2[x]} + 2 * r2[x + 1] + r2[x + 2]) -
-                         (int32_t{r0[x]} + 2 * r0[x + 1] + r0[x + 2]);
-      // The sum of squares stays below 2^38, exact in a double, and the
-      // correctly rounded root of a whole number below 2^52 never reaches
-      // the next whole number: truncating it gives the whole-number root.
-      const double m = std::sqrt(static_cast<double>(gx) * gx + static_cast<double>(gy) * gy);
-      o[x] = static_cast<uint16_t>(std::min(m, 65535.0));
-    }
-  }
+  Each3x3(p, pw, out, w, y0, y1, [](const uint16_t* r0, const uint16_t* r1, const uint16_t* r2) {
+    const int32_t gx =
+        (int32_t{r0[2]} + 2 * r1[2] + r2[2]) - (int32_t{r0[0]} + 2 * r1[0] + r2[0]);
+    const int32_t gy =
+        (int32_t{r2[0]} + 2 * r2[1] + r2[2]) - (int32_t{r0[0]} + 2 * r0[1] + r0[2]);
+    // The sum of squares stays below 2^38, exact in a double, and the
+    // correctly rounded root of a whole number below 2^52 never reaches the
+    // next whole number: truncating it gives the whole-number root.
+    const double m = std::sqrt(static_cast<double>(gx) * gx + static_cast<double>(gy) * gy);
+    return static_cast<uint16_t>(std::min(m, 65535.0));
+  });
 }
 
 LUMETRA_VECTOR_CLONES
