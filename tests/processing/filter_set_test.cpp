@@ -20,6 +20,16 @@ std::vector<uint16_t> RandomFrame(Rng& rng, size_t n, uint32_t range) {
   return v;
 }
 
+// A record of `count` frames of random counts below 5000, written to `path`.
+std::vector<std::vector<uint16_t>> RandomRecord(const std::string& path, int32_t w, int32_t h,
+                                                int count, uint64_t seed) {
+  Rng rng(seed);
+  std::vector<std::vector<uint16_t>> frames;
+  for (int f = 0; f < count; ++f) frames.push_back(RandomFrame(rng, w * h, 5000));
+  test::WriteRecord(path, w, h, frames);
+  return frames;
+}
+
 FilterChoice Only(FrameFilter f, FilterParams params = {}) {
   FilterChoice c;
   c.on[static_cast<int>(f)] = true;
@@ -104,10 +114,7 @@ TEST(FilterSet, TemporalFiltersMatchTheirDefinitions) {
 TEST(FilterSet, SlotOrderDoesNotDependOnTheOrderOfTicking) {
   test::ScratchDir dir;
   const int32_t w = 21, h = 17;
-  Rng rng(4);
-  std::vector<std::vector<uint16_t>> frames;
-  for (int f = 0; f < 12; ++f) frames.push_back(RandomFrame(rng, w * h, 5000));
-  test::WriteRecord(dir.Path("rec.xkv"), w, h, frames);
+  const auto frames = RandomRecord(dir.Path("rec.xkv"), w, h, 12, 4);
 
   FilterChoice all;
   for (FrameFilter f : {FrameFilter::kSubtrPrevFrame, FrameFilter::kSmoothing,
@@ -172,10 +179,7 @@ TEST(FilterSet, SlotOrderDoesNotDependOnTheOrderOfTicking) {
 TEST(FilterSet, RereadShowsWhatPlaybackShows) {
   test::ScratchDir dir;
   const int32_t w = 8, h = 6;
-  Rng rng(12);
-  std::vector<std::vector<uint16_t>> frames;
-  for (int f = 0; f < 10; ++f) frames.push_back(RandomFrame(rng, w * h, 4096));
-  test::WriteRecord(dir.Path("rec.xkv"), w, h, frames);
+  RandomRecord(dir.Path("rec.xkv"), w, h, 10, 12);
 
   FilterChoice a;
   a.on[static_cast<int>(FrameFilter::kSubtrPrevFrame)] = true;
