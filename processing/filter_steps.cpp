@@ -25,10 +25,12 @@ void UpdateSums(const uint16_t* frame, uint16_t* slot, uint32_t* sum, size_t n) 
   }
 }
 
+// Sums of squares of at most 50 counts stay below 2^38: whole numbers that
+// doubles hold and add exactly, on vectors.
 LUMETRA_VECTOR_CLONES
-void UpdateSquares(const uint16_t* frame, const uint16_t* slot, uint64_t* squares, size_t n) {
+void UpdateSquares(const uint16_t* frame, const uint16_t* slot, double* squares, size_t n) {
   for (size_t i = 0; i < n; ++i) {
-    const uint64_t a = frame[i], b = slot[i];
+    const double a = frame[i], b = slot[i];
     squares[i] += a * a - b * b;
   }
 }
@@ -70,20 +72,23 @@ void SubtractPrevious(uint16_t* frame, uint16_t* prev, size_t n) {
 }
 
 LUMETRA_VECTOR_CLONES
-void SdFromSums(const uint32_t* sum, const uint64_t* squares, int32_t frames, uint16_t* out,
+void SdFromSums(const uint32_t* sum, const double* squares, int32_t frames, uint16_t* out,
                 size_t n) {
-  const uint64_t nf = static_cast<uint64_t>(frames);
-  const uint64_t nn = nf * (nf - 1);
-  const double inv = 1.0 / static_cast<double>(nn);
+  const double nf = frames;
+  const double nn = nf * (nf - 1);
+  const double inv = 1.0 / nn;
   for (size_t i = 0; i < n; ++i) {
-    // N sum2 - sum^2 is N^2 times the population variance: whole and >= 0,
-    // below 2^44 for 50 frames of 16-bit counts.
-    const uint64_t d = nf * squares[i] - uint64_t{sum[i]} * sum[i];
-    // The double estimate is off by at most one; whole-number checks settle it.
-    uint64_t s = static_cast<uint64_t>(std::sqrt(static_cast<double>(d) * inv));
+    // N sum2 - sum^2 is N^2 times the population variance: a whole number
+    // below 2^44 for 50 frames of 16-bit counts, and every product here stays
+    // below 2^53, so doubles compute it exactly.
+    const double s1 = sum[i];
+    const double d = nf * squares[i] - s1 * s1;
+    // The root's estimate is off by at most one; exact comparisons of whole
+    // numbers settle it: s is the largest whole number with s^2 N (N - 1) <= d.
+    double s = std::floor(std::sqrt(d * inv));
     s += (s + 1) * (s + 1) * nn <= d ? 1 : 0;
     s -= s * s * nn > d ? 1 : 0;
-    out[i] = static_cast<uint16_t>(std::min<uint64_t>(s, 65535));
+    out[i] = static_cast<uint16_t>(std::min(s, 65535.0));
   }
 }
 

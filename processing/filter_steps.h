@@ -107,7 +107,7 @@ class RingStep : public FilterStep {
   int32_t count_ = 0;  // frames in the ring, at most frames_
   std::vector<uint16_t> ring_;
   std::vector<uint32_t> sum_;
-  std::vector<uint64_t> squares_;  // SD imaging only
+  std::vector<double> squares_;  // SD imaging only: whole numbers, exact in doubles
 };
 
 // Slot 5, last: every frame added to a 32-bit accumulator per pixel; the
@@ -132,7 +132,7 @@ class AccumulateStep final : public FilterStep {
 void SubtractPrevious(uint16_t* frame, uint16_t* prev, size_t n);
 // SD over a ring of `frames` from the running sums: floor(sqrt(v)) with
 // v = (N sum2 - sum^2) / (N (N - 1)) rounded down (the sample SD).
-void SdFromSums(const uint32_t* sum, const uint64_t* squares, int32_t frames, uint16_t* out,
+void SdFromSums(const uint32_t* sum, const double* squares, int32_t frames, uint16_t* out,
                 size_t n);
 
 }  // namespace lumetra
