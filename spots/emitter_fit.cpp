@@ -31,7 +31,7 @@ bool Plausible(const EmitterModel& m, const FitPatch& p) {
 }
 
 // Fraction of a unit Gaussian centred at c0 in each of n pixels, and its
-// derivative with respect to c0; pixel edges are shared by neighbours.
+// derivative by c0; pixel edges are shared by neighbours.
 void EdgeFractions(double c0, double sigma, int n, double* e, double* de) {
   const double k = 1.0 / (std::sqrt(2.0) * sigma);
   const double g = 1.0 / (std::sqrt(2.0 * M_PI) * sigma);

@@ -63,7 +63,7 @@ class EmitterFitter {
                    double (*J)[kMaxFitParams]);
 
   // Per emitter: the fraction of its photons in each column and row, and
-  // their derivatives with respect to its centre.
+  // their derivatives as its centre moves.
   std::array<std::array<double, kMaxPatchSide>, kMaxGroupEmitters> ex_, dex_, ey_, dey_;
 };
 

@@ -82,7 +82,6 @@ void DetectPass::ChooseQAndFlush() {
   q_choice_ = ChooseQ(MeasureNoise(frames, held_[0].width, held_[0].height), params_.fwhm_nm,
                       held_[0].scale_x, workers_);
   params_.q_threshold = q_choice_.q;
-  reporter_.Notice(AutoQReadOut(q_choice_));
   for (const HeldFrame& h : held_)
     DetectFrame(h.pixels.data(), h.width, h.height, h.scale_x, h.scale_y, h.f);
   held_.clear();
@@ -140,6 +139,7 @@ void DetectPass::EndRecord(const RecordStore&, bool) {
   if (params_.detector == SpotDetectorKind::kDense)
     end_readout_ += std::string(kFallbacksOpen) + std::to_string(fallbacks_) +
                     std::string(kFallbacksPart);
+  if (q_choice_.q > 0) end_readout_ += std::string(kFallbacksOpen) + AutoQReadOut(q_choice_);
   reporter_.Status(end_readout_);
 }
 

@@ -38,7 +38,8 @@ class DetectPass final : public FrameConsumer {
   void EndRecord(const RecordStore& record, bool completed) override;
 
   const SpotFinder& Finder() const { return finder_; }
-  // Read-out of the last frame detected, and of the end of the pass.
+  // Read-out of the last frame detected, and of the end of the pass (with the
+  // dense detector its centroid fallbacks, with "Q: automatic" the choice).
   const std::string& FrameReadOut() const { return frame_readout_; }
   const std::string& EndReadOut() const { return end_readout_; }
   int32_t FramesDetected() const { return frames_; }
