@@ -25,8 +25,8 @@ constexpr double kSameSpot = 0.5;
 LUMETRA_VECTOR_CLONES
 void WeightedRow(const float* __restrict in, const float* __restrict w, int taps, int n,
                  float* __restrict out) {
-  for (int x = 0; x < n; ++x) out[x] = 0;
-  for (int k = 0; k < taps; ++k) {
+  for (int x = 0; x < n; ++x) out[x] = w[0] * in[x];
+  for (int k = 1; k < taps; ++k) {
     const float wk = w[k];
     const float* __restrict src = in + k;
     for (int x = 0; x < n; ++x) out[x] += wk * src[x];
@@ -36,11 +36,17 @@ void WeightedRow(const float* __restrict in, const float* __restrict w, int taps
 // out[x] = sum of in[x + k] over k = 0..taps-1. Whole counts: exact in floats.
 LUMETRA_VECTOR_CLONES
 void SumRow(const float* __restrict in, int taps, int n, float* __restrict out) {
-  for (int x = 0; x < n; ++x) out[x] = 0;
-  for (int k = 0; k < taps; ++k) {
+  for (int x = 0; x < n; ++x) out[x] = in[x];
+  for (int k = 1; k < taps; ++k) {
     const float* __restrict src = in + k;
     for (int x = 0; x < n; ++x) out[x] += src[x];
   }
+}
+
+// out[x] = w in[x] for x in [0, n).
+LUMETRA_VECTOR_CLONES
+void ScaledRow(const float* __restrict in, float w, int n, float* __restrict out) {
+  for (int x = 0; x < n; ++x) out[x] = w * in[x];
 }
 
 // out[x] += w in[x] for x in [0, n).
@@ -117,14 +123,15 @@ void DenseDetector::Filter(const uint16_t* pixels, int threads) {
     t.column.resize(static_cast<size_t>(w));
     for (int32_t y = h * i / parts; y < h * (i + 1) / parts; ++y) {
       float* out = band_.data() + static_cast<size_t>(y) * static_cast<size_t>(w);
-      std::fill(out, out + w, 0.0f);
-      std::fill(t.sum.begin(), t.sum.end(), 0.0f);
-      for (int k = -gauss_half_; k <= gauss_half_; ++k)
-        AddScaledRow(hgauss_.data() + static_cast<size_t>(std::clamp(y + k, 0, h - 1)) * w,
-                     weights_[static_cast<size_t>(k + gauss_half_)], w, out);
-      for (int k = -box_half_; k <= box_half_; ++k)
-        AddScaledRow(hbox_.data() + static_cast<size_t>(std::clamp(y + k, 0, h - 1)) * w, 1.0f, w,
-                     t.sum.data());
+      auto row = [&](const std::vector<float>& v, int k) {
+        return v.data() + static_cast<size_t>(std::clamp(y + k, 0, h - 1)) * w;
+      };
+      ScaledRow(row(hgauss_, -gauss_half_), weights_[0], w, out);
+      for (int k = -gauss_half_ + 1; k <= gauss_half_; ++k)
+        AddScaledRow(row(hgauss_, k), weights_[static_cast<size_t>(k + gauss_half_)], w, out);
+      ScaledRow(row(hbox_, -box_half_), 1.0f, w, t.sum.data());
+      for (int k = -box_half_ + 1; k <= box_half_; ++k)
+        AddScaledRow(row(hbox_, k), 1.0f, w, t.sum.data());
       AddScaledRow(t.sum.data(), -inv_area, w, out);
     }
   };
