@@ -149,6 +149,31 @@ TEST(SpotForm, DetectLinkSaveAndReadTracks) {
   resolve->trigger();
   EXPECT_FALSE(form.Params().resolve_close);
 
+  // "Q: automatic" and "Dense Field Detection": checkable, and Detect says
+  // what each chose or counted at its end.
+  QAction *automatic = nullptr, *dense = nullptr;
+  for (QAction* menu : form.menuBar()->actions())
+    if (menu->menu())
+      for (QAction* a : menu->menu()->actions()) {
+        if (a->text() == "Q: automatic") automatic = a;
+        if (a->text() == "Dense Field Detection") dense = a;
+      }
+  ASSERT_NE(automatic, nullptr);
+  ASSERT_NE(dense, nullptr);
+  automatic->trigger();
+  EXPECT_TRUE(form.Params().q_auto);
+  form.DetectClick();
+  form.FinishPlayback();
+  EXPECT_TRUE(form.StatusText().contains("Q: automatic, chose Q=")) << form.StatusText().toStdString();
+  automatic->trigger();
+  dense->trigger();
+  EXPECT_EQ(form.Params().detector, SpotDetectorKind::kDense);
+  form.DetectClick();
+  form.FinishPlayback();
+  EXPECT_TRUE(form.StatusText().endsWith(" fits fell back to the centroid"));
+  dense->trigger();
+  EXPECT_EQ(form.Params().detector, SpotDetectorKind::kTemplate);
+
   // The main window's keys reach the views.
   auto* view = form.findChild<SpotView*>();
   ASSERT_NE(view, nullptr);
