@@ -27,6 +27,7 @@
 #include "record/record_store.h"
 #include "settings/settings_model.h"
 #include "spots/gui/spot_form.h"
+#include "spots/track_series.h"
 #include "spots/track_store.h"
 
 class QLabel;
@@ -42,6 +43,7 @@ class TComForm;
 struct TransformRequest;
 class TSpotForm;
 class TDetectForm;
+class TAreaForm;
 
 class TMainForm : public QMainWindow {
   Q_OBJECT
@@ -86,6 +88,8 @@ class TMainForm : public QMainWindow {
   bool RecordStreaming() const;
   // The step-detection window while it is open, else null.
   TDetectForm* DetectForm() const;
+  // The region time-course window while it is open, else null.
+  TAreaForm* AreaForm() const;
 
   // Analyses that see every frame of the next playback (not owned).
   void SetPlaybackConsumers(std::vector<FrameConsumer*> consumers) {
@@ -224,6 +228,8 @@ class TMainForm : public QMainWindow {
   int32_t BeadCount() const { return bead_count_; }
   // Opens the step-detection window (SFDA) on the open record.
   void DetectingClick();
+  // Opens the region time-course window on the open record.
+  void AreaClick();
   // The Batch Analysis menu: tracking, and the S-, P- and MS-test over a
   // group of records chosen in one dialog.
   void DoSPTinFilesClick();
@@ -278,6 +284,8 @@ class TMainForm : public QMainWindow {
   // Draws the chosen bead track over the image (or nothing while ShowBeads is
   // off); `announce` names it in the status bar.
   void ShowBeadTrack(bool announce = false);
+  // Bead `index` as a track in um, for the region window's XY view.
+  TrackSeries BeadSeries(int index) const;
   // Closes the tool windows that work on the open record (before another opens).
   void CloseRecordWindows();
   void ShowFrame();
@@ -325,6 +333,7 @@ class TMainForm : public QMainWindow {
   QAction* ShowBeads = nullptr;
   std::unique_ptr<TrackStore> beads_;  // bead tracks read from an XKI file
   QPointer<TDetectForm> detect_form_;
+  QPointer<TAreaForm> area_form_;
   int32_t bead_index_ = 0;
   int32_t bead_count_ = 0;
 

@@ -28,6 +28,8 @@ inline constexpr std::string_view kCollectStopped = "Stopped at frame %d of %d: 
 // Fits and curve commands.
 inline constexpr std::string_view kTooFewPointsSpots =
     "The spot-count fit needs at least 5 points";
+inline constexpr std::string_view kNoSpotCount = "No spot count: a tracked object has none";
+inline constexpr std::string_view kNoStage = "The record holds no stage positions";
 inline constexpr std::string_view kCurveHasNaN = "The curve holds a value that is not a number";
 inline constexpr std::string_view kNothingFitted =
     "No grid combination fits: the curve is flat at 0, negative or not a number";

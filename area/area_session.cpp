@@ -60,10 +60,6 @@ float MedianOf(std::vector<float>& w) {
   return w.size() % 2 ? w[m] : 0.5f * (w[m - 1] + w[m]);
 }
 
-bool AnyNaN(const std::vector<float>& c) {
-  return std::any_of(c.begin(), c.end(), [](float v) { return std::isnan(v); });
-}
-
 std::string Cell(const std::vector<float>& c, size_t i) {
   if (i >= c.size()) return "nan";
   return std::isfinite(c[i]) ? FormatFloat(c[i]) : FormatTable(c[i]);
@@ -175,11 +171,11 @@ std::optional<double> AreaSession::EvenStep() const {
 bool AreaSession::Show(AreaView view) {
   if (!NeedData()) return false;
   if (view == AreaView::kStage && trace_.stage_x.empty()) {
-    reporter_.Modal("The record holds no stage positions");
+    reporter_.Modal(kNoStage);
     return false;
   }
   if (view == AreaView::kSpotInt && trace_.spots.empty()) {
-    reporter_.Modal("No spot count: a tracked object has none");
+    reporter_.Modal(kNoSpotCount);
     return false;
   }
   if (view == AreaView::kNormalised && derived_name_.empty()) return false;
@@ -226,65 +222,41 @@ bool AreaSession::FirstDerivativeClick() {
   return true;
 }
 
-bool AreaSession::FitBleachingClick() {
+bool AreaSession::RunFit(FitModel model) {
   if (!NeedData()) return false;
-  const std::vector<float>& v = Intensity();
-  const int32_t n = trace_.Points();
-  if (AnyNaN(v)) reporter_.Warning(kCurveHasNaN);
-  const BleachingFit fit = FitBleaching(trace_.time.data(), v.data(), n);
-  if (!fit.found) reporter_.Warning(kNothingFitted);
-  fit_.assign(static_cast<size_t>(n), 0.0f);
-  BleachingCurve(fit, trace_.time.data(), n, fit_.data());
-  fit_kind_ = AreaFitKind::kBleaching;
-  view_ = AreaView::kIntens;
-  SetResult(BleachingText(fit),
-            fit.found ? IntervalText(BleachingRateInterval(trace_.time.data(), v.data(), n))
-                      : std::string());
-  return true;
-}
-
-bool AreaSession::FitRecoveryClick() {
-  if (!NeedData()) return false;
-  std::vector<float>& v = Intensity();
-  const int32_t n = trace_.Points();
-  if (AnyNaN(v)) reporter_.Warning(kCurveHasNaN);
-  const RecoveryFit fit = FitRecovery(trace_.time.data(), v.data(), n);
-  recovery_percent_ = true;
-  if (fit.max_index <= fit.min_index) reporter_.Warning(kRecoveryNothing);
-  fit_.assign(static_cast<size_t>(n), 0.0f);
-  RecoveryCurve(fit, trace_.time.data(), n, fit_.data());
-  fit_kind_ = AreaFitKind::kRecovery;
-  view_ = AreaView::kIntens;
-  unsaved_ = true;
-  SetResult(RecoveryText(fit), fit.found ? " tau" + IntervalText(RecoveryTauInterval(
-                                                       trace_.time.data(), v.data(),
-                                                       fit.min_index, fit.max_index))
-                                         : std::string());
-  return true;
-}
-
-bool AreaSession::FitSpotsCurveClick() {
-  if (!NeedData()) return false;
-  if (trace_.spots.empty()) {
-    reporter_.Modal("No spot count: a tracked object has none");
+  if (model == FitModel::kSpots && trace_.spots.empty()) {
+    reporter_.Modal(kNoSpotCount);
     return false;
   }
-  const int32_t n = trace_.Points();
-  if (n < kSpotsFitMinPoints) {
+  if (model == FitModel::kSpots && trace_.Points() < kSpotsFitMinPoints) {
     reporter_.Modal(kTooFewPointsSpots);
     return false;
   }
-  const SpotsFit fit = FitSpotsCurve(trace_.time.data(), trace_.spots.data(), n);
-  if (!fit.found) reporter_.Warning(kNothingFitted);
-  fit_.assign(static_cast<size_t>(n), 0.0f);
-  SpotsCurve(fit, trace_.time.data(), n, fit_.data());
-  fit_kind_ = AreaFitKind::kSpots;
-  view_ = AreaView::kSpotInt;
-  SetResult(SpotsText(fit),
-            fit.found
-                ? IntervalText(SpotsRateInterval(trace_.time.data(), trace_.spots.data(), n))
-                : std::string());
+  std::vector<float>& curve = model == FitModel::kSpots ? trace_.spots : Intensity();
+  last_fit_ = RunCurveFit(model, trace_.time, curve);
+  if (!last_fit_.problem.empty()) reporter_.Warning(last_fit_.problem);
+  if (model == FitModel::kRecovery) {
+    curve = last_fit_.curve;  // the curve stays rewritten in percent
+    recovery_percent_ = true;
+    unsaved_ = true;
+  }
+  fit_ = last_fit_.fit;
+  fit_kind_ = model == FitModel::kBleaching  ? AreaFitKind::kBleaching
+              : model == FitModel::kRecovery ? AreaFitKind::kRecovery
+                                             : AreaFitKind::kSpots;
+  view_ = model == FitModel::kSpots ? AreaView::kSpotInt : AreaView::kIntens;
+  SetResult(last_fit_.text, last_fit_.interval);
   return true;
+}
+
+bool AreaSession::FitBleachingClick() {
+  return RunFit(FitModel::kBleaching);
+}
+bool AreaSession::FitRecoveryClick() {
+  return RunFit(FitModel::kRecovery);
+}
+bool AreaSession::FitSpotsCurveClick() {
+  return RunFit(FitModel::kSpots);
 }
 
 bool AreaSession::FitDoubleBleachingClick() {

@@ -13,6 +13,7 @@
 
 #include "area/area_plot.h"
 #include "area/area_trace.h"
+#include "area/curve_fit.h"
 #include "area/fit_extras.h"
 #include "area/grid_fits.h"
 #include "common/report.h"
@@ -63,6 +64,8 @@ class AreaSession {
   AreaView View() const { return view_; }
   AreaFitKind FitKind() const { return fit_kind_; }
   const std::vector<float>& FitCurve() const { return fit_; }
+  // The last of the three grid fits, with its grid values and interval.
+  const CurveFitResult& LastFit() const { return last_fit_; }
   // The graph's note lines 3 and 4: the rate's interval and the fit's text.
   const std::string& IntervalNote() const { return interval_note_; }
   const std::string& ResultText() const { return result_text_; }
@@ -110,6 +113,7 @@ class AreaSession {
   const Msd& MsdCurve() const { return msd_; }
 
  private:
+  bool RunFit(FitModel model);
   bool NeedData();
   bool NeedPositions();
   // Equal steps between the points' times: the step (s), or nothing.
@@ -128,6 +132,7 @@ class AreaSession {
   std::string derived_name_;
   bool recovery_percent_ = false;  // FitRecovery rewrote the intensity
   Msd msd_;
+  CurveFitResult last_fit_;
   std::string interval_note_, result_text_;
   bool abs_vals_ = true;
   bool unsaved_ = false;
