@@ -17,19 +17,46 @@ struct Sums {
   double n = 0, g = 0, gg = 0, gv = 0, v = 0, vv = 0;
 };
 
-double BestCost(const Sums& s, std::optional<double> fixed_y) {
-  if (fixed_y) {
-    const double y = *fixed_y;
-    // residual x g + y - v
-    const double b = y * s.g - s.gv;
-    const double x = s.gg > 0 ? -b / s.gg : 0.0;
-    return x * x * s.gg + 2 * x * b + s.n * y * y - 2 * y * s.v + s.vv;
-  }
+// The cost at x = A - B, y = B (the residual is x g + y - v).
+double CostAt(const Sums& s, double x, double y) {
+  return x * x * s.gg + 2 * x * y * s.g + s.n * y * y - 2 * x * s.gv - 2 * y * s.v + s.vv;
+}
+
+// The least cost along the segment from (x0, y0) to (x1, y1).
+double SegmentMin(const Sums& s, double x0, double y0, double x1, double y1) {
+  const double dx = x1 - x0, dy = y1 - y0;
+  // Q(p0 + u d) = Q(p0) + 2 u b + u^2 a
+  const double a = dx * dx * s.gg + 2 * dx * dy * s.g + dy * dy * s.n;
+  const double b = dx * (x0 * s.gg + y0 * s.g - s.gv) + dy * (x0 * s.g + y0 * s.n - s.v);
+  const double u = a > 0 ? std::clamp(-b / a, 0.0, 1.0) : (b < 0 ? 1.0 : 0.0);
+  return CostAt(s, x0 + u * dx, y0 + u * dy);
+}
+
+// The linear parameters' ranges: those the grid covers, A from a_lo to a_hi
+// and B from b_lo to b_hi, taken as continuous.
+struct Box {
+  double a_lo, a_hi, b_lo, b_hi;
+};
+
+// The least cost with A and B anywhere in the box: the free least squares
+// when it lies inside, else the least along the box's edges.
+double BestCost(const Sums& s, const Box& box) {
   const double det = s.gg * s.n - s.g * s.g;
-  if (det <= 1e-12 * s.gg * s.n) return s.vv - s.v * s.v / s.n;  // g constant: one offset
-  const double x = (s.gv * s.n - s.g * s.v) / det;
-  const double y = (s.gg * s.v - s.g * s.gv) / det;
-  return s.vv - x * s.gv - y * s.v;
+  if (det > 1e-12 * s.gg * s.n) {
+    const double x = (s.gv * s.n - s.g * s.v) / det;
+    const double y = (s.gg * s.v - s.g * s.gv) / det;
+    if (y >= box.b_lo && y <= box.b_hi && x + y >= box.a_lo && x + y <= box.a_hi)
+      return CostAt(s, x, y);
+  }
+  const double corner[4][2] = {
+      {box.a_lo, box.b_lo}, {box.a_hi, box.b_lo}, {box.a_hi, box.b_hi}, {box.a_lo, box.b_hi}};
+  double best = std::numeric_limits<double>::infinity();
+  for (int c = 0; c < 4; ++c) {
+    const double* p = corner[c];
+    const double* q = corner[(c + 1) % 4];
+    best = std::min(best, SegmentMin(s, p[0] - p[1], p[1], q[0] - q[1], q[1]));
+  }
+  return best;
 }
 
 RateInterval Profile(const std::vector<float>& rates, const std::vector<double>& cost, int32_t n,
@@ -61,8 +88,8 @@ RateInterval Profile(const std::vector<float>& rates, const std::vector<double>&
   return r;
 }
 
-std::vector<double> ExpProfile(const std::vector<float>& ks, const float* t, const float* v,
-                               int32_t n) {
+std::vector<double> ExpProfile(const std::vector<float>& ks, const Box& box, const float* t,
+                               const float* v, int32_t n) {
   std::vector<double> cost(ks.size());
   for (size_t j = 0; j < ks.size(); ++j) {
     Sums s;
@@ -75,7 +102,7 @@ std::vector<double> ExpProfile(const std::vector<float>& ks, const float* t, con
       s.v += v[i];
       s.vv += static_cast<double>(v[i]) * v[i];
     }
-    cost[j] = BestCost(s, std::nullopt);
+    cost[j] = BestCost(s, box);
   }
   return cost;
 }
@@ -101,13 +128,18 @@ double StudentT975(int32_t dof) {
 }
 
 RateInterval BleachingRateInterval(const float* t, const float* v, int32_t n) {
+  if (n <= 0 || !(v[0] > 0)) return {};
+  const double i0 = v[0];
   const std::vector<float> ks = BleachingKGrid();
-  return Profile(ks, ExpProfile(ks, t, v, n), n, 3);
+  return Profile(ks, ExpProfile(ks, {0.9 * i0, 1.1 * i0, 0.0, i0}, t, v, n), n, 3);
 }
 
 RateInterval SpotsRateInterval(const float* t, const float* spots, int32_t n) {
+  if (n < kSpotsFitMinPoints) return {};
+  const double m = (spots[2] + spots[3] + spots[4]) / 3.0f;
+  if (!(m > 0)) return {};
   const std::vector<float> ks = SpotsKGrid();
-  return Profile(ks, ExpProfile(ks, t, spots, n), n, 3);
+  return Profile(ks, ExpProfile(ks, {0.5 * m, 1.5 * m, 0.0, 0.25 * m}, t, spots, n), n, 3);
 }
 
 RateInterval RecoveryTauInterval(const float* t, const float* percent, int32_t min_index,
@@ -128,7 +160,8 @@ RateInterval RecoveryTauInterval(const float* t, const float* percent, int32_t m
       s.v += percent[i];
       s.vv += static_cast<double>(percent[i]) * percent[i];
     }
-    cost[j] = BestCost(s, 100.0);
+    // y stays 100; x = 100 (1 - a) with a from 0.1 to 1: A = x + 100 from 100 to 190.
+    cost[j] = BestCost(s, {100.0, 190.0, 100.0, 100.0});
   }
   return Profile(taus, cost, n, 2);
 }

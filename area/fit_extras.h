@@ -15,7 +15,9 @@ namespace lumetra {
 
 // A 95% interval of a rate from the profile of the least-squares cost over
 // the fit's own rate grid: at each grid rate the linear parameters take their
-// least-squares best, and the interval holds the rates whose cost stays below
+// least-squares best within the ranges their grids cover (A and B of the
+// exponential fits, a of the recovery; continuous, not on the grid's coarse
+// steps), and the interval holds the rates whose cost stays below
 // min * (1 + t^2 / (n - p)) (t the two-sided 95% point of Student's t with
 // n - p degrees of freedom), its edges interpolated between grid values. An
 // edge at the end of the grid is open (the rate may lie beyond it).
