@@ -29,7 +29,7 @@ void TMainForm::BuildToolsMenu() {
   steps->setObjectName(QStringLiteral("StepDetection"));
   items_[QStringLiteral("StepDetection")] = steps;
   need_frame_.push_back(steps);
-  QAction* area = tools->addAction(QStringLiteral("Region Time Course"), this, &TMainForm::AreaClick);
+  QAction* area = tools->addAction(Q(kAreaFormCaption), this, &TMainForm::AreaClick);
   area->setObjectName(QStringLiteral("RegionTimeCourse"));
   items_[QStringLiteral("RegionTimeCourse")] = area;
   need_frame_.push_back(area);

@@ -35,7 +35,7 @@ inline constexpr std::string_view kNothingFitted =
     "No grid combination fits: the curve is flat at 0, negative or not a number";
 inline constexpr std::string_view kRecoveryNothing =
     "The maximum comes right at the minimum: nothing to fit after the dip";
-inline constexpr std::string_view kNoInterval = " (no 95% interval)";
+inline constexpr std::string_view kNoInterval = ": no 95% interval (too few points)";
 inline constexpr std::string_view kIntervalLabel = "95% interval of the rate";
 inline constexpr std::string_view kNoPreBleach =
     "The curve's minimum is its first point: no point before the bleach";

@@ -92,7 +92,7 @@ void AreaSession::ClearDerived() {
 void AreaSession::SetResult(std::string text, std::string interval) {
   result_text_ = std::move(text);
   interval_note_ = std::move(interval);
-  reporter_.Status(result_text_ + interval_note_);
+  reporter_.Status(interval_note_.empty() ? result_text_ : result_text_ + "   " + interval_note_);
 }
 
 AreaCollectPass* AreaSession::BeginCollect(const Region& region, int32_t width, int32_t height,

@@ -12,7 +12,7 @@ namespace {
 
 // Interval edges: an open lower edge is 0 (no rate is negative), an open upper one inf.
 void AddInterval(CurveFitResult& r, const RateInterval& iv, const std::string& name) {
-  r.interval = IntervalText(iv);
+  r.interval = IntervalText(iv, name);
   if (!iv.valid) return;
   r.params.emplace_back(name + "_low95", iv.low_open ? "0" : FormatTable(iv.low, "%.6g"));
   r.params.emplace_back(name + "_high95", iv.high_open ? "inf" : FormatTable(iv.high, "%.6g"));

@@ -166,11 +166,11 @@ RateInterval RecoveryTauInterval(const float* t, const float* percent, int32_t m
   return Profile(taus, cost, n, 2);
 }
 
-std::string IntervalText(const RateInterval& r) {
-  if (!r.valid) return std::string(kNoInterval);
+std::string IntervalText(const RateInterval& r, std::string_view name) {
+  if (!r.valid) return std::string(name) + std::string(kNoInterval);
   auto num = [](double v) { return FormatGeneral(std::trunc(v * 1000.0) * 0.001); };
-  return " (95%: " + std::string(r.low_open ? "<" : "") + num(r.low) + " - " +
-         std::string(r.high_open ? ">" : "") + num(r.high) + ")";
+  return std::string(name) + "=" + num(r.best) + ", 95%: " + (r.low_open ? "<" : "") + num(r.low) +
+         " - " + (r.high_open ? ">" : "") + num(r.high);
 }
 
 DoubleBleachingFit FitDoubleBleaching(const float* t, const float* v, int32_t n) {

@@ -9,6 +9,7 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace lumetra {
@@ -39,9 +40,9 @@ RateInterval SpotsRateInterval(const float* t, const float* spots, int32_t n);
 RateInterval RecoveryTauInterval(const float* t, const float* percent, int32_t min_index,
                                  int32_t max_index);
 
-// " (95%: 0.11 - 0.14)": the interval as the window's third note line and the
-// command line show it; "<" or ">" marks an open edge.
-std::string IntervalText(const RateInterval& interval);
+// "k=0.125, 95%: 0.11 - 0.14": the profile's best rate and its interval as
+// the window's third note line shows them; "<" or ">" marks an open edge.
+std::string IntervalText(const RateInterval& interval, std::string_view name);
 
 // I(t) = A1 exp(-k1 t) + A2 exp(-k2 t) + B with k1 < k2 from every second
 // value of the bleaching grid (0.02 to 4.98 per second) and A1, A2 >= 0 and B

@@ -45,9 +45,9 @@ TEST(FitExtras, IntervalsOfRecoveryAndSpotsHoldTheirRates) {
   EXPECT_GT(k.high, 0.08);
   // Too few points for any interval.
   EXPECT_FALSE(BleachingRateInterval(t.data(), s.data(), 3).valid);
-  EXPECT_EQ(IntervalText(RateInterval{}), " (no 95% interval)");
-  RateInterval open{true, 0.0, 0.0, 0.25, true, false};
-  EXPECT_EQ(IntervalText(open), " (95%: <0 - 0.25)");
+  EXPECT_EQ(IntervalText(RateInterval{}, "k"), "k: no 95% interval (too few points)");
+  RateInterval open{true, 0.1, 0.0, 0.25, true, false};
+  EXPECT_EQ(IntervalText(open, "k"), "k=0.1, 95%: <0 - 0.25");
 }
 
 TEST(FitExtras, DoubleBleachingSeparatesTwoRates) {
