@@ -39,7 +39,7 @@ CurveFitResult RunCurveFit(FitModel model, const std::vector<float>& time,
   const float* t = time.data();
   switch (model) {
     case FitModel::kBleaching: {
-      const BleachingFit f = FitBleaching(t, r.curve.data(), n);
+      const BleachingFit f = FitBleaching(t, r.curve.data(), n, FitMethod::kFast, 0);
       BleachingCurve(f, t, n, r.fit.data());
       r.found = f.found;
       r.text = BleachingText(f);
@@ -49,7 +49,7 @@ CurveFitResult RunCurveFit(FitModel model, const std::vector<float>& time,
       break;
     }
     case FitModel::kRecovery: {
-      const RecoveryFit f = FitRecovery(t, r.curve.data(), n);
+      const RecoveryFit f = FitRecovery(t, r.curve.data(), n, FitMethod::kFast, 0);
       RecoveryCurve(f, t, n, r.fit.data());
       r.found = f.found;
       r.text = RecoveryText(f);
@@ -68,7 +68,7 @@ CurveFitResult RunCurveFit(FitModel model, const std::vector<float>& time,
         r.text = SpotsText(none);
         return r;
       }
-      const SpotsFit f = FitSpotsCurve(t, r.curve.data(), n);
+      const SpotsFit f = FitSpotsCurve(t, r.curve.data(), n, FitMethod::kFast, 0);
       SpotsCurve(f, t, n, r.fit.data());
       r.found = f.found;
       r.text = SpotsText(f);

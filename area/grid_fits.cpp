@@ -3,6 +3,7 @@
 #include <cmath>
 
 #include "area/grid_search.h"
+#include "common/parallel.h"
 #include "common/text_format.h"
 
 namespace lumetra {
@@ -21,10 +22,15 @@ std::vector<float> Grid(float first, float last, float step) {
 }
 
 // exp(-k t) of every point for every k, rate-major: the plain loop's values.
-std::vector<float> ExpRows(const std::vector<float>& ks, const float* t, int32_t n) {
+std::vector<float> ExpRows(const std::vector<float>& ks, const float* t, int32_t n, int workers) {
   std::vector<float> g(ks.size() * static_cast<size_t>(n));
-  for (size_t j = 0; j < ks.size(); ++j)
-    for (int32_t i = 0; i < n; ++i) g[j * n + i] = std::exp(-ks[j] * t[i]);
+  ParallelChunks(
+      static_cast<int64_t>(ks.size()),
+      [&](int64_t begin, int64_t end) {
+        for (int64_t j = begin; j < end; ++j)
+          for (int32_t i = 0; i < n; ++i) g[j * n + i] = std::exp(-ks[j] * t[i]);
+      },
+      16, workers);
   return g;
 }
 
@@ -58,8 +64,8 @@ ExpResult PlainExpFit(const std::vector<float>& as, const std::vector<float>& bs
 
 ExpResult FastExpFit(const std::vector<float>& as, const std::vector<float>& bs,
                      const std::vector<float>& ks, const float* t, const float* v, int32_t n,
-                     float start) {
-  const std::vector<float> g = ExpRows(ks, t, n);
+                     float start, int workers) {
+  const std::vector<float> g = ExpRows(ks, t, n, workers);
   GridProblem p;
   p.v = v;
   p.n = n;
@@ -70,6 +76,7 @@ ExpResult FastExpFit(const std::vector<float>& as, const std::vector<float>& bs,
   p.rate_outer = false;
   p.mean = true;
   p.start_cost = start;
+  p.workers = workers;
   const size_t nb = bs.size();
   auto exact = [&](int32_t j, int32_t m) {
     const float A = as[static_cast<size_t>(m) / nb], B = bs[static_cast<size_t>(m) % nb];
@@ -92,9 +99,9 @@ ExpResult FastExpFit(const std::vector<float>& as, const std::vector<float>& bs,
 
 ExpResult ExpFit(FitMethod method, const std::vector<float>& as, const std::vector<float>& bs,
                  const std::vector<float>& ks, const float* t, const float* v, int32_t n,
-                 float start) {
+                 float start, int workers) {
   return method == FitMethod::kPlain ? PlainExpFit(as, bs, ks, t, v, n, start)
-                                     : FastExpFit(as, bs, ks, t, v, n, start);
+                                     : FastExpFit(as, bs, ks, t, v, n, start, workers);
 }
 
 // "value truncated toward zero and multiplied by `unit`", as the texts show it.
@@ -129,23 +136,25 @@ std::vector<float> SpotsKGrid() {
   return Grid(0.0f, 1.0f, 0.005f);
 }
 
-BleachingFit FitBleaching(const float* t, const float* intensity, int32_t n, FitMethod method) {
+BleachingFit FitBleaching(const float* t, const float* intensity, int32_t n, FitMethod method,
+                          int workers) {
   BleachingFit fit;
   if (n <= 0) return fit;
   const float i0 = intensity[0];
   const ExpResult r = ExpFit(method, BleachingAGrid(i0), BleachingBGrid(i0), BleachingKGrid(), t,
-                             intensity, n, fit.cost);
+                             intensity, n, fit.cost, workers);
   if (r.found) fit = {r.A, r.B, r.k, r.cost, true};
   return fit;
 }
 
-SpotsFit FitSpotsCurve(const float* t, const float* spots, int32_t n, FitMethod method) {
+SpotsFit FitSpotsCurve(const float* t, const float* spots, int32_t n, FitMethod method,
+                       int workers) {
   SpotsFit fit;
   if (n < kSpotsFitMinPoints) return fit;
   // The first two points are left out of the scale on purpose.
   fit.M = (spots[2] + spots[3] + spots[4]) / 3.0f;
   const ExpResult r = ExpFit(method, SpotsAGrid(fit.M), SpotsBGrid(fit.M), SpotsKGrid(), t, spots,
-                             n, fit.cost);
+                             n, fit.cost, workers);
   if (r.found) {
     fit.A = r.A;
     fit.B = r.B;
@@ -156,7 +165,8 @@ SpotsFit FitSpotsCurve(const float* t, const float* spots, int32_t n, FitMethod 
   return fit;
 }
 
-RecoveryFit FitRecovery(const float* t, float* intensity, int32_t n, FitMethod method) {
+RecoveryFit FitRecovery(const float* t, float* intensity, int32_t n, FitMethod method,
+                        int workers) {
   RecoveryFit fit;
   if (n <= 0) return fit;
   float minimum = 1e8f;
@@ -207,9 +217,14 @@ RecoveryFit FitRecovery(const float* t, float* intensity, int32_t n, FitMethod m
   if (method == FitMethod::kPlain) return plain(fit);
   // Rows of 1 - exp(-(t - t0) / tau); the pairs are (100 (1 - a), 100).
   std::vector<float> g(taus.size() * static_cast<size_t>(count));
-  for (size_t j = 0; j < taus.size(); ++j)
-    for (int32_t i = 0; i < count; ++i)
-      g[j * count + i] = 1.0f - std::exp(-(t[first + i] - t0) / taus[j]);
+  ParallelChunks(
+      static_cast<int64_t>(taus.size()),
+      [&](int64_t begin, int64_t end) {
+        for (int64_t j = begin; j < end; ++j)
+          for (int32_t i = 0; i < count; ++i)
+            g[j * count + i] = 1.0f - std::exp(-(t[first + i] - t0) / taus[j]);
+      },
+      16, workers);
   GridProblem p;
   p.v = intensity + first;
   p.n = count;
@@ -219,6 +234,7 @@ RecoveryFit FitRecovery(const float* t, float* intensity, int32_t n, FitMethod m
   p.rate_outer = true;
   p.mean = false;
   p.start_cost = fit.cost;
+  p.workers = workers;
   auto exact = [&](int32_t j, int32_t m) {
     const float c = p.pairs[static_cast<size_t>(m)].x;
     const float* gj = g.data() + static_cast<size_t>(j) * count;

@@ -50,15 +50,17 @@ struct SpotsFit {
 // The spot-count fit needs the 5th point for its scale.
 inline constexpr int32_t kSpotsFitMinPoints = 5;
 
+// `workers`: threads of the fast search's per-rate work (0: every core);
+// the result is the same bit for bit for any number.
 BleachingFit FitBleaching(const float* t, const float* intensity, int32_t n,
-                          FitMethod method = FitMethod::kFast);
+                          FitMethod method = FitMethod::kFast, int workers = 1);
 // Rewrites `intensity` in place as percent of its minimum (the minimum
 // becomes 100) before it fits; the curve stays so rewritten.
 RecoveryFit FitRecovery(const float* t, float* intensity, int32_t n,
-                        FitMethod method = FitMethod::kFast);
+                        FitMethod method = FitMethod::kFast, int workers = 1);
 // Needs n >= kSpotsFitMinPoints (fewer: nothing is fitted, found stays false).
 SpotsFit FitSpotsCurve(const float* t, const float* spots, int32_t n,
-                       FitMethod method = FitMethod::kFast);
+                       FitMethod method = FitMethod::kFast, int workers = 1);
 
 // The fit curves, one value per point (n values written to `out`).
 void BleachingCurve(const BleachingFit& fit, const float* t, int32_t n, float* out);

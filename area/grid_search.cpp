@@ -4,6 +4,8 @@
 #include <cmath>
 #include <limits>
 
+#include "common/parallel.h"
+
 namespace lumetra {
 namespace {
 
@@ -16,17 +18,22 @@ constexpr double kFloatSafe = 1e36;
 
 std::vector<RateSums> SumRates(const GridProblem& p) {
   std::vector<RateSums> sums(static_cast<size_t>(p.rates));
-  for (int32_t j = 0; j < p.rates; ++j) {
-    const float* g = p.g->data() + static_cast<size_t>(j) * p.n;
-    RateSums s;
-    for (int32_t i = 0; i < p.n; ++i) {
-      const double gi = g[i];
-      s.g += gi;
-      s.gg += gi * gi;
-      s.gv += gi * static_cast<double>(p.v[i]);
-    }
-    sums[static_cast<size_t>(j)] = s;
-  }
+  ParallelChunks(
+      p.rates,
+      [&](int64_t begin, int64_t end) {
+        for (int64_t j = begin; j < end; ++j) {
+          const float* g = p.g->data() + static_cast<size_t>(j) * p.n;
+          RateSums s;
+          for (int32_t i = 0; i < p.n; ++i) {
+            const double gi = g[i];
+            s.g += gi;
+            s.gg += gi * gi;
+            s.gv += gi * static_cast<double>(p.v[i]);
+          }
+          sums[static_cast<size_t>(j)] = s;
+        }
+      },
+      16, p.workers);
   return sums;
 }
 

@@ -38,6 +38,9 @@ struct GridProblem {
   bool rate_outer = false;
   bool mean = true;  // the cost is the sum divided by n
   float start_cost = 0;
+  // Threads for the per-rate work (0: every core). Each rate's sums are one
+  // thread's sequential loop, so the result is the same for any number.
+  int workers = 1;
 };
 
 struct GridWinner {

@@ -11,6 +11,7 @@
 #include "area/grid_fits.h"
 #include "cli/bench_common.h"
 #include "cli/cli_common.h"
+#include "common/parallel.h"
 #include "common/random.h"
 #include "common/text_format.h"
 
@@ -69,10 +70,11 @@ int BenchFit(const std::vector<std::string>& args) {
   std::cout << "curves of " << n << " points; floor, exp(-k t) for " << ks.size()
             << " rates and every point: " << FormatFixed(floor_ms, 2) << " ms\n";
   bool all_equal = true;
-  auto report = [&](const char* name, double fast_ms, double plain_ms, bool equal,
+  auto report = [&](const char* name, double fast_ms, double all_ms, double plain_ms, bool equal,
                     const std::string& text) {
-    std::cout << name << ": fast " << FormatFixed(fast_ms, 2) << " ms ("
-              << FormatFixed(fast_ms / floor_ms, 2) << "x the floor)";
+    std::cout << name << ": fast, one core " << FormatFixed(fast_ms, 2) << " ms ("
+              << FormatFixed(fast_ms / floor_ms, 2) << "x the floor), all cores "
+              << FormatFixed(all_ms, 2) << " ms";
     if (plain_ms >= 0)
       std::cout << ", plain loop " << FormatFixed(plain_ms, 1) << " ms ("
                 << FormatFixed(plain_ms / fast_ms, 1) << "x the fast time), "
@@ -82,47 +84,60 @@ int BenchFit(const std::vector<std::string>& args) {
   };
   const bool plain = !p.Has("no-plain");
   {
-    BleachingFit fast, slow;
+    BleachingFit fast, slow, all;
     const double f = MedianMs(static_cast<int>(repeats),
                               [&] { fast = FitBleaching(t.data(), bleach.data(), n); });
+    const double a = MedianMs(static_cast<int>(repeats), [&] {
+      all = FitBleaching(t.data(), bleach.data(), n, FitMethod::kFast, 0);
+    });
     const double s =
         plain ? MedianMs(1, [&] {
           slow = FitBleaching(t.data(), bleach.data(), n, FitMethod::kPlain);
         })
               : -1;
-    report("FitBleaching", f, s,
-           !plain || (fast.A == slow.A && fast.B == slow.B && fast.k == slow.k &&
-                      fast.cost == slow.cost),
+    report("FitBleaching", f, a, s,
+           (!plain || (fast.A == slow.A && fast.B == slow.B && fast.k == slow.k &&
+                       fast.cost == slow.cost)) &&
+               all.k == fast.k && all.A == fast.A && all.B == fast.B && all.cost == fast.cost,
            BleachingText(fast));
   }
   {
-    RecoveryFit fast, slow;
+    RecoveryFit fast, slow, all;
     std::vector<float> a, b;
     const double f = MedianMs(static_cast<int>(repeats), [&] {
       a = dip;
       fast = FitRecovery(t.data(), a.data(), n);
+    });
+    const double al = MedianMs(static_cast<int>(repeats), [&] {
+      b = dip;
+      all = FitRecovery(t.data(), b.data(), n, FitMethod::kFast, 0);
     });
     const double s = plain ? MedianMs(1, [&] {
       b = dip;
       slow = FitRecovery(t.data(), b.data(), n, FitMethod::kPlain);
     })
                            : -1;
-    report("FitRecovery", f, s,
-           !plain || (fast.tau == slow.tau && fast.a == slow.a && fast.cost == slow.cost),
+    report("FitRecovery", f, al, s,
+           (!plain || (fast.tau == slow.tau && fast.a == slow.a && fast.cost == slow.cost)) &&
+               all.tau == fast.tau && all.a == fast.a && all.cost == fast.cost,
            RecoveryText(fast));
   }
   {
-    SpotsFit fast, slow;
+    SpotsFit fast, slow, all;
     const double f = MedianMs(static_cast<int>(repeats),
                               [&] { fast = FitSpotsCurve(t.data(), spots.data(), n); });
+    const double a = MedianMs(static_cast<int>(repeats), [&] {
+      all = FitSpotsCurve(t.data(), spots.data(), n, FitMethod::kFast, 0);
+    });
     const double s =
         plain ? MedianMs(1, [&] {
           slow = FitSpotsCurve(t.data(), spots.data(), n, FitMethod::kPlain);
         })
               : -1;
-    report("FitSpotsCurve", f, s,
-           !plain || (fast.A == slow.A && fast.B == slow.B && fast.k == slow.k &&
-                      fast.cost == slow.cost),
+    report("FitSpotsCurve", f, a, s,
+           (!plain || (fast.A == slow.A && fast.B == slow.B && fast.k == slow.k &&
+                       fast.cost == slow.cost)) &&
+               all.k == fast.k && all.A == fast.A && all.B == fast.B && all.cost == fast.cost,
            SpotsText(fast));
   }
   if (curves > 0) {
@@ -131,7 +146,7 @@ int BenchFit(const std::vector<std::string>& args) {
               << " of " << c.curves << " noisy curves (" << FormatFixed(100 * c.Fraction(), 1)
               << "%), mean width " << FormatFixed(c.mean_width, 3) << " s-1\n";
   }
-  std::cout << "(one core; median of " << repeats << " runs; checksum "
+  std::cout << "(" << WorkerCount() << " cores; median of " << repeats << " runs; checksum "
             << (static_cast<int64_t>(sink) & 0xff) << ")\n";
   return all_equal ? 0 : 1;
 }

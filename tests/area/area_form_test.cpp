@@ -66,6 +66,15 @@ TEST(AreaForm, CollectFitSaveAndBeads) {
         "SetAxis", "SaveTXT", "SaveBmp", "Print"})
     EXPECT_NE(form.Item(QString::fromLatin1(name)), nullptr) << name;
 
+  // Stop (Esc) ends the collection at once and says so.
+  form.CollectClick();
+  EXPECT_TRUE(form.Playing());
+  form.StopClick();
+  form.FinishPlayback();
+  EXPECT_TRUE(form.ProgressText().startsWith(QStringLiteral("Stopped at frame"))) <<
+      form.ProgressText().toStdString();
+  form.Session().MarkSaved();
+
   form.CollectClick();
   EXPECT_TRUE(form.Playing());
   form.FinishPlayback();
