@@ -264,6 +264,10 @@ class TMainForm : public QMainWindow {
   void SaveRecordAs(const TransformRequest& request);
   bool BmpRectVisible(bool page);
   void BuildToolsMenu();
+  // A tool window's passes played by this window's playback (false while one
+  // plays already), and its stop: at the next frame, or at once (`now`).
+  bool PlayForTool(std::vector<FrameConsumer*> passes);
+  void StopForTool(bool now);
   void BuildBatchMenu();
   // One record of a batch run: opened here (unless it is open already), run
   // through the window's handlers, its row added to batch_.

@@ -60,6 +60,21 @@ float MedianOf(std::vector<float>& w) {
   return w.size() % 2 ? w[m] : 0.5f * (w[m - 1] + w[m]);
 }
 
+// Mean of the squared displacement (um2) over the pairs of points `lag` apart
+// with both positions known; NaN without such a pair.
+double MeanSquaredStep(const AreaTrace& t, int32_t lag) {
+  double sum = 0;
+  int32_t pairs = 0;
+  for (int32_t i = 0; i + lag < t.Points(); ++i) {
+    const double dx = (static_cast<double>(t.x_nm[i + lag]) - t.x_nm[i]) * 1e-3;
+    const double dy = (static_cast<double>(t.y_nm[i + lag]) - t.y_nm[i]) * 1e-3;
+    if (!std::isfinite(dx) || !std::isfinite(dy)) continue;
+    sum += dx * dx + dy * dy;
+    ++pairs;
+  }
+  return pairs ? sum / pairs : NAN;
+}
+
 std::string Cell(const std::vector<float>& c, size_t i) {
   if (i >= c.size()) return "nan";
   return std::isfinite(c[i]) ? FormatFloat(c[i]) : FormatTable(c[i]);
@@ -319,17 +334,8 @@ bool AreaSession::MSDver_dTClick() {
   const int32_t lags = std::min(n - 1, std::max(4, n / 4));
   msd_ = {};
   for (int32_t lag = 1; lag <= lags; ++lag) {
-    double sum = 0;
-    int32_t pairs = 0;
-    for (int32_t i = 0; i + lag < n; ++i) {
-      const double dx = (static_cast<double>(trace_.x_nm[i + lag]) - trace_.x_nm[i]) * 1e-3;
-      const double dy = (static_cast<double>(trace_.y_nm[i + lag]) - trace_.y_nm[i]) * 1e-3;
-      if (!std::isfinite(dx) || !std::isfinite(dy)) continue;
-      sum += dx * dx + dy * dy;
-      ++pairs;
-    }
     msd_.dt_s.push_back(static_cast<float>(lag * *step));
-    msd_.msd_um2.push_back(pairs ? static_cast<float>(sum / pairs) : NAN);
+    msd_.msd_um2.push_back(static_cast<float>(MeanSquaredStep(trace_, lag)));
   }
   // The straight line through the first (up to) four lags: MSD = 4 D dT + MSD(0).
   double sx = 0, sy = 0, sxx = 0, sxy = 0;
@@ -364,21 +370,13 @@ bool AreaSession::CalcKdiffClick() {
     reporter_.Modal(kWrongTiming);
     return false;
   }
-  double sum = 0;
-  int32_t pairs = 0;
-  for (int32_t i = 0; i + 1 < trace_.Points(); ++i) {
-    const double dx = (static_cast<double>(trace_.x_nm[i + 1]) - trace_.x_nm[i]) * 1e-3;
-    const double dy = (static_cast<double>(trace_.y_nm[i + 1]) - trace_.y_nm[i]) * 1e-3;
-    if (!std::isfinite(dx) || !std::isfinite(dy)) continue;
-    sum += dx * dx + dy * dy;
-    ++pairs;
-  }
-  if (pairs == 0) {
+  const double msd = MeanSquaredStep(trace_, 1);
+  if (std::isnan(msd)) {
     reporter_.Modal(kWrongMode);
     return false;
   }
   // Two dimensions: MSD(dt) = 4 D dt.
-  SetResult(std::string(kDlat) + Trunc(sum / pairs / (4.0 * *step), 1e4) + std::string(kUm2PerS));
+  SetResult(std::string(kDlat) + Trunc(msd / (4.0 * *step), 1e4) + std::string(kUm2PerS));
   return true;
 }
 

@@ -4,7 +4,6 @@
 #include <QElapsedTimer>
 #include <QFileDialog>
 #include <QFileInfo>
-#include <QInputDialog>
 #include <QLabel>
 #include <QMenuBar>
 #include <QMessageBox>
@@ -13,6 +12,7 @@
 
 #include "area/area_messages.h"
 #include "common/text_format.h"
+#include "display/gui/input_box.h"
 #include "graph/gui/graph_output.h"
 #include "graph/gui/graph_view.h"
 #include "graph/gui/xk_graph.h"
@@ -92,21 +92,13 @@ TAreaForm::TAreaForm(RecordStore& record, QWidget* parent)
   connect(timer_, &QTimer::timeout, this, [this] {
     if (own_playback_ && !own_playback_->Step(reporter_)) PlaybackEnded(own_playback_->Completed());
   });
-  AskText = [this](const QString& title, const QString& prompt,
-                   const QString& text) -> std::optional<QString> {
-    bool ok = false;
-    const QString typed = QInputDialog::getText(this, title, prompt, QLineEdit::Normal, text, &ok);
-    if (!ok) return std::nullopt;
-    return typed;
+  AskText = [this](const QString& title, const QString& prompt, const QString& text) {
+    return AskInputBox(this, title, prompt, text);
   };
   AskSaveFile = [this](const QString& title, const QString& filter, const QString& offered) {
-    QFileDialog dialog(this, title, QFileInfo(offered).absolutePath(), filter);
-    dialog.setAcceptMode(QFileDialog::AcceptSave);
-    dialog.setDefaultSuffix(QStringLiteral("txt"));
-    dialog.selectFile(QFileInfo(offered).fileName());
-    return dialog.exec() == QDialog::Accepted && !dialog.selectedFiles().isEmpty()
-               ? dialog.selectedFiles().first()
-               : QString();
+    QString path = QFileDialog::getSaveFileName(this, title, offered, filter);
+    if (!path.isEmpty() && QFileInfo(path).suffix().isEmpty()) path += QStringLiteral(".txt");
+    return path;
   };
   AskYesNo = [this](const QString& title, const QString& question) {
     return QMessageBox::question(this, title, question) == QMessageBox::Yes;
