@@ -291,32 +291,30 @@ bool AreaSession::FitDoubleBleachingClick() {
   return true;
 }
 
-bool AreaSession::FullScaleClick() {
-  if (!NeedData()) return false;
-  std::string message;
-  const auto out = FullScaleNormalised(Intensity(), message);
-  if (!out) {
+bool AreaSession::ShowNormalised(std::optional<std::vector<float>> curve,
+                                 const std::string& message, const char* name) {
+  if (!curve) {
     reporter_.Modal(message);
     return false;
   }
-  derived_ = *out;
-  derived_name_ = "Full scale";
+  derived_ = std::move(*curve);
+  derived_name_ = name;
   view_ = AreaView::kNormalised;
   return true;
+}
+
+bool AreaSession::FullScaleClick() {
+  if (!NeedData()) return false;
+  std::string message;
+  auto out = FullScaleNormalised(Intensity(), message);
+  return ShowNormalised(std::move(out), message, "Full scale");
 }
 
 bool AreaSession::DoubleNormClick() {
   if (!NeedData()) return false;
   std::string message;
-  const auto out = DoubleNormalised(trace_.above, trace_.reference, message);
-  if (!out) {
-    reporter_.Modal(message);
-    return false;
-  }
-  derived_ = *out;
-  derived_name_ = "Double normalised";
-  view_ = AreaView::kNormalised;
-  return true;
+  auto out = DoubleNormalised(trace_.above, trace_.reference, message);
+  return ShowNormalised(std::move(out), message, "Double normalised");
 }
 
 bool AreaSession::MSDver_dTClick() {

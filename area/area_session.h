@@ -114,6 +114,8 @@ class AreaSession {
 
  private:
   bool RunFit(FitModel model);
+  bool ShowNormalised(std::optional<std::vector<float>> curve, const std::string& message,
+                      const char* name);
   bool NeedData();
   bool NeedPositions();
   // Equal steps between the points' times: the step (s), or nothing.
