@@ -29,6 +29,7 @@
 #include "record/record_store.h"
 #include "settings/settings_model.h"
 #include "spots/gui/spot_form.h"
+#include "spots/track_series.h"
 #include "spots/track_store.h"
 
 class QLabel;
@@ -44,6 +45,7 @@ class TComForm;
 struct TransformRequest;
 class TSpotForm;
 class TDetectForm;
+class TAreaForm;
 class TLUTform;
 
 class TMainForm : public QMainWindow {
@@ -89,6 +91,8 @@ class TMainForm : public QMainWindow {
   bool RecordStreaming() const;
   // The step-detection window while it is open, else null.
   TDetectForm* DetectForm() const;
+  // The region time-course window while it is open, else null.
+  TAreaForm* AreaForm() const;
 
   // Analyses that see every frame of the next playback (not owned).
   void SetPlaybackConsumers(std::vector<FrameConsumer*> consumers) {
@@ -242,6 +246,8 @@ class TMainForm : public QMainWindow {
   int32_t BeadCount() const { return bead_count_; }
   // Opens the step-detection window (SFDA) on the open record.
   void DetectingClick();
+  // Opens the region time-course window on the open record.
+  void AreaClick();
   // The Batch Analysis menu: tracking, and the S-, P- and MS-test over a
   // group of records chosen in one dialog.
   void DoSPTinFilesClick();
@@ -284,6 +290,10 @@ class TMainForm : public QMainWindow {
   void SaveRecordAs(const TransformRequest& request);
   bool BmpRectVisible(bool page);
   void BuildToolsMenu();
+  // A tool window's passes played by this window's playback (false while one
+  // plays already), and its stop: at the next frame, or at once (`now`).
+  bool PlayForTool(std::vector<FrameConsumer*> passes);
+  void StopForTool(bool now);
   void BuildBatchMenu();
   // One record of a batch run: opened here (unless it is open already), run
   // through the window's handlers, its row added to batch_.
@@ -304,6 +314,8 @@ class TMainForm : public QMainWindow {
   // Draws the chosen bead track over the image (or nothing while ShowBeads is
   // off); `announce` names it in the status bar.
   void ShowBeadTrack(bool announce = false);
+  // Bead `index` as a track in um, for the region window's XY view.
+  TrackSeries BeadSeries(int index) const;
   // Closes the tool windows that work on the open record (before another opens).
   void CloseRecordWindows();
   void ShowFrame();
@@ -351,6 +363,7 @@ class TMainForm : public QMainWindow {
   QAction* ShowBeads = nullptr;
   std::unique_ptr<TrackStore> beads_;  // bead tracks read from an XKI file
   QPointer<TDetectForm> detect_form_;
+  QPointer<TAreaForm> area_form_;
   int32_t bead_index_ = 0;
   int32_t bead_count_ = 0;
 

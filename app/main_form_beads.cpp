@@ -1,10 +1,11 @@
 // Bead tracks in the main window: tracks of fixed beads read from an XKI file,
 // shown one at a time over the image. While "Show Beads" is checked, Page Up
 // and Page Down choose the next and the previous one (the key rules), and the
-// region window, once it is there, follows through BeadViewsRequested.
+// region window follows through BeadViewsRequested (its XY view).
 #include <QAction>
 #include <QMenu>
 #include <QStatusBar>
+#include <cmath>
 
 #include "app/image_view.h"
 #include "app/main_form.h"
@@ -69,6 +70,24 @@ void TMainForm::ShowBeadTrack(bool announce) {
   }
   view_->SetBeadTrack(std::move(track), current);
   if (announce) statusBar()->showMessage(Q(kBeadShown).arg(bead_index_ + 1).arg(bead_count_));
+}
+
+TrackSeries TMainForm::BeadSeries(int index) const {
+  TrackSeries series;
+  if (!beads_ || index < 0 || index >= bead_count_ || !store_) return series;
+  const double sx = store_->Prm().ScaleX, sy = store_->Prm().ScaleY;
+  series.id = index;
+  const TrackRec& slot = beads_->Slot(index);
+  for (int32_t f = 0; f < beads_->Frames(); ++f) {
+    double x = 0, y = 0;
+    const bool has = TrackPointAt(*beads_, index, f, sx, sy, x, y);
+    series.x_um.push_back(has ? x * sx * 1e-3 : NAN);
+    series.y_um.push_back(has ? y * sy * 1e-3 : NAN);
+    series.intensity.push_back(has && f < static_cast<int32_t>(slot.intensity.size())
+                                   ? slot.intensity[static_cast<size_t>(f)]
+                                   : NAN);
+  }
+  return series;
 }
 
 }  // namespace lumetra

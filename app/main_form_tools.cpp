@@ -1,5 +1,5 @@
 // The tool windows the main window opens on its record: the single-particle
-// tracking window and the step-detection window. They share the record store,
+// tracking window, the step-detection window and the region window. They share the record store,
 // the settings, the playback and the keys.
 #include <QAction>
 #include <QMenu>
@@ -13,6 +13,9 @@
 #include "app/image_view.h"
 #include "steps/gui/detect_form.h"
 #include "steps/steps_messages.h"
+#include "area/area_messages.h"
+#include "area/gui/area_form.h"
+#include "spots/tracking_settings.h"
 
 namespace lumetra {
 
@@ -26,6 +29,63 @@ void TMainForm::BuildToolsMenu() {
   steps->setObjectName(QStringLiteral("StepDetection"));
   items_[QStringLiteral("StepDetection")] = steps;
   need_frame_.push_back(steps);
+  QAction* area = tools->addAction(Q(kAreaFormCaption), this, &TMainForm::AreaClick);
+  area->setObjectName(QStringLiteral("RegionTimeCourse"));
+  items_[QStringLiteral("RegionTimeCourse")] = area;
+  need_frame_.push_back(area);
+}
+
+TAreaForm* TMainForm::AreaForm() const {
+  return area_form_.data();
+}
+
+void TMainForm::AreaClick() {
+  if (!store_ || !store_->RecordLoaded()) return;
+  if (!area_form_) {
+    area_form_ = new TAreaForm(*store_);
+    area_form_->setAttribute(Qt::WA_DeleteOnClose);
+    area_form_->AskText = AskText;
+    AreaHost host;
+    // Collecting rides on this window's playback, as the step window's passes do.
+    host.play = [this](std::vector<FrameConsumer*> passes) { return PlayForTool(std::move(passes)); };
+    host.stop = [this](bool now) { StopForTool(now); };
+    host.region = [this] { return region_; };
+    // Spots are counted with the tracking window's detector and settings.
+    host.spot_params = [this]() -> std::optional<TrackingParams> {
+      if (spot_form_) return spot_form_->Params();
+      return TrackingParamsFrom(settings_.values());
+    };
+    host.tracks = [this] {
+      if (!spot_form_) return TrackSet{};
+      TrackSet set =
+          TrackSetFromStore(spot_form_->Tracks(), store_->Prm().ScaleX, store_->Prm().ScaleY);
+      set.timing.frame_s = store_->FrameInterval();
+      return set;
+    };
+    host.bead = [this](int index) { return BeadSeries(index); };
+    area_form_->SetHost(std::move(host));
+    connect(this, &TMainForm::PlaybackFinished, area_form_.data(), &TAreaForm::PlaybackEnded);
+    // Page Up / Page Down with Show Beads: the region window redraws its XY view.
+    connect(this, &TMainForm::BeadViewsRequested, area_form_.data(), &TAreaForm::ShowBead);
+    PlaceToolWindow(area_form_.data(), this);
+  }
+  area_form_->show();
+  area_form_->raise();
+  area_form_->activateWindow();
+}
+
+bool TMainForm::PlayForTool(std::vector<FrameConsumer*> passes) {
+  if (Playing()) return false;
+  std::vector<FrameConsumer*> others = std::move(consumers_);
+  consumers_ = std::move(passes);
+  PlayClick();
+  consumers_ = std::move(others);
+  return Playing();
+}
+
+void TMainForm::StopForTool(bool now) {
+  stop_ = true;
+  if (now) EndPlayback();
 }
 
 TDetectForm* TMainForm::DetectForm() const {
@@ -42,18 +102,8 @@ void TMainForm::DetectingClick() {
     DetectHost host;
     // The window's passes ride on this window's playback: frames are shown
     // here as they are analysed, and Esc in either window stops them.
-    host.play = [this](std::vector<FrameConsumer*> passes) {
-      if (Playing()) return false;
-      std::vector<FrameConsumer*> others = std::move(consumers_);
-      consumers_ = std::move(passes);
-      PlayClick();
-      consumers_ = std::move(others);
-      return Playing();
-    };
-    host.stop = [this](bool now) {
-      stop_ = true;
-      if (now) EndPlayback();
-    };
+    host.play = [this](std::vector<FrameConsumer*> passes) { return PlayForTool(std::move(passes)); };
+    host.stop = [this](bool now) { StopForTool(now); };
     host.show_frame = [this] { ShowFrame(); };
     host.go_to_frame = [this](int32_t frame) { FrameTrackBarChange(frame); };
     host.mark = [this](int32_t x, int32_t y) { view_->SetCross(x, y); };
@@ -116,6 +166,11 @@ void TMainForm::CloseRecordWindows() {
     delete spot_form_.data();
   }
   spot_window_open_ = false;
+  if (area_form_) {
+    area_form_->StopClick();
+    area_form_->OfferToSave();
+    delete area_form_.data();
+  }
   if (detect_form_) {
     // A batch run has written the results or counts the record as failed.
     if (!BatchRunning()) detect_form_->OfferToSave();

@@ -153,8 +153,11 @@ const std::vector<Command>& Commands() {
        RunExport},
       {"fuse", "join several XKV files into one record", RunFuse},
       {"import", "convert raw camera data or bitmaps into an XKV record", RunImport},
+      {"area", "a region's time course over a record, with a bleaching, recovery or spot fit",
+       RunArea},
+      {"fit", "fit a time course from a table: bleaching, recovery or spot-count decay", RunFit},
       {"plot", "draw a table of curves as a graph and save it as PNG or BMP", RunPlot},
-      {"bench", "measure speed: bench read|display|export|track|steps FILE.xkv", RunBench},
+      {"bench", "measure speed: bench read|display|export|track|steps FILE.xkv, bench fit", RunBench},
   };
   return commands;
 }

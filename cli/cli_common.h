@@ -107,5 +107,10 @@ int RunImport(const std::vector<std::string>& args);
 int BenchExport(const std::string& path, int repeats, const std::string& out_dir);
 // bench batch [options]: batch runs over simulated records (cli/bench_batch.cpp).
 int BenchBatch(const std::vector<std::string>& args);
+// area and fit: region time courses and their fits (cli/cmd_area.cpp).
+int RunArea(const std::vector<std::string>& args);
+int RunFit(const std::vector<std::string>& args);
+// bench fit: the grid fits, fast against the plain loop (cli/bench_fit.cpp).
+int BenchFit(const std::vector<std::string>& args);
 
 }  // namespace lumetra::cli

@@ -192,6 +192,7 @@ int RunBench(const std::vector<std::string>& args) {
   // batch makes its own records and has options of its own.
   if (!args.empty() && args[0] == "batch") return BenchBatch({args.begin() + 1, args.end()});
   if (!args.empty() && args[0] == "stats") return BenchStats(args);
+  if (!args.empty() && args[0] == "fit") return BenchFit({args.begin() + 1, args.end()});
   ArgParser p("bench",
               "Measures speed on a record and prints each figure beside a floor measured\n"
               "in the same run. KIND: read (open the record and read every frame through\n"
@@ -204,7 +205,8 @@ int RunBench(const std::vector<std::string>& args) {
               "detection, linking and the second pass, against an 11 x 11 box sum over\n"
               "every pixel); steps (the step detection's two passes, against a 5 x 5 box\n"
               "sum over every pixel). 'bench batch' (no FILE) measures batch runs over\n"
-              "simulated records: 'lumetra-cli bench batch --help'.");
+              "simulated records: 'lumetra-cli bench batch --help'. 'bench fit' (no FILE)\n"
+              "times the region window's grid fits against the plain loop.");
   p.Positional("KIND", "what to measure: read, display, export, track, steps (or batch)")
       .Positional("FILE.xkv", "the record (make one with 'lumetra-cli simulate')")
       .Option("repeats", "N", "runs to take the median of", "5")

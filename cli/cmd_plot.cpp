@@ -18,6 +18,7 @@
 #if LUMETRA_CLI_PLOT
 #include <QGuiApplication>
 
+#include "cli/offscreen_drawing.h"
 #include "graph/gui/graph_canvas.h"
 #include "graph/gui/xk_graph.h"
 #endif
@@ -79,25 +80,11 @@ bool ReadOptions(const ArgParser& p, PlotOptions& o, std::string& error) {
 }
 
 #if LUMETRA_CLI_PLOT
-// Qt's own chatter about the environment ("XDG_RUNTIME_DIR not set") is not
-// for the user of a command line tool; real failures come back as results.
-void QuietQtMessages(QtMsgType type, const QMessageLogContext&, const QString& text) {
-  if (type == QtFatalMsg || type == QtCriticalMsg) std::cerr << text.toStdString() << '\n';
-}
-
 // Drawing needs a QGuiApplication for the fonts; without a display it runs on
 // the offscreen platform, so plot works from a plain shell.
 int DrawAndSave(const PlotTable& table, const PlotOptions& options, int width, int height,
                 const std::string& out) {
-  if (QGuiApplication::instance() == nullptr && std::getenv("QT_QPA_PLATFORM") == nullptr &&
-      std::getenv("DISPLAY") == nullptr && std::getenv("WAYLAND_DISPLAY") == nullptr)
-    setenv("QT_QPA_PLATFORM", "offscreen", 1);
-  static int argc = 1;
-  static char name[] = "lumetra-cli";
-  static char* argv[] = {name, nullptr};
-  qInstallMessageHandler(QuietQtMessages);
-  std::unique_ptr<QGuiApplication> app;
-  if (QGuiApplication::instance() == nullptr) app = std::make_unique<QGuiApplication>(argc, argv);
+  const std::unique_ptr<QGuiApplication> app = StartDrawing();
 
   TXKgraph graph;
   if (auto problem = SetUpPlot(graph, table, options)) return Fail("plot", *problem, 2);
