@@ -1,0 +1,68 @@
+#include "fuzz/fuzz_support.h"
+
+#include <unistd.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+
+namespace lumetra::fuzz {
+namespace {
+
+namespace fs = std::filesystem;
+
+struct Scratch {
+  std::string path;
+  Scratch() {
+    path = (fs::temp_directory_path() / ("lumetra-fuzz-" + std::to_string(getpid()))).string();
+    std::error_code ec;
+    fs::remove_all(path, ec);
+    fs::create_directories(path, ec);
+  }
+  ~Scratch() {
+    std::error_code ec;
+    fs::remove_all(path, ec);
+  }
+};
+
+}  // namespace
+
+void Fail(const char* what, const char* file, int line) {
+  std::fprintf(stderr, "fuzz invariant broken at %s:%d: %s\n", file, line, what);
+  std::fflush(stderr);
+  std::abort();
+}
+
+const std::string& ScratchDir() {
+  static Scratch scratch;
+  return scratch.path;
+}
+
+void ClearScratch() {
+  std::error_code ec;
+  for (const fs::directory_entry& e : fs::directory_iterator(ScratchDir(), ec))
+    fs::remove_all(e.path(), ec);
+}
+
+std::string WriteScratch(std::string_view name, const uint8_t* data, size_t size) {
+  const std::string path = ScratchDir() + "/" + std::string(name);
+  std::FILE* f = std::fopen(path.c_str(), "wb");
+  if (!f) Fail("scratch file can be written", __FILE__, __LINE__);
+  if (size > 0 && std::fwrite(data, 1, size, f) != size)
+    Fail("scratch file is written whole", __FILE__, __LINE__);
+  std::fclose(f);
+  return path;
+}
+
+uint32_t Bytes::U32() {
+  uint32_t v = 0;
+  for (int i = 0; i < 4; ++i) v |= static_cast<uint32_t>(U8()) << (8 * i);
+  return v;
+}
+
+uint64_t Bytes::U64() {
+  const uint64_t lo = U32();
+  return lo | (static_cast<uint64_t>(U32()) << 32);
+}
+
+}  // namespace lumetra::fuzz
