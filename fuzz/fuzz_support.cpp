@@ -2,6 +2,7 @@
 
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
@@ -14,8 +15,12 @@ namespace fs = std::filesystem;
 struct Scratch {
   std::string path;
   Scratch() {
-    path = (fs::temp_directory_path() / ("lumetra-fuzz-" + std::to_string(getpid()))).string();
+    // Memory-backed where there is one: a fuzzer writes its input thousands
+    // of times a second, which a disk's file system turns into waiting.
     std::error_code ec;
+    const fs::path base = access("/dev/shm", W_OK) == 0 ? fs::path("/dev/shm")
+                                                         : fs::temp_directory_path(ec);
+    path = (base / ("lumetra-fuzz-" + std::to_string(getpid()))).string();
     fs::remove_all(path, ec);
     fs::create_directories(path, ec);
   }
@@ -52,6 +57,29 @@ std::string WriteScratch(std::string_view name, const uint8_t* data, size_t size
     Fail("scratch file is written whole", __FILE__, __LINE__);
   std::fclose(f);
   return path;
+}
+
+void ReadBothWays(const uint8_t* data, size_t size,
+                  const std::function<std::string(LineSource&, bool&)>& read) {
+  const std::string_view text(reinterpret_cast<const char*>(data), size);
+  bool text_ok = false, file_ok = false;
+  TextLines in_memory(text);
+  const std::string from_text = read(in_memory, text_ok);
+  FileLines file;
+  FUZZ_CHECK(file.Open(WriteScratch("table.tsv", data, size)));
+  const std::string from_file = read(file, file_ok);
+  bool long_line = false;
+  for (size_t at = 0; at <= text.size();) {
+    const size_t end = std::min(text.find('\n', at), text.size());
+    long_line = long_line || end - at > FileLines::kMaxLineBytes;
+    at = end + 1;
+  }
+  if (long_line) {
+    FUZZ_CHECK(!file_ok);
+  } else {
+    FUZZ_CHECK(text_ok == file_ok);
+    FUZZ_CHECK(from_text == from_file);
+  }
 }
 
 uint32_t Bytes::U32() {

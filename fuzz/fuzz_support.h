@@ -5,8 +5,11 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <string>
 #include <string_view>
+
+#include "common/line_reader.h"
 
 // Defined once per target. libFuzzer calls it with each input it makes; the
 // replay program of the test suite calls it with every kept input.
@@ -30,6 +33,12 @@ const std::string& ScratchDir();
 void ClearScratch();
 // Writes `size` bytes to NAME in the scratch folder and returns its path.
 std::string WriteScratch(std::string_view name, const uint8_t* data, size_t size);
+
+// Runs a table reader over the text twice, from memory and from a file whose
+// lines the reader caps, and checks that both give the same (`read` returns
+// what it read as text and sets `ok`). A line beyond the cap is refused.
+void ReadBothWays(const uint8_t* data, size_t size,
+                  const std::function<std::string(LineSource&, bool&)>& read);
 
 // Little-endian reads from the front of an input, 0 past its end.
 class Bytes {
