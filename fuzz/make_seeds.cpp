@@ -55,7 +55,7 @@ void XkvSeeds() {
   PRM_INFO scales = TestHeader(6, 5, 8, 0);
   scales.ScaleX = 0.0f, scales.ScaleY = 0.5f;
   PRM_INFO far = TestHeader(6, 5, 12, 30);
-  far.X0 = 2147483000, far.Y0 = 2147483000;
+  far.X0 = 2147483647, far.Y0 = -2147483647;  // sensor origins at the ends of the range
 
   std::vector<std::pair<std::string, XkvBuilder>> records;
   records.emplace_back("two-frames-8bit-add-info", XkvBuilder());
