@@ -3,10 +3,11 @@
 // options, and an output with any number of inputs. What it accepts has the
 // positionals its table asks for, typed reads stay inside their range, and a
 // refusal names the argument.
+#include "cli/arg_parser.h"
+
 #include <string>
 #include <vector>
 
-#include "cli/arg_parser.h"
 #include "common/text_format.h"
 #include "fuzz/fuzz_support.h"
 

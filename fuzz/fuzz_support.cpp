@@ -18,8 +18,8 @@ struct Scratch {
     // Memory-backed where there is one: a fuzzer writes its input thousands
     // of times a second, which a disk's file system turns into waiting.
     std::error_code ec;
-    const fs::path base = access("/dev/shm", W_OK) == 0 ? fs::path("/dev/shm")
-                                                         : fs::temp_directory_path(ec);
+    const fs::path base =
+        access("/dev/shm", W_OK) == 0 ? fs::path("/dev/shm") : fs::temp_directory_path(ec);
     path = (base / ("lumetra-fuzz-" + std::to_string(getpid()))).string();
     fs::remove_all(path, ec);
     fs::create_directories(path, ec);

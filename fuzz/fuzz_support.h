@@ -16,9 +16,9 @@
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size);
 
 // An invariant of the reader: when it does not hold, the input is a defect.
-#define FUZZ_CHECK(cond)                                                      \
-  do {                                                                        \
-    if (!(cond)) ::lumetra::fuzz::Fail(#cond, __FILE__, __LINE__);            \
+#define FUZZ_CHECK(cond)                                           \
+  do {                                                             \
+    if (!(cond)) ::lumetra::fuzz::Fail(#cond, __FILE__, __LINE__); \
   } while (0)
 
 namespace lumetra::fuzz {

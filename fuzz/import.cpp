@@ -41,8 +41,11 @@ class EscAfter final : public Reporter {
 class RawModel {
  public:
   RawModel(const uint8_t* data, size_t size, const ImportSettings& s)
-      : data_(data), size_(static_cast<int64_t>(size)), s_(s),
-        n_(static_cast<size_t>(s.width) * s.height), last_(2 * n_, 0) {}
+      : data_(data),
+        size_(static_cast<int64_t>(size)),
+        s_(s),
+        n_(static_cast<size_t>(s.width) * s.height),
+        last_(2 * n_, 0) {}
   void Skip(int64_t bytes) {
     if (bytes > 0) pos_ = pos_ > INT64_MAX - bytes ? INT64_MAX : pos_ + bytes;
   }
@@ -55,8 +58,9 @@ class RawModel {
     if (!s_.two_bytes || !s_.little_endian) {
       if (short_read) return false;
       for (size_t i = 0; i < n_; ++i)
-        out[i] = s_.two_bytes ? static_cast<uint16_t>(data_[pos_ + 2 * i] * 256 + data_[pos_ + 2 * i + 1])
-                              : data_[pos_ + i];
+        out[i] = s_.two_bytes
+                     ? static_cast<uint16_t>(data_[pos_ + 2 * i] * 256 + data_[pos_ + 2 * i + 1])
+                     : data_[pos_ + i];
       pos_ += want;
       return true;
     }
@@ -95,7 +99,8 @@ std::vector<std::vector<uint16_t>> ReadOutput(const std::string& path, const Imp
   ADD_INFO add;
   NullReporter quiet;
   FrameReadStatus st;
-  while ((st = ReadXKVFrame(f, prm, add, frame.data(), bytes.data(), quiet)) == FrameReadStatus::kOk) {
+  while ((st = ReadXKVFrame(f, prm, add, frame.data(), bytes.data(), quiet)) ==
+         FrameReadStatus::kOk) {
     FUZZ_CHECK(prm.Width == s.width && prm.Height == s.height);
     FUZZ_CHECK(prm.TimeMs == kIntervalMs * static_cast<int32_t>(frames.size()));
     frames.emplace_back(frame.begin(), frame.begin() + static_cast<size_t>(s.width) * s.height);

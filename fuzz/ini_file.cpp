@@ -1,10 +1,11 @@
 // The settings file on any bytes. The file reader and the text parser agree,
 // every value taken lies in its file range, and the settings written read
 // back as the same settings with every key in its order.
+#include "settings/ini_file.h"
+
 #include <string_view>
 
 #include "fuzz/fuzz_support.h"
-#include "settings/ini_file.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   using namespace lumetra;
@@ -15,8 +16,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   Settings from_file;
   std::vector<IniKey> file_keys;
   CollectingReporter reporter;
-  const bool read = ReadIniFile(fuzz::WriteScratch("Lumetra.ini", data, size), from_file,
-                                reporter, false, &file_keys);
+  const bool read = ReadIniFile(fuzz::WriteScratch("Lumetra.ini", data, size), from_file, reporter,
+                                false, &file_keys);
   if (read) {
     FUZZ_CHECK(from_file == parsed);
     FUZZ_CHECK(file_keys == keys);

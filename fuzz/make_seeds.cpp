@@ -31,7 +31,9 @@ void Seed(const std::string& target, const std::string& name, const std::vector<
   XkvBuilder::SaveBytes((root / target / name).string(), b);
 }
 
-std::vector<uint8_t> Text(std::string_view s) { return {s.begin(), s.end()}; }
+std::vector<uint8_t> Text(std::string_view s) {
+  return {s.begin(), s.end()};
+}
 
 std::vector<uint8_t> Prefixed(uint8_t first, std::string_view s) {
   std::vector<uint8_t> b{first};
@@ -59,21 +61,26 @@ void XkvSeeds() {
 
   std::vector<std::pair<std::string, XkvBuilder>> records;
   records.emplace_back("two-frames-8bit-add-info", XkvBuilder());
-  records.back().second.Frame(TestHeader(6, 4, 8, 0), Ramp(24, 10), &add)
+  records.back()
+      .second.Frame(TestHeader(6, 4, 8, 0), Ramp(24, 10), &add)
       .Frame(TestHeader(6, 4, 8, 50), Ramp(24, 3), &add);
   records.emplace_back("one-frame-16bit", XkvBuilder());
   records.back().second.Frame(TestHeader(5, 5, 12, 0), Ramp(25, 170));
   records.emplace_back("old-size-form", XkvBuilder());
   records.back().second.Frame(old, Ramp(40, 5)).Frame(old, Ramp(40, 6));
   records.emplace_back("mixed-depths-and-sizes", XkvBuilder());
-  records.back().second.Frame(TestHeader(6, 5, 8, 0), Ramp(30, 8))
+  records.back()
+      .second.Frame(TestHeader(6, 5, 8, 0), Ramp(30, 8))
       .Frame(TestHeader(6, 5, 16, 40), Ramp(30, 2000))
       .Frame(TestHeader(4, 4, 8, 80), Ramp(16, 1))
       .Frame(far, Ramp(30, 100));
   records.emplace_back("scales-below-one", XkvBuilder());
   records.back().second.Flat(scales, 1).Flat(scales, 2).Flat(scales, 3);
   records.emplace_back("last-frame-cut", XkvBuilder());
-  records.back().second.Flat(TestHeader(8, 8, 8, 0), 5).Flat(TestHeader(8, 8, 8, 10), 6).Truncate(20);
+  records.back()
+      .second.Flat(TestHeader(8, 8, 8, 0), 5)
+      .Flat(TestHeader(8, 8, 8, 10), 6)
+      .Truncate(20);
   for (auto& [name, b] : records) {
     Seed("xkv_frame", name, b.bytes());
     Seed("record_store", name, b.bytes());
@@ -220,16 +227,18 @@ void TableSeeds(const fs::path& scratch) {
   Seed("tables", "truth-table", Prefixed(1, std::string(truth.begin(), truth.end())));
   Seed("tables", "true-steps", Prefixed(5, std::string(steps.begin(), steps.end())));
   Seed("tables", "step-results",
-       Prefixed(4, "object\tx\ty\tdrTm\tdrAmp\tS\n0\t3\t4\t12\t250.5\t17.25\n1\t9\t2\t7\tnan\tNA\n"));
+       Prefixed(4,
+                "object\tx\ty\tdrTm\tdrAmp\tS\n0\t3\t4\t12\t250.5\t17.25\n1\t9\t2\t7\tnan\tNA\n"));
   Seed("tables", "plot-table-with-header",
        Prefixed(3, "# drift\ntime_s\tx_nm\ty_nm\n0\t0\t0\n0.05\t1.5\t-\n0.1\tnan\t2.25\n"));
   Seed("tables", "plot-table-blanks", Prefixed(3, "1 2 3\n2 4.5 6\n3  7e2   -1\n"));
 
   RecordResult ok{"a/cell1.xkv", RecordStatus::kOk, "a/cell1.xki", 1.25, 14, ""};
-  RecordResult failed{"b/cell2.xkv", RecordStatus::kFailed, "b/cell2.xki", 0, -1,
-                      "Frame Reading Error: frame 3"};
+  RecordResult failed{
+      "b/cell2.xkv", RecordStatus::kFailed, "b/cell2.xki", 0, -1, "Frame Reading Error: frame 3"};
   Seed("batch_tables", "summary", Prefixed(1, SummaryText({ok, failed})));
-  Seed("batch_tables", "manifest", Prefixed(0, "# the day's records\na/cell1.xkv\n\n  \nb/cell2.xkv\r\n"));
+  Seed("batch_tables", "manifest",
+       Prefixed(0, "# the day's records\na/cell1.xkv\n\n  \nb/cell2.xkv\r\n"));
 }
 
 void ArgSeeds() {
@@ -244,7 +253,8 @@ void ArgSeeds() {
   Seed("arg_parser", "frame-options",
        args(0, {"cell.xkv", "--out", "f.png", "--index=12", "--region", "1,2,30,40", "--verbose"}));
   Seed("arg_parser", "frame-out-of-range", args(0, {"cell.xkv", "--index", "4294967296"}));
-  Seed("arg_parser", "fuse-records", args(1, {"--out", "all.xkv", "a.xkv", "b.xkv", "--zoom", "3"}));
+  Seed("arg_parser", "fuse-records",
+       args(1, {"--out", "all.xkv", "a.xkv", "b.xkv", "--zoom", "3"}));
   Seed("arg_parser", "help", args(1, {"--help"}));
 }
 

@@ -25,7 +25,8 @@ std::string Read(Reader reader, LineSource& lines, bool& ok) {
     case kTrack: {
       std::vector<TrackPoint> v;
       ok = ParseTrackTable(lines, v, error);
-      for (const TrackPoint& p : v) shape += std::to_string(p.track) + ' ' + std::to_string(p.frame) + ';';
+      for (const TrackPoint& p : v)
+        shape += std::to_string(p.track) + ' ' + std::to_string(p.frame) + ';';
       break;
     }
     case kTruth: {

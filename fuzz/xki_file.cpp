@@ -1,9 +1,10 @@
 // XKI track files on any bytes. Every track read fits the record, and the
 // tracks written again (current and older layout) read back to the same file.
+#include "spots/xki_file.h"
+
 #include <vector>
 
 #include "fuzz/fuzz_support.h"
-#include "spots/xki_file.h"
 
 namespace {
 

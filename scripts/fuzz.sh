@@ -2,7 +2,8 @@
 # Builds the fuzz targets of fuzz/ with clang's libFuzzer, AddressSanitizer and
 # UndefinedBehaviorSanitizer in build-fuzz/ (the core libraries they read
 # through, no Qt), runs each for SECONDS (default 60), two at a time, and then
-# merges the inputs that reached new code into fuzz/corpus/NAME.
+# merges the inputs that reached new code into fuzz/corpus/NAME (not with
+# FUZZ_MERGE=0). FUZZ_JOBS sets how many run at once.
 #
 #   scripts/fuzz.sh [SECONDS] [TARGET...]      (targets: the names in fuzz/CMakeLists.txt)
 #
@@ -17,7 +18,12 @@ seconds=${1:-60}
 shift || true
 jobs=${FUZZ_JOBS:-2}
 max_len=${FUZZ_MAX_LEN:-4096}
+merge=${FUZZ_MERGE:-1}  # 0: leave fuzz/corpus as it is (CI)
 
+if ! command -v clang++ >/dev/null; then
+  echo "fuzz: clang++ is missing: scripts/install-deps.sh installs clang and libFuzzer" >&2
+  exit 1
+fi
 cmake -S . -B build-fuzz -G Ninja -DCMAKE_CXX_COMPILER=clang++ \
   -DCMAKE_BUILD_TYPE=RelWithDebInfo -DCMAKE_CXX_FLAGS_RELWITHDEBINFO="-O1 -gline-tables-only" \
   -DLUMETRA_FUZZ=ON -DLUMETRA_GUI=OFF -DLUMETRA_TESTS=OFF -DLUMETRA_BENCH=OFF -DLUMETRA_MPI=OFF \
@@ -79,8 +85,10 @@ for t in "${targets[@]}"; do
   fi
   # Inputs that reached new code join the kept corpus.
   before=$(find "fuzz/corpus/$t" -type f | wc -l)
-  "build-fuzz/fuzz/fuzz_$t" -merge=1 -rss_limit_mb=512 -timeout=2 -max_len="$max_len" \
-    "fuzz/corpus/$t" "$dir/new" >"$dir/merge.log" 2>&1 || true
+  if [ "$merge" != 0 ]; then
+    "build-fuzz/fuzz/fuzz_$t" -merge=1 -rss_limit_mb=512 -timeout=2 -max_len="$max_len" \
+      "fuzz/corpus/$t" "$dir/new" >"$dir/merge.log" 2>&1 || true
+  fi
   after=$(find "fuzz/corpus/$t" -type f | wc -l)
   echo "fuzz: $t ok: ${runs:-?} runs, ${cov:-no coverage line}, corpus $before -> $after files"
 done
