@@ -40,12 +40,14 @@ std::string ReadFiles(LineSource& lines, bool& ok) {
   return shape;
 }
 
+std::string Read(uint8_t which, LineSource& lines, bool& ok) {
+  return which % 2 ? ReadSummary(lines, ok) : ReadFiles(lines, ok);
+}
+
 }  // namespace
 }  // namespace lumetra
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-  using namespace lumetra;
-  if (size == 0) return 0;
-  fuzz::ReadBothWays(data + 1, size - 1, data[0] % 2 ? ReadSummary : ReadFiles);
+  lumetra::fuzz::ReadBothWays(data, size, lumetra::Read);
   return 0;
 }

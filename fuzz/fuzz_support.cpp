@@ -59,15 +59,16 @@ std::string WriteScratch(std::string_view name, const uint8_t* data, size_t size
   return path;
 }
 
-void ReadBothWays(const uint8_t* data, size_t size,
-                  const std::function<std::string(LineSource&, bool&)>& read) {
-  const std::string_view text(reinterpret_cast<const char*>(data), size);
+void ReadBothWays(const uint8_t* data, size_t size, const TableRead& read) {
+  if (size == 0) return;
+  const uint8_t which = data[0];
+  const std::string_view text(reinterpret_cast<const char*>(data + 1), size - 1);
   bool text_ok = false, file_ok = false;
   TextLines in_memory(text);
-  const std::string from_text = read(in_memory, text_ok);
+  const std::string from_text = read(which, in_memory, text_ok);
   FileLines file;
-  FUZZ_CHECK(file.Open(WriteScratch("table.tsv", data, size)));
-  const std::string from_file = read(file, file_ok);
+  FUZZ_CHECK(file.Open(WriteScratch("table.tsv", data + 1, size - 1)));
+  const std::string from_file = read(which, file, file_ok);
   bool long_line = false;
   for (size_t at = 0; at <= text.size();) {
     const size_t end = std::min(text.find('\n', at), text.size());

@@ -34,11 +34,12 @@ void ClearScratch();
 // Writes `size` bytes to NAME in the scratch folder and returns its path.
 std::string WriteScratch(std::string_view name, const uint8_t* data, size_t size);
 
-// Runs a table reader over the text twice, from memory and from a file whose
-// lines the reader caps, and checks that both give the same (`read` returns
-// what it read as text and sets `ok`). A line beyond the cap is refused.
-void ReadBothWays(const uint8_t* data, size_t size,
-                  const std::function<std::string(LineSource&, bool&)>& read);
+// Runs a table reader over the input twice, from memory and from a file
+// whose lines the reader caps, and checks that both give the same. The first
+// byte picks the reader (`read` gets it, reads the lines, returns what it read
+// as text and sets `ok`); the rest is the table. A line beyond the cap is refused.
+using TableRead = std::function<std::string(uint8_t which, LineSource& lines, bool& ok)>;
+void ReadBothWays(const uint8_t* data, size_t size, const TableRead& read);
 
 // Little-endian reads from the front of an input, 0 past its end.
 class Bytes {

@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "fuzz/fuzz_support.h"
+#include "record/record_store.h"
 
 namespace lumetra::fuzz {
 namespace {
@@ -74,9 +75,11 @@ class Walk {
 
 }  // namespace
 
-void WalkRecord(RecordStore& store, const std::string& path, int32_t max_frames) {
-  NullReporter quiet;
-  if (!store.Open(path, quiet)) {
+void WalkRecord(const uint8_t* data, size_t size, std::string_view name, int32_t max_frames) {
+  static NullReporter quiet;
+  static std::unique_ptr<RecordStore> kept = RecordStore::Create(quiet);
+  RecordStore& store = *kept;
+  if (!store.Open(WriteScratch(name, data, size), quiet)) {
     FUZZ_CHECK(!store.RecordLoaded() && !store.HasFrame());
     return;
   }

@@ -4,13 +4,15 @@
 // front-to-back pass read it, and a frame the reader refused is never shown.
 #pragma once
 
-#include <string>
-
-#include "record/record_store.h"
+#include <cstddef>
+#include <cstdint>
+#include <string_view>
 
 namespace lumetra::fuzz {
 
-// Opens `path` in `store`, walks the first `max_frames` frames and closes it.
-void WalkRecord(RecordStore& store, const std::string& path, int32_t max_frames);
+// Writes the input to the scratch file `name`, opens it in the record store
+// (its frame buffers allocated once, as the program does at start-up), walks
+// the first `max_frames` frames and closes it.
+void WalkRecord(const uint8_t* data, size_t size, std::string_view name, int32_t max_frames);
 
 }  // namespace lumetra::fuzz

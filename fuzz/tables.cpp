@@ -19,9 +19,9 @@ namespace {
 enum Reader { kTrack, kTruth, kTidy, kPlot, kSteps, kTrueSteps, kReaders };
 
 // One reader's result as text, so the two line sources can be compared.
-std::string Read(Reader reader, LineSource& lines, bool& ok) {
+std::string Read(uint8_t which, LineSource& lines, bool& ok) {
   std::string error, shape;
-  switch (reader) {
+  switch (static_cast<Reader>(which % kReaders)) {
     case kTrack: {
       std::vector<TrackPoint> v;
       ok = ParseTrackTable(lines, v, error);
@@ -83,10 +83,6 @@ std::string Read(Reader reader, LineSource& lines, bool& ok) {
 }  // namespace lumetra
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-  using namespace lumetra;
-  if (size == 0) return 0;
-  const auto reader = static_cast<Reader>(data[0] % kReaders);
-  fuzz::ReadBothWays(data + 1, size - 1,
-                     [reader](LineSource& lines, bool& ok) { return Read(reader, lines, ok); });
+  lumetra::fuzz::ReadBothWays(data, size, lumetra::Read);
   return 0;
 }

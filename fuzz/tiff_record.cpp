@@ -4,9 +4,6 @@
 #include "fuzz/record_walk.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-  using namespace lumetra;
-  static NullReporter quiet;
-  static std::unique_ptr<RecordStore> store = RecordStore::Create(quiet);
-  fuzz::WalkRecord(*store, fuzz::WriteScratch("record.tif", data, size), 16);
+  lumetra::fuzz::WalkRecord(data, size, "record.tif", 16);
   return 0;
 }
