@@ -38,7 +38,13 @@ ArgParser& AddTrackingOptions(ArgParser& p) {
   return p.Option("fwhm-nm", "NM", "FWHM of the spots (default 250)")
       .Option("radius", "PIXELS", "R: largest move between frames, 0-30 (default 5)")
       .Option("min-length", "STEPS", "L: a track needs more steps than this, 3-100 (default 10)")
-      .Option("q", "Q", "sensitivity threshold, 2-10000 (default 8)")
+      .Option("q", "Q|auto",
+              "sensitivity threshold, 2-10000 (default 8); auto: chosen from the noise of the "
+              "first 5 frames for about one false spot per 512 x 512 frame")
+      .Option("detector", "template|dense",
+              "template: the window's template match (default); dense: Dense Field Detection, "
+              "band-pass candidates fitted together (crowded and dim records; its threshold "
+              "comes from the noise, Q and --resolve-close do not apply)")
       .Option("cluster", "COUNTS",
               "C: brightest track intensity, counts/pixel, 3-65000 (default 500)")
       .Option("ini", "Lumetra.ini", "read R, L, Q, C and the FWHM from a settings file first")
@@ -57,6 +63,15 @@ bool ReadTrackingOptions(const ArgParser& p, TrackingParams& params, Reporter& r
     if (!ReadSettingsFile(p, settings, reporter, error)) return false;
     params = TrackingParamsFrom(settings, params);
   }
+  if (p.Has("q")) params.q_auto = p.Value("q") == "auto";
+  if (p.Has("detector")) {
+    if (p.Value("detector") != "template" && p.Value("detector") != "dense") {
+      error = "--detector must be template or dense";
+      return false;
+    }
+    params.detector =
+        p.Value("detector") == "dense" ? SpotDetectorKind::kDense : SpotDetectorKind::kTemplate;
+  }
   auto whole = [&](const char* name, int32_t& out) {
     int64_t v = out;
     if (p.Has(name) && !p.Int(name, v, error)) return false;
@@ -65,7 +80,8 @@ bool ReadTrackingOptions(const ArgParser& p, TrackingParams& params, Reporter& r
   };
   if ((p.Has("fwhm-nm") && !p.Real("fwhm-nm", params.fwhm_nm, error)) ||
       (p.Has("radius") && !p.Real("radius", params.max_radius, error)) ||
-      !whole("min-length", params.min_track) || !whole("q", params.q_threshold) ||
+      !whole("min-length", params.min_track) ||
+      (!params.q_auto && !whole("q", params.q_threshold)) ||
       !whole("cluster", params.cluster_threshold))
     return false;
   params.subtract_background = p.Has("subtract-background");

@@ -100,7 +100,7 @@ int64_t BoxSum11(const uint16_t* px, int32_t w, int32_t h, std::vector<int32_t>&
   return check;
 }
 
-int BenchTrack(const std::string& path, int repeats, bool resolve_close) {
+int BenchTrack(const std::string& path, int repeats, bool resolve_close, bool dense) {
   ConsoleReporter console;
   auto store = RecordStore::Create(console);
   if (!store || !OpenRecordWithFrames(*store, path, console)) return 1;
@@ -113,6 +113,7 @@ int BenchTrack(const std::string& path, int repeats, bool resolve_close) {
   if (held < 0) return Fail("bench", "Frame Reading Error");
   TrackingParams params;
   params.resolve_close = resolve_close;
+  if (dense) params.detector = SpotDetectorKind::kDense;
   const double scale = store->Prm().ScaleX;
   // Processor time a frame took in the fastest run of the last measure.
   double cpu_ms = 0;
@@ -166,7 +167,8 @@ int BenchTrack(const std::string& path, int repeats, bool resolve_close) {
   auto cpu = [](double ms) { return ", CPU " + FormatFixed(ms, 3) + " ms a frame"; };
   std::cout << "record: " << path << " (" << store->FrameCount() << " frames of " << w << " x " << h
             << ", " << held << " held in memory, " << WorkerCount() << " cores"
-            << (resolve_close ? ", Resolve Close Spots on" : "") << ")\n"
+            << (resolve_close ? ", Resolve Close Spots on" : "")
+            << (dense ? ", Dense Field Detection" : "") << ")\n"
             << "floor, 11 x 11 box sum, one core: " << fps(floor_fps) << "\n"
             << "detection, one core: " << fps(det1) << " (" << FormatFixed(floor_fps / det1, 2)
             << "x the floor's time" << cpu(det1_cpu) << ")\n"
@@ -194,9 +196,11 @@ int RunBench(const std::vector<std::string>& args) {
               "Measures speed on a record and prints each figure beside a floor measured\n"
               "in the same run. KIND: read (open the record and read every frame through\n"
               "the store, against a plain sequential read of the file); display (palette\n"
-              "lookup of 512 x 512 and 2048 x 2048 frames into an image, against copying it);\n"
-              "export (the record transforms and the temporal median, against reading\n"
-              "through the store and against writing every frame unchanged); track (spot\n"
+              "lookup of 512 x 512 and 2048 x 2048 frames into an image, against copying it,\n"
+              "and each per-frame filter on 512 x 512 frames, against reading alone);\n"
+              "export (the record transforms, the temporal median and the per-frame filters,\n"
+              "against reading through the store and against writing every frame\n"
+              "unchanged); track (spot\n"
               "detection, linking and the second pass, against an 11 x 11 box sum over\n"
               "every pixel); steps (the step detection's two passes, against a 5 x 5 box\n"
               "sum over every pixel). 'bench batch' (no FILE) measures batch runs over\n"
@@ -205,6 +209,7 @@ int RunBench(const std::vector<std::string>& args) {
       .Positional("FILE.xkv", "the record (make one with 'lumetra-cli simulate')")
       .Option("repeats", "N", "runs to take the median of", "5")
       .Flag("resolve-close", "track: with Resolve Close Spots on")
+      .Option("detector", "template|dense", "track: the detector (default template)", "template")
       .Option("out-dir", "DIR", "export: where the outputs are written (and removed)",
               std::filesystem::temp_directory_path().string());
   if (auto code = ParseOrExit(p, args)) return *code;
@@ -216,8 +221,12 @@ int RunBench(const std::vector<std::string>& args) {
   if (p.Arg(0) == "display") return BenchDisplay(p.Arg(1), static_cast<int>(repeats));
   if (p.Arg(0) == "export")
     return BenchExport(p.Arg(1), static_cast<int>(repeats), p.Value("out-dir"));
-  if (p.Arg(0) == "track")
-    return BenchTrack(p.Arg(1), static_cast<int>(repeats), p.Has("resolve-close"));
+  if (p.Arg(0) == "track") {
+    if (p.Value("detector") != "template" && p.Value("detector") != "dense")
+      return Fail("bench", "--detector must be template or dense", 2);
+    return BenchTrack(p.Arg(1), static_cast<int>(repeats), p.Has("resolve-close"),
+                      p.Value("detector") == "dense");
+  }
   if (p.Arg(0) == "steps") return BenchSteps(p.Arg(1), static_cast<int>(repeats));
   return Fail("bench", "unknown KIND '" + p.Arg(0) + "' (read, display, export, track, steps)", 2);
 }

@@ -1,6 +1,7 @@
 // lumetra-cli track FILE.xkv --out TRACKS.xki [...]: Detect over the whole
 // record, then Link Tracks, then the XKI file and the tidy table.
 #include <algorithm>
+#include <cmath>
 #include <functional>
 #include <iostream>
 #include <memory>
@@ -51,8 +52,11 @@ int RunTrack(const std::vector<std::string>& args) {
               "Finds and tracks single particles over the whole record, as Detect and Link\n"
               "Tracks do in the tracking window, and writes the tracks as an XKI file and,\n"
               "with --tsv, as a table with the header track, frame, time_s, x_px, y_px,\n"
-              "intensity (x_px and y_px: absolute sub-pixel position, x = column). Prints the\n"
-              "read-outs of both passes and the number of tracks.");
+              "intensity, sigma_x_nm, sigma_y_nm, q (x_px and y_px: absolute sub-pixel\n"
+              "position, x = column; sigma: the Cramer-Rao bound of the fitted centre, nan\n"
+              "where none was fitted; q: the Q used, nan with --detector dense). Prints the\n"
+              "read-outs of both passes and the number of tracks; with --q auto first the Q\n"
+              "chosen and the noise it was chosen for.");
   p.Positional("FILE.xkv", "the record")
       .Option("out", "TRACKS.xki", "the XKI file to write (required)")
       .Option("tsv", "TRACKS.tsv", "also write the tidy table of track points")
@@ -112,8 +116,11 @@ int RunTrack(const std::vector<std::string>& args) {
   XkiWriteOptions xki;
   xki.parameter = prm.ScaleX;
   if (!WriteXkiFile(p.Value("out"), *store, xki, reporter)) return 1;
-  if (p.Has("tsv") && !WriteTextFile(p.Value("tsv"), TidyTracksText(*store, prm.ScaleX, prm.ScaleY),
-                                     kFileWritingError, reporter))
+  // The table keeps the Q the template detector used (the automatic one's choice too).
+  const double q = params.detector == SpotDetectorKind::kDense ? NAN : detect.QUsed();
+  if (p.Has("tsv") &&
+      !WriteTextFile(p.Value("tsv"), TidyTracksText(*store, prm.ScaleX, prm.ScaleY, q),
+                     kFileWritingError, reporter))
     return 1;
   const TrackScale scale{prm.ScaleX, prm.ScaleY};
   const Region frame{0, 0, record->Width(), record->Height(), true};

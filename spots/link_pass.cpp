@@ -41,11 +41,36 @@ void CheckJump(TrackRec& t, int32_t f, double limit_um, const TrackingParams& pa
   }
 }
 
+// The dense detector's point of a track at frame f: its centre was fitted at
+// detection, with every neighbour, and reaches the border. The intensity is
+// measured again (and checked against C); the centre turns into um. No jump
+// rule: the centres are those the linker accepted, not a new fit that may
+// have slid onto a neighbour, and a fitted step just over R is no wrong link.
+void RefineFittedPoint(TrackRec& t, const LinkPassFrame& frame, const TrackingParams& params,
+                       Counts& n) {
+  const int32_t f = frame.f;
+  const int32_t x = std::clamp(static_cast<int32_t>(std::lround(t.x[f])), 0, frame.width - 1);
+  const int32_t y = std::clamp(static_cast<int32_t>(std::lround(t.y[f])), 0, frame.height - 1);
+  t.intensity[f] = SpotIntensityAnywhere(frame.pixels, frame.width, frame.height, x, y,
+                                         params.subtract_background);
+  if (t.intensity[f] > params.cluster_threshold) {
+    Drop(t, n);
+    ++n.too_bright;
+    return;
+  }
+  t.x[f] = static_cast<float>((t.x[f] - t.X) * frame.nm_per_pixel_x * 0.001);
+  t.y[f] = static_cast<float>((t.y[f] - t.Y) * frame.nm_per_pixel_y * 0.001);
+}
+
 // One track at frame f: border and brightness checks, the fit, the jump rules.
 void RefineTrack(TrackRec& t, const LinkPassFrame& frame, const TrackingParams& params, double sx,
                  double sy, double limit_um, bool keep_last, bool jump_rule, Counts& n) {
   const int32_t f = frame.f;
   const int32_t x = TruncToInt(t.x[f]), y = TruncToInt(t.y[f]);
+  if (params.detector == SpotDetectorKind::kDense) {
+    RefineFittedPoint(t, frame, params, n);
+    return;
+  }
   if (x < 5 || y < 5 || x > frame.width - 7 || y > frame.height - 7) {
     Drop(t, n);
     return;
@@ -69,6 +94,8 @@ void RefineTrack(TrackRec& t, const LinkPassFrame& frame, const TrackingParams& 
   const double off_x = fit.cx - 6.0, off_y = fit.cy - 6.0;
   t.x[f] = static_cast<float>((x - t.X + off_x) * frame.nm_per_pixel_x * 0.001);
   t.y[f] = static_cast<float>((y - t.Y + off_y) * frame.nm_per_pixel_y * 0.001);
+  t.sigma_x[f] = static_cast<float>(fit.sigma_x * frame.nm_per_pixel_x);
+  t.sigma_y[f] = static_cast<float>(fit.sigma_y * frame.nm_per_pixel_y);
   if (f > t.first_frame && jump_rule) CheckJump(t, f, limit_um, params, n);
 }
 

@@ -9,6 +9,7 @@
 
 #include "common/report.h"
 #include "spots/close_spots.h"
+#include "spots/dense_detector.h"
 #include "spots/spot_detector.h"
 #include "spots/spot_objects.h"
 #include "spots/spot_params.h"
@@ -17,7 +18,7 @@ namespace lumetra {
 
 class SpotFinder {
  public:
-  explicit SpotFinder(int workers = 0) : detector_(workers) {}
+  explicit SpotFinder(int workers = 0) : detector_(workers), dense_(workers) {}
 
   // Sizes the label map for frames of this size (every pixel kNoSpot).
   void Prepare(int32_t width, int32_t height);
@@ -39,13 +40,24 @@ class SpotFinder {
   int32_t ObjectCount() const { return static_cast<int32_t>(objects_.size()); }
   // Mean fitted amplitude of the candidates, counts/pixel (0 without candidates).
   double MeanAmplitude() const { return mean_amplitude_; }
+  // With the dense detector: the fitted spot of each object (same order as
+  // Objects()), and the fits of the frame that fell back to the centroid.
+  const std::vector<DenseSpot>& Fitted() const { return fitted_; }
+  int32_t Fallbacks() const { return dense_.Fallbacks(); }
 
   // "58 objects (1204 pixels,85 cnts/pix),3 completed tracks"; while the spot
   // map is built (map_count >= 0) the map count and " Spots in Map)" follow.
   std::string ReadOut(int32_t completed_tracks, int64_t map_count = -1) const;
 
  private:
+  // Objects from the dense detector's spots: each at its nearest pixel (a
+  // second spot on a taken pixel is left out), intensities measured there.
+  void DenseObjects(const uint16_t* pixels, int32_t width, int32_t height, double nm_per_pixel,
+                    bool subtract_background);
+
   SpotDetector detector_;
+  DenseDetector dense_;
+  std::vector<DenseSpot> fitted_;
   CloseSpotSplitter splitter_;
   std::vector<SpotRec> objects_;
   std::vector<uint16_t> label_map_;

@@ -6,6 +6,10 @@
 
 namespace lumetra {
 
+// Which detector finds the spots: the template match of the window (the
+// default), or "Dense Field Detection" for crowded and dim records.
+enum class SpotDetectorKind { kTemplate, kDense };
+
 struct TrackingParams {
   double fwhm_nm = 250;              // FWHM of the spot (nm), "Set FWHM (250nm)"
   double max_radius = 5;             // R: largest jump between frames (pixels)
@@ -16,6 +20,8 @@ struct TrackingParams {
   bool resolve_close = false;        // "Resolve Close Spots": split clusters of close spots
   bool track_filaments = false;      // "Track Filaments": elongated objects, no shape test
   bool spot_map = false;             // "Build Spot Map": keep every object of the Detect pass
+  bool q_auto = false;               // "Q: automatic": Q chosen from the record's noise at Detect
+  SpotDetectorKind detector = SpotDetectorKind::kTemplate;
 };
 
 // Ranges of the input boxes of the window.

@@ -88,4 +88,30 @@ float SpotIntensity(const uint16_t* pixels, int32_t width, int32_t x, int32_t y,
   return v < 0 ? 0.0f : v;
 }
 
+float SpotIntensityAnywhere(const uint16_t* pixels, int32_t width, int32_t height, int32_t x,
+                            int32_t y, bool subtract_background) {
+  if (x >= kSpotHalf && y >= kSpotHalf && x < width - kSpotHalf && y < height - kSpotHalf)
+    return SpotIntensity(pixels, width, x, y, subtract_background);
+  int64_t disc = 0, ring = 0;
+  int32_t nd = 0, nr = 0;
+  for (int32_t dy = -kSpotHalf; dy <= kSpotHalf; ++dy)
+    for (int32_t dx = -kSpotHalf; dx <= kSpotHalf; ++dx) {
+      const int32_t xx = x + dx, yy = y + dy;
+      if (xx < 0 || yy < 0 || xx >= width || yy >= height) continue;
+      const uint8_t zone = kZoneMask[static_cast<size_t>((dy + kSpotHalf) * kSpotBox + dx + kSpotHalf)];
+      const uint16_t v = pixels[static_cast<int64_t>(yy) * width + xx];
+      if (zone >= 3) {
+        disc += v;
+        ++nd;
+      } else if (zone == 1) {
+        ring += v;
+        ++nr;
+      }
+    }
+  const float d = nd > 0 ? static_cast<float>(disc) / static_cast<float>(nd) : 0.0f;
+  if (!subtract_background) return d;
+  const float v = d - (nr > 0 ? static_cast<float>(ring) / static_cast<float>(nr) : 0.0f);
+  return v < 0 ? 0.0f : v;
+}
+
 }  // namespace lumetra

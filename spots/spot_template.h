@@ -54,5 +54,10 @@ MaskedTemplate MaskTemplate(const SpotTemplate& tmpl, const ZoneOffsets& offsets
 // disc mean above the ring mean (never below 0) when the background is subtracted.
 float SpotIntensity(const uint16_t* pixels, int32_t width, int32_t x, int32_t y,
                     bool subtract_background);
+// The same anywhere in a frame `height` rows high: near the border the disc and
+// ring means are over their pixels inside the frame (the dense detector's
+// spots reach the border). Five pixels inside, exactly SpotIntensity.
+float SpotIntensityAnywhere(const uint16_t* pixels, int32_t width, int32_t height, int32_t x,
+                            int32_t y, bool subtract_background);
 
 }  // namespace lumetra

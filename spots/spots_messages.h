@@ -35,6 +35,14 @@ inline constexpr std::string_view kTooBigRadiusPart = " - too big radius,";
 inline constexpr std::string_view kTruncatedPart = " - truncated)";
 inline constexpr std::string_view kMinDistanceTitle = "Min. Distance (um)";
 
+// Dense field detection and the automatic Q.
+inline constexpr std::string_view kDenseDetectionCaption = "Dense Field Detection";
+inline constexpr std::string_view kQAutomaticCaption = "Q: automatic";
+inline constexpr std::string_view kAutoQChose = "Q: automatic, chose Q=";
+// End of the Detect read-out with the dense detector: ", 3 fits fell back to the centroid".
+inline constexpr std::string_view kFallbacksOpen = ", ";
+inline constexpr std::string_view kFallbacksPart = " fits fell back to the centroid";
+
 // Linking.
 inline constexpr std::string_view kTooManySpots = "Too many spots";
 inline constexpr std::string_view kRunOutOfSpots = "Run out of mSpots";
@@ -108,6 +116,10 @@ inline constexpr std::string_view kStatDistributionsHeader =
 inline constexpr std::string_view kSpotsInMapHeader = "FrNum\tInt(c/pix)\tX(um)\tY(um)\n";
 inline constexpr std::string_view kTidyTracksHeader =
     "track\tframe\ttime_s\tx_px\ty_px\tintensity\n";
+// The track command's table: the same, then the Cramér-Rao bound of each
+// centre (nm) and the Q the template detector used (nan for the dense one).
+inline constexpr std::string_view kTrackTableHeader =
+    "track\tframe\ttime_s\tx_px\ty_px\tintensity\tsigma_x_nm\tsigma_y_nm\tq\n";
 
 // Reading result and step tables (eval-steps); "line N: " goes before them.
 inline constexpr std::string_view kStepTableEmpty = "the table is empty";

@@ -4,6 +4,8 @@
 #include <array>
 #include <cmath>
 
+#include "spots/linear_solve.h"
+
 namespace lumetra {
 namespace {
 
@@ -116,30 +118,6 @@ void Derivatives(const Model& m, const float* d, const uint8_t* valid, double sx
     for (int b = 0; b < a; ++b) J[a][b] = J[b][a];
 }
 
-// Solves A s = v (n unknowns) by Gaussian elimination with pivoting.
-bool Solve(double (*A)[kMaxParams], double* v, double* s, int n) {
-  for (int col = 0; col < n; ++col) {
-    int piv = col;
-    for (int r = col + 1; r < n; ++r)
-      if (std::fabs(A[r][col]) > std::fabs(A[piv][col])) piv = r;
-    if (!(std::fabs(A[piv][col]) > 1e-300)) return false;
-    std::swap(A[col], A[piv]);
-    std::swap(v[col], v[piv]);
-    for (int r = col + 1; r < n; ++r) {
-      const double q = A[r][col] / A[col][col];
-      for (int k = col; k < n; ++k) A[r][k] -= q * A[col][k];
-      v[r] -= q * v[col];
-    }
-  }
-  for (int r = n - 1; r >= 0; --r) {
-    double acc = v[r];
-    for (int k = r + 1; k < n; ++k) acc -= A[r][k] * s[k];
-    s[r] = acc / A[r][r];
-    if (!std::isfinite(s[r])) return false;
-  }
-  return true;
-}
-
 bool Plausible(const Model& m) {
   if (!(m.b >= 0)) return false;
   for (int j = 0; j < m.k; ++j)
@@ -164,7 +142,7 @@ double FitModel(Model& m, const float* d, const uint8_t* valid, double sx, doubl
       A[a][a] *= 1.0 + lambda;
       v[a] = -g[a];
     }
-    if (!Solve(A, v, s, np)) break;
+    if (!SolveLinear<kMaxParams>(A, v, s, np)) break;
     Model trial = m;
     for (int a = 0; a < np; ++a) trial.P(a) += s[a];
     const double t = Plausible(trial) ? NegLogLikelihood(trial, d, valid, sx, sy) : INFINITY;
@@ -256,6 +234,26 @@ Model StartModel(const float* d, const uint8_t* valid, SubpixelFit& centroid) {
   return m;
 }
 
+// Cramér-Rao bound of emitter j's centre: the x and y diagonal elements of
+// the inverse Fisher information of the whole model.
+void CentreBound(const Model& m, const float* d, const uint8_t* valid, double sx, double sy, int j,
+                 SubpixelFit& fit) {
+  double g[kMaxParams], J[kMaxParams][kMaxParams];
+  Derivatives(m, d, valid, sx, sy, g, J);
+  const int np = m.Params();
+  double bound[2];
+  for (int axis = 0; axis < 2; ++axis) {
+    double A[kMaxParams][kMaxParams], v[kMaxParams] = {}, s[kMaxParams];
+    for (int a = 0; a < np; ++a)
+      for (int b = 0; b < np; ++b) A[a][b] = J[a][b];
+    v[3 * j + axis] = 1.0;
+    if (!SolveLinear<kMaxParams>(A, v, s, np) || !(s[3 * j + axis] > 0)) return;
+    bound[axis] = std::sqrt(s[3 * j + axis]);
+  }
+  fit.sigma_x = bound[0];
+  fit.sigma_y = bound[1];
+}
+
 }  // namespace
 
 SubpixelFit FitSpotCentre(const float* block, const uint8_t* valid, double sigma_x, double sigma_y,
@@ -286,9 +284,10 @@ SubpixelFit FitSpotCentre(const float* block, const uint8_t* valid, double sigma
     }
   }
   const Emitter& e = m.e[best];
-  if (std::fabs(e.x - 6) <= kMaxShift && std::fabs(e.y - 6) <= kMaxShift)
-    return {e.x, e.y, e.n, m.b, true};
-  return centroid;
+  if (std::fabs(e.x - 6) > kMaxShift || std::fabs(e.y - 6) > kMaxShift) return centroid;
+  SubpixelFit fit{e.x, e.y, e.n, m.b, true};
+  CentreBound(m, block, valid, sigma_x, sigma_y, best, fit);
+  return fit;
 }
 
 int CopyFitBlock(const uint16_t* pixels, int32_t width, int32_t height, int32_t x, int32_t y,

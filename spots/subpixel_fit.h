@@ -6,6 +6,7 @@
 // pixels from the block centre, the centroid is returned instead.
 #pragma once
 
+#include <cmath>
 #include <cstdint>
 
 namespace lumetra {
@@ -17,6 +18,9 @@ struct SubpixelFit {
   double photons = 0;      // fitted spot photons (counts)
   double background = 0;   // fitted background (counts/pixel)
   bool converged = false;  // false: cx, cy are the centroid
+  // Cramér-Rao bound of cx and cy (pixels) from the fitted model's Fisher
+  // information; NaN for a centroid.
+  double sigma_x = NAN, sigma_y = NAN;
 };
 
 // `block` holds 13 x 13 counts, row-major; `valid` marks the pixels inside the

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <climits>
+#include <cmath>
 #include <cstdio>
 #include <filesystem>
 
@@ -42,8 +43,10 @@ std::string CurrentSpotsText(const std::vector<SpotRec>& spots) {
   return s;
 }
 
-std::string TidyTracksText(const TrackStore& store, double nm_per_pixel_x, double nm_per_pixel_y) {
-  std::string s(kTidyTracksHeader);
+std::string TidyTracksText(const TrackStore& store, double nm_per_pixel_x, double nm_per_pixel_y,
+                           double q) {
+  std::string s(kTrackTableHeader);
+  const std::string q_text = FormatTable(q, "%g");
   int32_t number = 0;
   char line[160];
   for (int32_t ti = 0; ti < store.track_count; ++ti) {
@@ -57,9 +60,16 @@ std::string TidyTracksText(const TrackStore& store, double nm_per_pixel_x, doubl
       const double time = static_cast<size_t>(f) < store.frame_times.size()
                               ? store.frame_times[static_cast<size_t>(f)]
                               : 0.0;
-      std::snprintf(line, sizeof line, "%d\t%d\t%.3f\t%.4f\t%.4f\t%.2f\n", number, f, time, x, y,
+      std::snprintf(line, sizeof line, "%d\t%d\t%.3f\t%.4f\t%.4f\t%.2f\t", number, f, time, x, y,
                     static_cast<double>(iv));
       s += line;
+      const bool bound = static_cast<size_t>(f) < t.sigma_x.size();
+      s += FormatTable(bound ? t.sigma_x[f] : NAN, "%.2f");
+      s += '\t';
+      s += FormatTable(bound ? t.sigma_y[f] : NAN, "%.2f");
+      s += '\t';
+      s += q_text;
+      s += '\n';
     }
     ++number;
   }

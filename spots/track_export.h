@@ -2,6 +2,7 @@
 // frame, and the tidy table of every track point that the command line writes.
 #pragma once
 
+#include <cmath>
 #include <cstdint>
 #include <string>
 #include <vector>
@@ -30,7 +31,10 @@ std::string CurrentSpotsText(const std::vector<SpotRec>& spots);
 // (counts/pixel). A track's points are its frames first_frame ..
 // first_frame + point_count; frames whose intensity, X and Y are all 0.0 hold
 // no point. `nm_per_pixel_*` turn refined positions (um) back into pixels.
-std::string TidyTracksText(const TrackStore& store, double nm_per_pixel_x, double nm_per_pixel_y);
+// Then sigma_x_nm and sigma_y_nm, the Cramér-Rao bound of the fitted centre
+// (nan where no fit gave one), and q, the Q the detection used (nan: none).
+std::string TidyTracksText(const TrackStore& store, double nm_per_pixel_x, double nm_per_pixel_y,
+                           double q = NAN);
 
 // The column export (SaveXYIntColumnsClick): one group of columns per
 // completed, good track ("Intens(AU)\t", "Obj-X(um)\tobj-Y(um)\t" or

@@ -214,8 +214,11 @@ std::string SpotsInMapText(const SpotMap& map) {
 std::string BatchTrackFileName(const std::string& record_path, const TrackingParams& params,
                                bool link_tracks, bool save_zpos, const std::string& extension) {
   std::string base = RecordBaseName(record_path);
+  // The name is known before the run: an automatic Q is "qauto", whatever it chooses.
   base += "-R" + FormatGeneral(params.max_radius) + "L" + std::to_string(params.min_track) + "q" +
-          std::to_string(params.q_threshold) + "c" + std::to_string(params.cluster_threshold);
+          (params.q_auto ? std::string("auto") : std::to_string(params.q_threshold)) + "c" +
+          std::to_string(params.cluster_threshold);
+  if (params.detector == SpotDetectorKind::kDense) base += "-dense";
   if (link_tracks) base += "-L";
   if (save_zpos) base += "-Z";
   return base + extension;

@@ -111,8 +111,9 @@ std::string SpotsInMapText(const SpotMap& map);
 
 // The XKI file of a batch run: the record's name without its extension (only
 // a "." after the last "/", "\" or ":" starts one), then "-R" R "L" L "q" Q
-// "c" C, "-L" when Link Tracks runs in the batch, "-Z" when the fourth series
-// is saved, and ".xki" (or `extension`): rec.xkv -> rec-R5L10q8c500.xki.
+// "c" C (Q "auto" with the automatic Q), "-dense" with the dense detector, "-L"
+// when Link Tracks runs in the batch, "-Z" when the fourth series is saved,
+// and ".xki" (or `extension`): rec.xkv -> rec-R5L10q8c500.xki.
 std::string BatchTrackFileName(const std::string& record_path, const TrackingParams& params,
                                bool link_tracks, bool save_zpos,
                                const std::string& extension = ".xki");

@@ -1,8 +1,12 @@
 #include "spots/track_store.h"
 
 #include <algorithm>
+#include <cmath>
 
 namespace lumetra {
+namespace {
+const float kNoBound = std::nanf("");
+}  // namespace
 
 void TrackStore::Reset(int32_t frames) {
   frames_ = std::clamp(frames, 0, kMaxTrackFrames);
@@ -22,6 +26,12 @@ void TrackStore::Reset(int32_t frames) {
       else
         v->clear();
     }
+    for (std::vector<float>* v : {&t.sigma_x, &t.sigma_y}) {
+      if (v->size() == static_cast<size_t>(frames_))
+        std::fill(v->begin(), v->end(), kNoBound);
+      else
+        v->clear();
+    }
   }
   track_count = completed_count = new_track_count = 0;
   too_bright = too_big_radius = truncated = 0;
@@ -37,6 +47,8 @@ TrackRec& TrackStore::Use(int32_t t) {
   if (r.x.size() != static_cast<size_t>(frames_)) {
     for (std::vector<float>* v : {&r.intensity, &r.x, &r.y, &r.z})
       v->assign(static_cast<size_t>(frames_), 0.0f);
+    for (std::vector<float>* v : {&r.sigma_x, &r.sigma_y})
+      v->assign(static_cast<size_t>(frames_), kNoBound);
   }
   return r;
 }

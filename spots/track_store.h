@@ -27,6 +27,9 @@ struct TrackRec {
   // the fourth value of special acquisitions. 0.0 marks a frame without a point.
   // Allocated when the slot is first used.
   std::vector<float> intensity, x, y, z;
+  // Per analysed frame: the Cramér-Rao bound of the fitted centre along x and
+  // y (nm), NaN where no fit gave one. Not part of the XKI file.
+  std::vector<float> sigma_x, sigma_y;
 };
 
 class TrackStore {

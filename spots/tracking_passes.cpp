@@ -18,6 +18,18 @@ std::string PassStopped(int32_t done, int32_t total) {
          std::to_string(total);
 }
 
+DetectPass::DetectPass(TrackStore& store, const TrackingParams& params, Reporter& reporter,
+                       int workers, bool link)
+    : store_(store),
+      params_(params),
+      reporter_(reporter),
+      finder_(workers),
+      link_(link),
+      workers_(workers) {
+  // The dense detector splits close spots itself.
+  if (params_.detector == SpotDetectorKind::kDense) params_.resolve_close = false;
+}
+
 void DetectPass::StartRecord(const RecordStore& record) {
   if (record.FrameCount() > kMaxTrackFrames) reporter_.Modal(kTooManyFrames);
   store_.Reset(record.FrameCount());
@@ -34,6 +46,11 @@ void DetectPass::StartRecord(const RecordStore& record) {
   end_readout_.clear();
   map_.Clear();
   intensities_.Clear();
+  held_.clear();
+  fallbacks_ = 0;
+  q_choice_ = {0, {}, 0};
+  choosing_q_ = params_.q_auto && params_.detector == SpotDetectorKind::kTemplate &&
+                !params_.track_filaments;
   // Said once before the playback runs: each refused frame only says it on
   // the status line.
   if (record.Width() < 13 || record.Height() < 13)
@@ -43,40 +60,93 @@ void DetectPass::StartRecord(const RecordStore& record) {
 void DetectPass::OnFrame(const RecordStore& record) {
   const int32_t f = record.CurrentFrame();
   if (f < 0 || f >= store_.Frames()) return;
-  const double scale = record.Prm().ScaleX;
-  const int32_t n = finder_.DetectFrame(record.FrameBuffer(), record.Width(), record.Height(),
-                                        scale, params_, reporter_);
+  const PRM_INFO& prm = record.Prm();
+  if (!choosing_q_) {
+    DetectFrame(record.FrameBuffer(), record.Width(), record.Height(), prm.ScaleX, prm.ScaleY, f);
+    return;
+  }
+  const uint16_t* pixels = record.FrameBuffer();
+  const size_t n = static_cast<size_t>(record.Width()) * static_cast<size_t>(record.Height());
+  held_.push_back({std::vector<uint16_t>(pixels, pixels + n), record.Width(), record.Height(), f,
+                   prm.ScaleX, prm.ScaleY});
+  if (held_.size() == static_cast<size_t>(kAutoQFrames)) ChooseQAndFlush();
+}
+
+void DetectPass::ChooseQAndFlush() {
+  choosing_q_ = false;
+  if (held_.empty()) return;
+  // Frames of the first one's size are measured: the choice needs one shape.
+  std::vector<const uint16_t*> frames;
+  for (const HeldFrame& h : held_)
+    if (h.width == held_[0].width && h.height == held_[0].height) frames.push_back(h.pixels.data());
+  q_choice_ = ChooseQ(MeasureNoise(frames, held_[0].width, held_[0].height), params_.fwhm_nm,
+                      held_[0].scale_x, workers_);
+  params_.q_threshold = q_choice_.q;
+  for (const HeldFrame& h : held_)
+    DetectFrame(h.pixels.data(), h.width, h.height, h.scale_x, h.scale_y, h.f);
+  held_.clear();
+}
+
+void DetectPass::DetectFrame(const uint16_t* pixels, int32_t width, int32_t height,
+                             double scale_x, double scale_y, int32_t f) {
+  const int32_t n = finder_.DetectFrame(pixels, width, height, scale_x, params_, reporter_);
   ++frames_;
   last_frame_ = f;
   // A refused frame leaves its message on the status line.
   if (n < 0) return;
+  fallbacks_ += params_.detector == SpotDetectorKind::kDense ? finder_.Fallbacks() : 0;
   intensities_.Add(finder_.Objects());
-  if (params_.spot_map)
-    map_.AddFrame(f, finder_.Objects(), {record.Prm().ScaleX, record.Prm().ScaleY}, reporter_);
+  if (params_.spot_map) map_.AddFrame(f, finder_.Objects(), {scale_x, scale_y}, reporter_);
   if (link_) {
     // A record whose frame size changes gets a track map of the new size.
-    if (record.Width() != linker_.Width() || record.Height() != linker_.Height())
-      linker_.Prepare(record.Width(), record.Height());
+    if (width != linker_.Width() || height != linker_.Height()) linker_.Prepare(width, height);
     linker_.LinkFrame(store_, f, first_, finder_.Objects(), finder_.LabelMap(), params_, reporter_);
     first_ = false;
+    if (params_.detector == SpotDetectorKind::kDense)
+      KeepFittedCentres(f, width, scale_x, scale_y);
   }
   frame_readout_ = finder_.ReadOut(store_.completed_count,
                                    params_.spot_map ? static_cast<int64_t>(map_.Count()) : -1);
   reporter_.Status(frame_readout_);
 }
 
+void DetectPass::KeepFittedCentres(int32_t f, int32_t width, double scale_x, double scale_y) {
+  const std::vector<uint16_t>& labels = finder_.LabelMap();
+  const std::vector<DenseSpot>& fitted = finder_.Fitted();
+  for (int32_t ti = 0; ti < store_.track_count; ++ti) {
+    if (!store_.HasSeries(ti)) continue;
+    TrackRec& t = store_.Slot(ti);
+    if (t.x[f] == 0.0f && t.y[f] == 0.0f) continue;
+    const size_t at = static_cast<size_t>(t.y[f]) * static_cast<size_t>(width) +
+                      static_cast<size_t>(t.x[f]);
+    if (at >= labels.size() || labels[at] == kNoSpot || labels[at] >= fitted.size()) continue;
+    const DenseSpot& s = fitted[labels[at]];
+    t.x[f] = static_cast<float>(s.x);
+    t.y[f] = static_cast<float>(s.y);
+    t.sigma_x[f] = static_cast<float>(s.sigma_x * scale_x);
+    t.sigma_y[f] = static_cast<float>(s.sigma_y * scale_y);
+  }
+}
+
 void DetectPass::EndRecord(const RecordStore&, bool) {
+  // A record shorter than the frames measured for Q, or one stopped early.
+  if (choosing_q_) ChooseQAndFlush();
   if (link_) {
     if (params_.resolve_close) linker_.FinishShares(store_);
     TrackLinker::FinishRecord(store_, params_);
   }
   end_readout_ = std::to_string(store_.completed_count) + std::string(kCompletedTracks);
+  if (params_.detector == SpotDetectorKind::kDense)
+    end_readout_ += std::string(kFallbacksOpen) + std::to_string(fallbacks_) +
+                    std::string(kFallbacksPart);
+  if (q_choice_.q > 0) end_readout_ += std::string(kFallbacksOpen) + AutoQReadOut(q_choice_);
   reporter_.Status(end_readout_);
 }
 
 LinkTracksPass::LinkTracksPass(TrackStore& store, const TrackingParams& params, Reporter& reporter,
                                int workers)
     : store_(store), params_(params), reporter_(reporter) {
+  if (params_.detector == SpotDetectorKind::kDense) params_.resolve_close = false;
   const int threads = workers > 0 ? workers : WorkerCount();
   if (threads > 1) pool_ = std::make_unique<WorkerPool>(threads - 1);
 }

@@ -7,9 +7,11 @@
 #include <cstdint>
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "common/report.h"
 #include "record/playback.h"
+#include "spots/auto_q.h"
 #include "spots/link_pass.h"
 #include "spots/spot_finder.h"
 #include "spots/spot_params.h"
@@ -29,15 +31,15 @@ class DetectPass final : public FrameConsumer {
  public:
   // `link` false detects only (the tracks stay empty).
   DetectPass(TrackStore& store, const TrackingParams& params, Reporter& reporter, int workers = 0,
-             bool link = true)
-      : store_(store), params_(params), reporter_(reporter), finder_(workers), link_(link) {}
+             bool link = true);
 
   void StartRecord(const RecordStore& record) override;
   void OnFrame(const RecordStore& record) override;
   void EndRecord(const RecordStore& record, bool completed) override;
 
   const SpotFinder& Finder() const { return finder_; }
-  // Read-out of the last frame detected, and of the end of the pass.
+  // Read-out of the last frame detected, and of the end of the pass (with the
+  // dense detector its centroid fallbacks, with "Q: automatic" the choice).
   const std::string& FrameReadOut() const { return frame_readout_; }
   const std::string& EndReadOut() const { return end_readout_; }
   int32_t FramesDetected() const { return frames_; }
@@ -47,8 +49,27 @@ class DetectPass final : public FrameConsumer {
   const IntensityDistribution& Intensities() const { return intensities_; }
   // The record's frame detected last (its spots are in Finder()), -1 before any.
   int32_t LastFrame() const { return last_frame_; }
+  // With "Q: automatic", the choice once made (q 0 before), and the Q used.
+  const AutoQChoice& QChoice() const { return q_choice_; }
+  int32_t QUsed() const { return params_.q_threshold; }
+  // Dense detector: fits of the pass that fell back to the centroid.
+  int64_t Fallbacks() const { return fallbacks_; }
 
  private:
+  struct HeldFrame {
+    std::vector<uint16_t> pixels;
+    int32_t width, height, f;
+    double scale_x, scale_y;
+  };
+  // Detection (and linking) of one frame of the record.
+  void DetectFrame(const uint16_t* pixels, int32_t width, int32_t height, double scale_x,
+                   double scale_y, int32_t f);
+  // "Q: automatic": Q from the frames held, then their detection in order.
+  void ChooseQAndFlush();
+  // Dense detector: the fitted centres (pixels) and their bounds (nm) of the
+  // spots linked in frame f, in place of the whole pixels the linker wrote.
+  void KeepFittedCentres(int32_t f, int32_t width, double scale_x, double scale_y);
+
   TrackStore& store_;
   TrackingParams params_;
   Reporter& reporter_;
@@ -61,6 +82,11 @@ class DetectPass final : public FrameConsumer {
   std::string frame_readout_, end_readout_;
   SpotMap map_;
   IntensityDistribution intensities_;
+  int workers_;
+  bool choosing_q_ = false;
+  std::vector<HeldFrame> held_;
+  AutoQChoice q_choice_{0, {}, 0};
+  int64_t fallbacks_ = 0;
 };
 
 class LinkTracksPass final : public FrameConsumer {

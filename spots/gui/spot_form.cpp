@@ -261,6 +261,19 @@ void TSpotForm::BuildMenus() {
     params_.resolve_close = on;
     DetectionChanged();
   });
+  // Q from the record's noise at the next Detect; the choice is shown then.
+  QAutomatic = Settings_->addAction(Q(kQAutomaticCaption));
+  QAutomatic->setCheckable(true);
+  connect(QAutomatic, &QAction::toggled, this, [this](bool on) {
+    params_.q_auto = on;
+    DetectionChanged();
+  });
+  DenseDetection = Settings_->addAction(Q(kDenseDetectionCaption));
+  DenseDetection->setCheckable(true);
+  connect(DenseDetection, &QAction::toggled, this, [this](bool on) {
+    params_.detector = on ? SpotDetectorKind::kDense : SpotDetectorKind::kTemplate;
+    DetectionChanged();
+  });
   BuildOptionItems();
   BuildStatisticsMenu();
   UpdateCaptions();

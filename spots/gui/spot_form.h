@@ -265,6 +265,8 @@ class TSpotForm final : public QMainWindow {
   QAction* ClustThr = nullptr;
   QAction* SubtractBkgr = nullptr;
   QAction* ResolveClose = nullptr;
+  QAction* QAutomatic = nullptr;      // "Q: automatic"
+  QAction* DenseDetection = nullptr;  // "Dense Field Detection"
   QAction* SelectedOnly = nullptr;
   QAction* SaveZpos = nullptr;
   QAction* IncludeTime = nullptr;

@@ -13,6 +13,7 @@
 #include <sstream>
 
 #include "graph/gui/xk_graph.h"
+#include "graph/ticks.h"
 #include "record/simulator.h"
 #include "spots/gui/spot_view.h"
 #include "spots/spot_finder.h"
@@ -94,7 +95,7 @@ TEST(SpotForm, DetectLinkSaveAndReadTracks) {
     // The histogram's Y labels keep apart in the short pane of a small
     // record: a few ticks, not the nine a wish of five can give.
     const GraphAxis& y = form.DistanceGraph().Y0;
-    EXPECT_LE((y.Last - y.First) / y.Tick, 4.5);
+    EXPECT_LE(AxisTicks(y.First, y.Last, y.Tick).Count(), 6);
   }
   EXPECT_GE(completed, 3);
   form.LinkTracksClick();
@@ -147,6 +148,31 @@ TEST(SpotForm, DetectLinkSaveAndReadTracks) {
   EXPECT_TRUE(form.StatusText().endsWith(" completed tracks"));
   resolve->trigger();
   EXPECT_FALSE(form.Params().resolve_close);
+
+  // "Q: automatic" and "Dense Field Detection": checkable, and Detect says
+  // what each chose or counted at its end.
+  QAction *automatic = nullptr, *dense = nullptr;
+  for (QAction* menu : form.menuBar()->actions())
+    if (menu->menu())
+      for (QAction* a : menu->menu()->actions()) {
+        if (a->text() == "Q: automatic") automatic = a;
+        if (a->text() == "Dense Field Detection") dense = a;
+      }
+  ASSERT_NE(automatic, nullptr);
+  ASSERT_NE(dense, nullptr);
+  automatic->trigger();
+  EXPECT_TRUE(form.Params().q_auto);
+  form.DetectClick();
+  form.FinishPlayback();
+  EXPECT_TRUE(form.StatusText().contains("Q: automatic, chose Q=")) << form.StatusText().toStdString();
+  automatic->trigger();
+  dense->trigger();
+  EXPECT_EQ(form.Params().detector, SpotDetectorKind::kDense);
+  form.DetectClick();
+  form.FinishPlayback();
+  EXPECT_TRUE(form.StatusText().endsWith(" fits fell back to the centroid"));
+  dense->trigger();
+  EXPECT_EQ(form.Params().detector, SpotDetectorKind::kTemplate);
 
   // The main window's keys reach the views.
   auto* view = form.findChild<SpotView*>();

@@ -37,14 +37,18 @@ std::unique_ptr<TrackStore> Refined(int32_t count) {
 
 TEST(TrackExport, TidyTableHasAbsolutePixelsAndTimes) {
   const auto s = Refined(2);
-  EXPECT_EQ(TidyTracksText(*s, 100, 100),
-            "track\tframe\ttime_s\tx_px\ty_px\tintensity\n"
-            "0\t0\t0.000\t10.0000\t20.0000\t50.50\n"
-            "0\t1\t0.050\t10.1000\t20.0000\t50.50\n"
-            "0\t2\t0.100\t10.2000\t20.0000\t50.50\n"
-            "1\t1\t0.050\t11.0000\t20.0000\t50.50\n"
-            "1\t2\t0.100\t11.1000\t20.0000\t50.50\n"
-            "1\t3\t0.150\t11.2000\t20.0000\t50.50\n");
+  s->Slot(1).sigma_x[2] = 4.125f;
+  s->Slot(1).sigma_y[2] = 5.5f;
+  EXPECT_EQ(TidyTracksText(*s, 100, 100, 3),
+            "track\tframe\ttime_s\tx_px\ty_px\tintensity\tsigma_x_nm\tsigma_y_nm\tq\n"
+            "0\t0\t0.000\t10.0000\t20.0000\t50.50\tnan\tnan\t3\n"
+            "0\t1\t0.050\t10.1000\t20.0000\t50.50\tnan\tnan\t3\n"
+            "0\t2\t0.100\t10.2000\t20.0000\t50.50\tnan\tnan\t3\n"
+            "1\t1\t0.050\t11.0000\t20.0000\t50.50\tnan\tnan\t3\n"
+            "1\t2\t0.100\t11.1000\t20.0000\t50.50\t4.12\t5.50\t3\n"
+            "1\t3\t0.150\t11.2000\t20.0000\t50.50\tnan\tnan\t3\n");
+  // Without a Q (the dense detector) the column says so.
+  EXPECT_NE(TidyTracksText(*s, 100, 100).find("\tnan\n"), std::string::npos);
 }
 
 TEST(TrackExport, CurrentSpots) {

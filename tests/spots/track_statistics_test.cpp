@@ -154,6 +154,13 @@ TEST(TrackStatistics, BatchTrackFileName) {
     p.max_radius = c.radius;
     EXPECT_EQ(BatchTrackFileName(c.path, p, c.link, c.zpos), c.name);
   }
+  // The automatic Q and the dense detector are named before the run knows its Q.
+  TrackingParams p;
+  p.q_auto = true;
+  EXPECT_EQ(BatchTrackFileName("rec.xkv", p, true, false), "rec-R5L10qautoc500-L.xki");
+  p.q_auto = false;
+  p.detector = SpotDetectorKind::kDense;
+  EXPECT_EQ(BatchTrackFileName("rec.xkv", p, true, false), "rec-R5L10q8c500-dense-L.xki");
 }
 
 TEST(FilamentDetection, SmallAreaAndElongatedObjects) {

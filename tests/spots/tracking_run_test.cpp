@@ -185,7 +185,9 @@ TEST_F(TrackingRun, TrackAndEvalCommands) {
   EXPECT_NE(out.find(" objects ("), std::string::npos);
   EXPECT_NE(out.find(" - too big radius,"), std::string::npos);
   EXPECT_NE(out.find("tracks: "), std::string::npos);
-  EXPECT_EQ(ReadAll(tsv).rfind("track\tframe\ttime_s\tx_px\ty_px\tintensity\n", 0), 0u);
+  EXPECT_EQ(ReadAll(tsv).rfind(
+                "track\tframe\ttime_s\tx_px\ty_px\tintensity\tsigma_x_nm\tsigma_y_nm\tq\n", 0),
+            0u);
   EXPECT_GT(fs::file_size(xki), 0u);
   ::testing::internal::CaptureStdout();
   EXPECT_EQ(cli::RunEval({tsv, TruthPathFor(record_)}), 0);

@@ -1,0 +1,39 @@
+// "Q: automatic": the sensitivity threshold chosen from the record itself.
+// The background and its noise are measured on the first frames; frames of
+// pure noise of that level go through the template detector, and Q is the
+// smallest whole number that leaves about one false spot per 512 x 512 frame.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace lumetra {
+
+inline constexpr int32_t kAutoQFrames = 5;  // frames measured before detection starts
+
+struct NoiseLevel {
+  double background = 0;  // median count
+  double noise = 0;       // standard deviation of one pixel (counts)
+};
+
+// Median and noise of the frames (row-major, `width` x `height` each). The
+// noise comes from differences of horizontal neighbours, so the slow changes
+// of the background do not count; the few large differences at spots are left out.
+NoiseLevel MeasureNoise(const std::vector<const uint16_t*>& frames, int32_t width, int32_t height);
+
+struct AutoQChoice {
+  int32_t q = 2;
+  NoiseLevel level;
+  double false_per_frame = 0;  // spots in a 512 x 512 frame of pure noise at that Q
+};
+
+// The Q for that noise with the template of this FWHM and scale. `workers`
+// as for the detector; the choice is the same for any number.
+AutoQChoice ChooseQ(const NoiseLevel& level, double fwhm_nm, double nm_per_pixel, int workers = 0);
+
+// "Q: automatic, chose Q=3 (background 100.2 counts, noise 10.3 counts, 0.8
+// false spots per 512 x 512 frame)"
+std::string AutoQReadOut(const AutoQChoice& choice);
+
+}  // namespace lumetra
