@@ -19,7 +19,8 @@ std::string Field(std::string_view text) {
 }  // namespace
 
 std::string SummaryRow(const RecordResult& r) {
-  char seconds[32];
+  // Room for any double: the largest has 309 digits before the point.
+  char seconds[352];
   std::snprintf(seconds, sizeof seconds, "%.3f", r.seconds);
   return Field(r.file) + '\t' + std::string(RecordStatusName(r.status)) + '\t' + Field(r.output) +
          '\t' + seconds + '\t' + (r.count >= 0 ? std::to_string(r.count) : std::string()) + '\t' +

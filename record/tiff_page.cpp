@@ -246,6 +246,10 @@ std::optional<TiffPageLayout> TiffFile::CheckPage(std::string& reason) {
 }
 
 bool TiffFile::ReadPiece(const TiffPageLayout& l, uint32_t piece, void* to, uint64_t bytes) {
+  // libtiff can count a deflate piece whose stream ends early as whole and
+  // leave its tail unwritten: that tail must read 0, not what the buffer held
+  // (a tile of another page, the frame shown before).
+  std::memset(to, 0, static_cast<size_t>(bytes));
   const tmsize_t got = l.tiled ? TIFFReadEncodedTile(tif_, piece, to, static_cast<tmsize_t>(bytes))
                                : TIFFReadEncodedStrip(tif_, piece, to, static_cast<tmsize_t>(bytes));
   if (got == static_cast<tmsize_t>(bytes)) return true;

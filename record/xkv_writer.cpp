@@ -58,9 +58,11 @@ bool WriteXKVFrame(std::FILE* out, const PRM_INFO& prm, const ADD_INFO& add, con
     c.right = std::min(r.right, prm.Width);
     c.bottom = std::min(r.bottom, prm.Height);
     if (c.right <= c.left || c.bottom <= c.top) return false;
-    h.X0 = c.left + prm.X0;
+    // The origin of a hostile header can lie at the end of the 32-bit range:
+    // the sum wraps as the 32-bit field does, without overflowing.
+    h.X0 = static_cast<int32_t>(static_cast<uint32_t>(prm.X0) + static_cast<uint32_t>(c.left));
     h.Width = c.Width();
-    h.Y0 = c.top + prm.Y0;
+    h.Y0 = static_cast<int32_t>(static_cast<uint32_t>(prm.Y0) + static_cast<uint32_t>(c.top));
     h.Height = c.Height();
     h.PixelCount = h.Width * h.Height;
   }

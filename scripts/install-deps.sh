@@ -12,6 +12,8 @@ packages=(
   # mpirun starts even local ranks through an ssh client's launcher.
   openmpi-bin libopenmpi-dev openssh-client
   xvfb xauth
+  # The fuzz targets (scripts/fuzz.sh): clang and its libFuzzer runtime.
+  clang libclang-rt-14-dev
 )
 
 missing=()

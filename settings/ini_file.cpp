@@ -1,6 +1,7 @@
 #include "settings/ini_file.h"
 
 #include <array>
+#include <charconv>
 #include <cstdio>
 #include <limits>
 #include <optional>
@@ -115,6 +116,15 @@ class LineSplitter {
   std::string line_;
 };
 
+// The shortest text that reads back as the same double: a limit typed with
+// more digits than the general form keeps ("0.12345678901234567") is saved
+// as it is, and a short one ("0.1") as before.
+std::string ExactReal(double v) {
+  char buf[32];
+  const auto res = std::to_chars(buf, buf + sizeof buf, v);
+  return std::string(buf, res.ptr);
+}
+
 }  // namespace
 
 std::string_view IniKeyName(IniKey key) {
@@ -123,7 +133,7 @@ std::string_view IniKeyName(IniKey key) {
 
 std::string IniText(const Settings& s) {
   const std::array<std::string, kIniKeyCount> values = {
-      FormatGeneral(s.TrackingLimit),
+      ExactReal(s.TrackingLimit),
       FormatGeneral(s.FwhmNm),
       std::to_string(s.VelocityStep),
       std::to_string(s.RunningBufSize),

@@ -1,5 +1,6 @@
 #include "spots/xki_file.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cmath>
 #include <cstdio>
@@ -169,11 +170,15 @@ int32_t ReadXkiFile(const std::string& path, TrackStore& store, int32_t record_f
     reporter.Modal(kFileOpenError);
     return -1;
   }
+  // Read no further than the most tracks the store holds, each as long as the
+  // record, could reach: an endless source (a device) is read only that far.
+  const int64_t frames = std::clamp(record_frames, 0, kMaxTrackFrames);
+  const auto most = static_cast<size_t>(int64_t{kMaxTracks} * (7 + 3 * frames) * 4);
   std::vector<uint8_t> bytes;
   uint8_t buf[1 << 16];
   size_t got;
-  while ((got = std::fread(buf, 1, sizeof buf, f.get())) > 0)
-    bytes.insert(bytes.end(), buf, buf + got);
+  while (bytes.size() < most && (got = std::fread(buf, 1, sizeof buf, f.get())) > 0)
+    bytes.insert(bytes.end(), buf, buf + std::min(got, most - bytes.size()));
   return DecodeXki(bytes, store, record_frames, save_zpos, reporter);
 }
 

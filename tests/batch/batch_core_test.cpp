@@ -90,6 +90,14 @@ TEST(BatchSummary, RoundTripsAndRefusesWhatIsNoSummary) {
   rows[1] = {"b\tc.xkv", RecordStatus::kFailed, "b.xki", 0, -1, "File open ERROR: b\nline two"};
   rows[2] = {"d.xkv", RecordStatus::kSkipped, "d.xki", 0, -1, "the output is already there"};
   const std::string text = SummaryText(rows);
+  // Seconds of any size (a summary edited by hand) are written whole.
+  rows[2].seconds = 1e300;
+  const std::string huge_text = SummaryText(rows);
+  TextLines huge(huge_text);
+  std::vector<RecordResult> huge_back;
+  std::string huge_error;
+  ASSERT_TRUE(ParseSummary(huge, huge_back, huge_error)) << huge_error;
+  EXPECT_EQ(huge_back[2].seconds, 1e300);
   EXPECT_EQ(text.substr(0, text.find('\n')), kSummaryHeader);
   // Tabs and line breaks inside a field would break the table's shape.
   EXPECT_NE(text.find("b c.xkv\tfailed\tb.xki\t0.000\t\tFile open ERROR: b line two\n"),

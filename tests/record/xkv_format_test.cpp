@@ -282,6 +282,18 @@ TEST(XkvWriter, RegionCropsAndMovesTheOrigin) {
   EXPECT_EQ(r.prm.BitsPerPixel, 5);  // largest value 16
   const std::vector<uint16_t> want = {8, 9, 10, 14, 15, 16};
   EXPECT_EQ(std::vector<uint16_t>(r.frame.begin(), r.frame.begin() + 6), want);
+
+  // An origin at the end of the range wraps as the 32-bit field does.
+  p.X0 = INT32_MAX;
+  {
+    FileHandle f = OpenFile(path, "wb");
+    FrameWriteOptions o;
+    o.region = {2, 1, 5, 3, true};
+    ASSERT_TRUE(WriteXKVFrame(f.get(), p, ADD_INFO{}, px.data(), o));
+  }
+  Reader wrapped(path);
+  ASSERT_EQ(wrapped.Next(), FrameReadStatus::kOk);
+  EXPECT_EQ(wrapped.prm.X0, INT32_MIN + 1);
 }
 
 TEST(XkvFormat, HeaderInfoLines) {

@@ -47,7 +47,8 @@ TEST(IniFile, RandomSettingsRoundTrip) {
   };
   for (int i = 0; i < 200; ++i) {
     Settings s;
-    s.TrackingLimit = pick(5, 500) / 1000.0;  // as typed: the double nearest the decimal
+    // As typed (the double nearest a short decimal), or typed with every digit.
+    s.TrackingLimit = i % 2 ? pick(5, 500) / 1000.0 : 0.0049 + pick(1, 999999) * 0.4951e-6;
     s.FwhmNm = pick(10, 5000);
     s.VelocityStep = pick(1, 100);
     s.RunningBufSize = pick(2, 50);

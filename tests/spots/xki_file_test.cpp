@@ -163,6 +163,14 @@ TEST(XkiFile, ImpossibleCountsAreABrokenFile) {
   EXPECT_TRUE(rep.Contains(kBrokenXkiFile));
 }
 
+// Zeros are tracks of no point: an endless source gives the store's 10000
+// and is read no further.
+TEST(XkiFile, AnEndlessSourceIsReadOnlyAsFarAsTracksCanReach) {
+  TrackStore s;
+  CollectingReporter rep;
+  EXPECT_EQ(ReadXkiFile("/dev/zero", s, 10, false, rep), kMaxTracks);
+}
+
 TEST(XkiFile, WriteFailureIsReported) {
   const auto s = Sample();
   CollectingReporter rep;
