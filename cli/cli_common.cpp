@@ -153,8 +153,10 @@ const std::vector<Command>& Commands() {
        RunExport},
       {"fuse", "join several XKV files into one record", RunFuse},
       {"import", "convert raw camera data or bitmaps into an XKV record", RunImport},
+      {"surface", "draw the region of a frame as a 3D surface or block plot into PNG or BMP",
+       RunSurface},
       {"plot", "draw a table of curves as a graph and save it as PNG or BMP", RunPlot},
-      {"bench", "measure speed: bench read|display|export|track|steps FILE.xkv", RunBench},
+      {"bench", "measure speed: bench read|display|export|track|steps FILE.xkv, bench surface", RunBench},
   };
   return commands;
 }
