@@ -42,6 +42,8 @@ class TComForm;
 struct TransformRequest;
 class TSpotForm;
 class TDetectForm;
+class TTrackForm;
+class TDDDform;
 
 class TMainForm : public QMainWindow {
   Q_OBJECT
@@ -224,6 +226,11 @@ class TMainForm : public QMainWindow {
   int32_t BeadCount() const { return bead_count_; }
   // Opens the step-detection window (SFDA) on the open record.
   void DetectingClick();
+  // Manual object tracking and the 3D surface view (main_form_manual.cpp).
+  void ManualTrackingClick();
+  void SurfaceViewClick();
+  TTrackForm* TrackForm() const;
+  TDDDform* DDDform() const;
   // The Batch Analysis menu: tracking, and the S-, P- and MS-test over a
   // group of records chosen in one dialog.
   void DoSPTinFilesClick();
@@ -258,6 +265,8 @@ class TMainForm : public QMainWindow {
   void SaveRecordAs(const TransformRequest& request);
   bool BmpRectVisible(bool page);
   void BuildToolsMenu();
+  void AddManualTools(QMenu* tools);
+  void CloseManualWindows();
   void BuildBatchMenu();
   // One record of a batch run: opened here (unless it is open already), run
   // through the window's handlers, its row added to batch_.
@@ -325,6 +334,8 @@ class TMainForm : public QMainWindow {
   QAction* ShowBeads = nullptr;
   std::unique_ptr<TrackStore> beads_;  // bead tracks read from an XKI file
   QPointer<TDetectForm> detect_form_;
+  QPointer<TTrackForm> track_form_;
+  QPointer<TDDDform> ddd_form_;
   int32_t bead_index_ = 0;
   int32_t bead_count_ = 0;
 

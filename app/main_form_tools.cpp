@@ -26,6 +26,7 @@ void TMainForm::BuildToolsMenu() {
   steps->setObjectName(QStringLiteral("StepDetection"));
   items_[QStringLiteral("StepDetection")] = steps;
   need_frame_.push_back(steps);
+  AddManualTools(tools);
 }
 
 TDetectForm* TMainForm::DetectForm() const {
@@ -111,6 +112,7 @@ void TMainForm::SpotingClick() {
 }
 
 void TMainForm::CloseRecordWindows() {
+  CloseManualWindows();
   if (spot_form_) {
     spot_form_->StopClick();
     delete spot_form_.data();

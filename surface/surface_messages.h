@@ -9,13 +9,8 @@ namespace lumetra {
 
 inline constexpr std::string_view kDDDFormCaption = "Lumetra - 3D Surface";
 
-inline constexpr std::string_view kTiltTitle = "Tilt of the 3D view";
-inline constexpr std::string_view kTiltLabel = "Tilt (degrees, 0 = edge-on, 90 = from above)=";
 inline constexpr std::string_view kTiltError = "Tilt out of range (0-90 degrees)";
 inline constexpr std::string_view kTurnError = "Turn out of range (-360-360 degrees)";
-inline constexpr std::string_view kHeightTitle = "Height scale of the 3D view";
-inline constexpr std::string_view kHeightLabel =
-    "Height of the brightest pixel (times the region's longer side)=";
 inline constexpr std::string_view kHeightError = "Height scale out of range (0-5)";
 inline constexpr std::string_view kSizeTitle = "Size of the saved picture";
 inline constexpr std::string_view kSizeLabel = "Width x Height (pixels)=";
