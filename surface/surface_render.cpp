@@ -4,9 +4,11 @@
 #include <cerrno>
 #include <cmath>
 #include <cstdio>
+#include <functional>
 #include <limits>
 
 #include "common/file_handle.h"
+#include "common/parallel.h"
 #include "common/text_format.h"
 #include "display/png_writer.h"
 #include "surface/surface_messages.h"
@@ -102,7 +104,7 @@ std::optional<Region> SurfaceRegion(const Region& user_region, int32_t width, in
 }
 
 void SurfaceRenderer::Triangle(const Vertex& a, const Vertex& b0, const Vertex& c0,
-                               uint32_t colour, RgbImage& out) {
+                               uint32_t colour, const Band& band) {
   const Vertex* b = &b0;
   const Vertex* c = &c0;
   float area = (b->x - a.x) * (c->y - a.y) - (b->y - a.y) * (c->x - a.x);
@@ -111,13 +113,16 @@ void SurfaceRenderer::Triangle(const Vertex& a, const Vertex& b0, const Vertex& 
     std::swap(b, c);
     area = -area;
   }
+  const int32_t y0 =
+      std::max(band.top, static_cast<int32_t>(std::floor(std::min({a.y, b->y, c->y}))));
+  const int32_t y1 =
+      std::min(band.bottom - 1, static_cast<int32_t>(std::ceil(std::max({a.y, b->y, c->y}))));
+  if (y0 > y1) return;
+  const int32_t width = band.out.width;
   const int32_t x0 = std::max(0, static_cast<int32_t>(std::floor(std::min({a.x, b->x, c->x}))));
   const int32_t x1 =
-      std::min(out.width - 1, static_cast<int32_t>(std::ceil(std::max({a.x, b->x, c->x}))));
-  const int32_t y0 = std::max(0, static_cast<int32_t>(std::floor(std::min({a.y, b->y, c->y}))));
-  const int32_t y1 =
-      std::min(out.height - 1, static_cast<int32_t>(std::ceil(std::max({a.y, b->y, c->y}))));
-  if (x0 > x1 || y0 > y1) return;
+      std::min(width - 1, static_cast<int32_t>(std::ceil(std::max({a.x, b->x, c->x}))));
+  if (x0 > x1) return;
   // Edge functions, positive inside; each steps by -(dy) along a row.
   const auto edge = [](const Vertex& u, const Vertex& v, float px, float py) {
     return (v.x - u.x) * (py - u.y) - (v.y - u.y) * (px - u.x);
@@ -127,8 +132,8 @@ void SurfaceRenderer::Triangle(const Vertex& a, const Vertex& b0, const Vertex& 
   for (int32_t py = y0; py <= y1; ++py) {
     const float cy = static_cast<float>(py) + 0.5f, cx = static_cast<float>(x0) + 0.5f;
     float e0 = edge(*b, *c, cx, cy), e1 = edge(*c, a, cx, cy), e2 = edge(a, *b, cx, cy);
-    float* zrow = depth_.data() + static_cast<size_t>(py) * out.width;
-    uint32_t* prow = out.pixels.data() + static_cast<size_t>(py) * out.width;
+    float* zrow = band.depth + static_cast<size_t>(py) * width;
+    uint32_t* prow = band.out.pixels.data() + static_cast<size_t>(py) * width;
     for (int32_t px = x0; px <= x1; ++px, e0 += s0, e1 += s1, e2 += s2) {
       if (e0 < 0 || e1 < 0 || e2 < 0) continue;
       const float z = (e0 * a.z + e1 * b->z + e2 * c->z) * inv;
@@ -141,36 +146,39 @@ void SurfaceRenderer::Triangle(const Vertex& a, const Vertex& b0, const Vertex& 
 }
 
 void SurfaceRenderer::Quad(const Vertex& a, const Vertex& b, const Vertex& c, const Vertex& d,
-                           uint32_t colour, RgbImage& out, bool cull) {
-  if (cull) return;
-  Triangle(a, b, c, colour, out);
-  Triangle(a, c, d, colour, out);
+                           uint32_t colour, const Band& band) {
+  Triangle(a, b, c, colour, band);
+  Triangle(a, c, d, colour, band);
 }
 
 void SurfaceRenderer::Render(const uint16_t* pixels, int32_t frame_width, const Region& region,
                              const std::vector<uint32_t>& palette, const SurfaceView& view,
-                             RgbImage& out) {
+                             RgbImage& out, int workers) {
   if (out.width < 1 || out.height < 1) out.Resize(1, 1, kSurfaceBackground);
   std::fill(out.pixels.begin(), out.pixels.end(), kSurfaceBackground);
   depth_.assign(out.pixels.size(), std::numeric_limits<float>::infinity());
   const int32_t w = region.Width(), h = region.Height();
   if (!pixels || w < 1 || h < 1) return;
-  const auto count = [&](int32_t i, int32_t j) {
-    return pixels[static_cast<int64_t>(region.top + j) * frame_width + region.left + i];
-  };
+  const size_t cells = static_cast<size_t>(w) * h;
+  heights_.resize(cells);
+  colours_.resize(cells);
   uint16_t lo = 0xFFFF, hi = 0;
-  for (int32_t j = 0; j < h; ++j)
+  for (int32_t j = 0; j < h; ++j) {
+    const uint16_t* row = pixels + static_cast<int64_t>(region.top + j) * frame_width + region.left;
     for (int32_t i = 0; i < w; ++i) {
-      lo = std::min(lo, count(i, j));
-      hi = std::max(hi, count(i, j));
+      lo = std::min(lo, row[i]);
+      hi = std::max(hi, row[i]);
+      colours_[static_cast<size_t>(j) * w + i] = ColourOf(palette, row[i]);
     }
+  }
   const double top = view.height_scale * std::max(w, h);
   // A flat region has no height to scale: it lies flat at 0.
   const double k = hi > lo ? top / (hi - lo) : 0.0;
-  heights_.resize(static_cast<size_t>(w) * h);
-  for (int32_t j = 0; j < h; ++j)
+  for (int32_t j = 0; j < h; ++j) {
+    const uint16_t* row = pixels + static_cast<int64_t>(region.top + j) * frame_width + region.left;
     for (int32_t i = 0; i < w; ++i)
-      heights_[static_cast<size_t>(j) * w + i] = static_cast<float>((count(i, j) - lo) * k);
+      heights_[static_cast<size_t>(j) * w + i] = static_cast<float>((row[i] - lo) * k);
+  }
 
   Projection p;
   p.cb = std::cos(view.turn_deg * kPi / 180);
@@ -195,63 +203,93 @@ void SurfaceRenderer::Render(const uint16_t* pixels, int32_t frame_width, const 
   p.scale = std::max(std::min(fit_x, fit_y), 1e-6);
   p.ox = out.width * 0.5 - p.scale * (min_x + max_x) * 0.5;
   p.oy = out.height * 0.5 - p.scale * (min_y + max_y) * 0.5;
-  const auto vertex = [&](double X, double Y, double Z) {
-    double sx, sy, d;
-    p.Raw(X - 0.5 * w, Y - 0.5 * h, Z, sx, sy, d);
-    return Vertex{static_cast<float>(p.ox + p.scale * sx), static_cast<float>(p.oy + p.scale * sy),
-                  static_cast<float>(d)};
+  // The corners at height 0; a height z lifts a corner up the picture and
+  // towards the viewer.
+  const size_t row = static_cast<size_t>(w) + 1;
+  base_.resize(row * (h + 1));
+  for (int32_t j = 0; j <= h; ++j)
+    for (int32_t i = 0; i <= w; ++i) {
+      double sx, sy, d;
+      p.Raw(i - 0.5 * w, j - 0.5 * h, 0, sx, sy, d);
+      base_[j * row + i] = Vertex{static_cast<float>(p.ox + p.scale * sx),
+                                  static_cast<float>(p.oy + p.scale * sy), static_cast<float>(d)};
+    }
+  const float up_y = static_cast<float>(p.ca * p.scale), up_z = static_cast<float>(p.sa);
+  const auto lift = [&](size_t corner, float z) {
+    const Vertex& b = base_[corner];
+    return Vertex{b.x, b.y - z * up_y, b.z - z * up_z};
   };
   const auto height = [&](int32_t i, int32_t j) { return heights_[static_cast<size_t>(j) * w + i]; };
 
+  std::function<void(const Band&)> draw;
   if (view.blocks) {
-    // A side is seen when its outward normal turns towards the viewer.
+    // A side is seen when its outward normal turns towards the viewer, and
+    // only above the neighbour's block on that side.
     const bool see_px = p.sb * p.ca > 1e-9, see_nx = p.sb * p.ca < -1e-9;
     const bool see_py = p.cb * p.ca > 1e-9, see_ny = p.cb * p.ca < -1e-9;
+    draw = [&, see_px, see_nx, see_py, see_ny](const Band& band) {
+      const auto side = [&](size_t c0, size_t c1, float z, float below, uint32_t colour) {
+        if (below < z) Quad(lift(c0, z), lift(c1, z), lift(c1, below), lift(c0, below), colour, band);
+      };
+      for (int32_t j = 0; j < h; ++j)
+        for (int32_t i = 0; i < w; ++i) {
+          const float z = height(i, j);
+          const uint32_t c = colours_[static_cast<size_t>(j) * w + i];
+          const size_t c00 = j * row + i, c10 = c00 + 1, c01 = c00 + row, c11 = c01 + 1;
+          Quad(lift(c00, z), lift(c10, z), lift(c11, z), lift(c01, z), c, band);
+          if (z <= 0) continue;
+          const uint32_t cx = Shade(c, kShadeSideX), cy = Shade(c, kShadeSideY);
+          if (see_px) side(c10, c11, z, i + 1 < w ? height(i + 1, j) : 0.0f, cx);
+          if (see_nx) side(c00, c01, z, i > 0 ? height(i - 1, j) : 0.0f, cx);
+          if (see_py) side(c01, c11, z, j + 1 < h ? height(i, j + 1) : 0.0f, cy);
+          if (see_ny) side(c00, c10, z, j > 0 ? height(i, j - 1) : 0.0f, cy);
+        }
+    };
+  } else {
+    // The smooth surface: corners at the mean height of the pixels around
+    // them, each square shaded by its slope.
+    corner_z_.resize(base_.size());
+    grid_.resize(base_.size());
+    for (int32_t j = 0; j <= h; ++j)
+      for (int32_t i = 0; i <= w; ++i) {
+        float sum = 0;
+        int n = 0;
+        for (int32_t dj = std::max(j - 1, 0); dj <= std::min(j, h - 1); ++dj)
+          for (int32_t di = std::max(i - 1, 0); di <= std::min(i, w - 1); ++di, ++n)
+            sum += height(di, dj);
+        corner_z_[j * row + i] = sum / static_cast<float>(n);
+        grid_[j * row + i] = lift(j * row + i, corner_z_[j * row + i]);
+      }
+    const double light = std::sqrt(kLightX * kLightX + kLightY * kLightY + kLightZ * kLightZ);
     for (int32_t j = 0; j < h; ++j)
       for (int32_t i = 0; i < w; ++i) {
-        const double z = height(i, j);
-        const uint32_t c = ColourOf(palette, count(i, j));
-        const Vertex t00 = vertex(i, j, z), t10 = vertex(i + 1, j, z),
-                     t11 = vertex(i + 1, j + 1, z), t01 = vertex(i, j + 1, z);
-        Quad(t00, t10, t11, t01, c, out, false);
-        if (z <= 0) continue;
-        const Vertex b00 = vertex(i, j, 0), b10 = vertex(i + 1, j, 0),
-                     b11 = vertex(i + 1, j + 1, 0), b01 = vertex(i, j + 1, 0);
-        Quad(t10, t11, b11, b10, Shade(c, kShadeSideX), out, !see_px);
-        Quad(t00, t01, b01, b00, Shade(c, kShadeSideX), out, !see_nx);
-        Quad(t01, t11, b11, b01, Shade(c, kShadeSideY), out, !see_py);
-        Quad(t00, t10, b10, b00, Shade(c, kShadeSideY), out, !see_ny);
+        const size_t g = j * row + i;
+        const double gx = 0.5 * ((corner_z_[g + 1] + corner_z_[g + row + 1]) -
+                                 (corner_z_[g] + corner_z_[g + row]));
+        const double gy = 0.5 * ((corner_z_[g + row] + corner_z_[g + row + 1]) -
+                                 (corner_z_[g] + corner_z_[g + 1]));
+        const double dot = (-gx * kLightX - gy * kLightY + kLightZ) /
+                           (std::sqrt(gx * gx + gy * gy + 1) * light);
+        uint32_t& c = colours_[static_cast<size_t>(j) * w + i];
+        c = Shade(c, 0.35 + 0.65 * std::max(dot, 0.0));
       }
-    return;
+    draw = [&](const Band& band) {
+      for (int32_t j = 0; j < h; ++j)
+        for (int32_t i = 0; i < w; ++i) {
+          const size_t g = j * row + i;
+          Quad(grid_[g], grid_[g + 1], grid_[g + row + 1], grid_[g + row],
+               colours_[static_cast<size_t>(j) * w + i], band);
+        }
+    };
   }
-  // The smooth surface: corners at the mean height of the pixels around them.
-  const size_t row = static_cast<size_t>(w) + 1;
-  corner_z_.resize(row * (h + 1));
-  grid_.resize(corner_z_.size());
-  for (int32_t j = 0; j <= h; ++j)
-    for (int32_t i = 0; i <= w; ++i) {
-      double sum = 0;
-      int n = 0;
-      for (int32_t dj = std::max(j - 1, 0); dj <= std::min(j, h - 1); ++dj)
-        for (int32_t di = std::max(i - 1, 0); di <= std::min(i, w - 1); ++di, ++n)
-          sum += height(di, dj);
-      corner_z_[j * row + i] = static_cast<float>(sum / n);
-      grid_[j * row + i] = vertex(i, j, sum / n);
-    }
-  const double light = std::sqrt(kLightX * kLightX + kLightY * kLightY + kLightZ * kLightZ);
-  for (int32_t j = 0; j < h; ++j)
-    for (int32_t i = 0; i < w; ++i) {
-      const size_t g = j * row + i;
-      // The slope from the corner heights, for the light.
-      const double gx = 0.5 * ((corner_z_[g + 1] + corner_z_[g + row + 1]) -
-                               (corner_z_[g] + corner_z_[g + row]));
-      const double gy = 0.5 * ((corner_z_[g + row] + corner_z_[g + row + 1]) -
-                               (corner_z_[g] + corner_z_[g + 1]));
-      const double dot = (-gx * kLightX - gy * kLightY + kLightZ) /
-                         (std::sqrt(gx * gx + gy * gy + 1) * light);
-      Quad(grid_[g], grid_[g + 1], grid_[g + row + 1], grid_[g + row],
-           Shade(ColourOf(palette, count(i, j)), 0.35 + 0.65 * std::max(dot, 0.0)), out, false);
-    }
+  // Every band meets the squares in the same order, so each pixel's depth
+  // test sees the same sequence as with one thread.
+  ParallelChunks(
+      out.height,
+      [&](int64_t first, int64_t last) {
+        draw(Band{out, depth_.data(), static_cast<int32_t>(first), static_cast<int32_t>(last)});
+      },
+      64, workers);
 }
 
 bool SaveSurfacePicture(const std::string& path, const RgbImage& picture, Reporter& reporter) {

@@ -44,21 +44,33 @@ class SurfaceRenderer {
   // into `out`, which keeps its size (at least 1 x 1). Heights run from the
   // region's lowest count (0) to its highest; a flat region lies flat.
   // Colours are palette[count] (the last entry for counts beyond it).
+  // `workers` threads (0: every core) each draw a band of picture rows; the
+  // picture is the same for any number.
   void Render(const uint16_t* pixels, int32_t frame_width, const Region& region,
-              const std::vector<uint32_t>& palette, const SurfaceView& view, RgbImage& out);
+              const std::vector<uint32_t>& palette, const SurfaceView& view, RgbImage& out,
+              int workers = 0);
 
  private:
   struct Vertex {
-    float x, y, z;  // screen pixels and depth (smaller is nearer)
+    float x, y, z;  // picture pixels and depth (smaller is nearer)
   };
-  void Triangle(const Vertex& a, const Vertex& b, const Vertex& c, uint32_t colour, RgbImage& out);
-  void Quad(const Vertex& a, const Vertex& b, const Vertex& c, const Vertex& d, uint32_t colour,
-            RgbImage& out, bool cull);
+  // Picture rows [top, bottom) that one thread fills.
+  struct Band {
+    RgbImage& out;
+    float* depth;
+    int32_t top, bottom;
+  };
+  static void Triangle(const Vertex& a, const Vertex& b, const Vertex& c, uint32_t colour,
+                       const Band& band);
+  static void Quad(const Vertex& a, const Vertex& b, const Vertex& c, const Vertex& d,
+                   uint32_t colour, const Band& band);
 
   std::vector<float> depth_;
-  std::vector<float> heights_;  // per region pixel, world units
-  std::vector<float> corner_z_;  // (w + 1) x (h + 1) corner heights of the surface
-  std::vector<Vertex> grid_;      // the same corners on the picture
+  std::vector<float> heights_;    // per region pixel, world units
+  std::vector<uint32_t> colours_;  // per region pixel, from the palette
+  std::vector<float> corner_z_;   // (w + 1) x (h + 1) corner heights of the surface
+  std::vector<Vertex> base_;      // the corners at height 0 on the picture
+  std::vector<Vertex> grid_;      // the surface's corners on the picture
 };
 
 // Saves the picture as PNG or BMP by the name's ending, under a temporary name

@@ -98,6 +98,23 @@ TEST(SurfaceRender, FlatAndOnePixelHighRegionsGiveDefinedPictures) {
   }
 }
 
+TEST(SurfaceRender, BandsOnSeveralThreadsDrawTheSamePicture) {
+  std::vector<uint16_t> frame(60 * 50);
+  for (size_t i = 0; i < frame.size(); ++i) frame[i] = static_cast<uint16_t>((i * 7919) % 251);
+  for (bool blocks : {false, true}) {
+    SCOPED_TRACE(blocks);
+    SurfaceView view{35, 140, 0.4, blocks};
+    RgbImage one, many;
+    one.Resize(333, 257, 0);
+    many.Resize(333, 257, 0);
+    SurfaceRenderer a, b;
+    a.Render(frame.data(), 60, Region{3, 4, 57, 49, true}, GreyPalette(), view, one, 1);
+    b.Render(frame.data(), 60, Region{3, 4, 57, 49, true}, GreyPalette(), view, many, 3);
+    EXPECT_EQ(one.pixels, many.pixels);
+    EXPECT_GT(Colours(one).size(), 50u);
+  }
+}
+
 TEST(SurfaceRender, TypedSettingsAndRegions) {
   CollectingReporter r;
   SurfaceView v;
