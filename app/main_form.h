@@ -267,6 +267,8 @@ class TMainForm : public QMainWindow {
   void BuildToolsMenu();
   void AddManualTools(QMenu* tools);
   void CloseManualWindows();
+  // The manual tracking window's unsaved objects may go (asks the user).
+  bool MayDropManualObjects();
   void BuildBatchMenu();
   // One record of a batch run: opened here (unless it is open already), run
   // through the window's handlers, its row added to batch_.

@@ -79,12 +79,13 @@ void TMainForm::SurfaceViewClick() {
   ddd_form_->FrameShown();
 }
 
+bool TMainForm::MayDropManualObjects() {
+  return !track_form_ || track_form_->MayDropObjects();
+}
+
 void TMainForm::CloseManualWindows() {
-  // The tracking window asks before unsaved objects are dropped; they belong to this record.
-  if (track_form_) {
-    track_form_->close();
-    delete track_form_.data();
-  }
+  // The objects belong to this record; MayDropManualObjects asked before.
+  if (track_form_) delete track_form_.data();
   if (ddd_form_) delete ddd_form_.data();
 }
 

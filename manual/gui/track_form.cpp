@@ -204,8 +204,9 @@ void TTrackForm::ReadXKIfileClick() {
   const QString path = AskOpenFile(QStringLiteral("Read X-Y-Int Data (XKI)"),
                                    QStringLiteral("XKI files (*.xki);;All files (*)"));
   if (path.isEmpty()) return;
-  ReadManualXki(path.toStdString(), tracks_, record_.FrameCount(), record_.Prm().ScaleX,
-                record_.Prm().ScaleY, reporter_);
+  const int32_t n = ReadManualXki(path.toStdString(), tracks_, record_.FrameCount(),
+                                  record_.Prm().ScaleX, record_.Prm().ScaleY, reporter_);
+  if (n >= 0) status_text_ = QStringLiteral("read %1 objects from %2").arg(n).arg(path);
   Refresh();
 }
 
@@ -245,8 +246,9 @@ void TTrackForm::TakeTrackingTracksClick() {
     return;
   }
   if (!MayDropObjects()) return;
-  TakeTrackingWindowTracks(*store, false, tracks_, record_.FrameCount(), record_.Prm().ScaleX,
-                           record_.Prm().ScaleY, reporter_);
+  const int32_t n = TakeTrackingWindowTracks(*store, false, tracks_, record_.FrameCount(),
+                                             record_.Prm().ScaleX, record_.Prm().ScaleY, reporter_);
+  if (n >= 0) status_text_ = QStringLiteral("took %1 tracks of the tracking window").arg(n);
   Refresh();
 }
 

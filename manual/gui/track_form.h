@@ -53,6 +53,8 @@ class TTrackForm final : public QMainWindow {
 
   const ManualTracks& Objects() const { return tracks_; }
   QString StatusText() const;
+  // True when there are no unsaved marks or the user lets them go.
+  bool MayDropObjects();
   const TXKgraph& Graph() const { return *graph_; }
   QTableWidget* Table() const { return table_; }
   // Draws every shown object's points up to the current frame over the main
@@ -83,7 +85,6 @@ class TTrackForm final : public QMainWindow {
 
  private:
   void BuildMenus();
-  bool MayDropObjects();
   void Refresh();
   void FillTable();
   void DrawGraph();
