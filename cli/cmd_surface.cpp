@@ -17,8 +17,9 @@ int RunSurface(const std::vector<std::string>& args) {
               "lowest count to its highest; a flat region lies flat.");
   p.Positional("FILE.xkv", "the record")
       .Option("index", "N", "0-based number of the frame", "0")
-      .Option("region", "L,T,R,B", "the region in frame pixels, right and bottom exclusive "
-                                   "(default: the whole frame)")
+      .Option("region", "L,T,R,B",
+              "the region in frame pixels, right and bottom exclusive "
+              "(default: the whole frame)")
       .Option("out", "S.png", "the picture to write (.png or .bmp)")
       .Option("tilt", "A", "degrees above the plane: 0 edge-on, 90 from above", "40")
       .Option("turn", "B", "degrees about the vertical axis, -360 to 360", "30")
@@ -67,8 +68,9 @@ int RunSurface(const std::vector<std::string>& args) {
     return Fail("surface", "frame " + std::to_string(index) + " could not be read");
   const auto region = SurfaceRegion(user, store->Width(), store->Height());
   if (!region || (user.active && (user.right > store->Width() || user.bottom > store->Height())))
-    return Fail("surface", "--region lies outside the " + std::to_string(store->Width()) + " x " +
-                               std::to_string(store->Height()) + " frame",
+    return Fail("surface",
+                "--region lies outside the " + std::to_string(store->Width()) + " x " +
+                    std::to_string(store->Height()) + " frame",
                 2);
   std::vector<uint32_t> palette;
   if (!BuildPalette(palette, store->MaxLevel(), *type, console)) return 1;

@@ -83,9 +83,8 @@ std::string ManualTracksTable(const ManualTracks& tracks, const std::vector<floa
              FormatTable(TimeOf(times_s, f), "%.6g") + '\t' +
              FormatTable(o.x[k] / tracks.NmPerPixelX() - 0.5, "%.4f") + '\t' +
              FormatTable(o.y[k] / tracks.NmPerPixelY() - 0.5, "%.4f") + '\t' +
-             FormatTable(o.value[k], "%.6g") + '\t' + FormatTable(o.x[k] * 0.001, "%.5f") +
-             '\t' + FormatTable(o.y[k] * 0.001, "%.5f") + '\t' + FormatTable(speed[k], "%.5g") +
-             '\n';
+             FormatTable(o.value[k], "%.6g") + '\t' + FormatTable(o.x[k] * 0.001, "%.5f") + '\t' +
+             FormatTable(o.y[k] * 0.001, "%.5f") + '\t' + FormatTable(speed[k], "%.5g") + '\n';
     }
   }
   return out;
@@ -145,12 +144,14 @@ ManualGraph BuildManualGraph(const ManualTracks& tracks, const std::vector<float
   g.matrix.assign(static_cast<size_t>(g.curves + 1) * static_cast<size_t>(n), kGraphGap);
   for (int32_t f = 0; f < n; ++f) {
     const double t = TimeOf(times_s, f);
-    g.matrix[static_cast<size_t>(f)] = std::isfinite(t) ? static_cast<float>(t) : static_cast<float>(f);
+    g.matrix[static_cast<size_t>(f)] =
+        std::isfinite(t) ? static_cast<float>(t) : static_cast<float>(f);
   }
   for (size_t r = 0; r < rows.size(); ++r)
     for (int32_t f = 0; f < n; ++f) {
       const double v = rows[r][static_cast<size_t>(f)];
-      if (std::isfinite(v)) g.matrix[(r + 1) * static_cast<size_t>(n) + static_cast<size_t>(f)] = static_cast<float>(v);
+      if (std::isfinite(v))
+        g.matrix[(r + 1) * static_cast<size_t>(n) + static_cast<size_t>(f)] = static_cast<float>(v);
     }
   return g;
 }

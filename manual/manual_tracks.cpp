@@ -29,8 +29,7 @@ int32_t ManualTracks::UsedCount() const {
   }));
 }
 
-MarkResult ManualTracks::Mark(int32_t object, int32_t frame, float x_nm, float y_nm,
-                              float value) {
+MarkResult ManualTracks::Mark(int32_t object, int32_t frame, float x_nm, float y_nm, float value) {
   // A point at X <= 0 would read as "no point".
   if (object < 0 || object >= kManualObjects || frame < 0 || frame >= frames_ || !(x_nm > 0) ||
       !(y_nm > 0))

@@ -80,7 +80,8 @@ int32_t DecodeManualXki(const std::vector<uint8_t>& bytes, ManualTracks& tracks,
   if (bytes.size() >= 4) {
     float first;
     uint32_t u = 0;
-    for (int i = 0; i < 4; ++i) u |= static_cast<uint32_t>(bytes[static_cast<size_t>(i)]) << (8 * i);
+    for (int i = 0; i < 4; ++i)
+      u |= static_cast<uint32_t>(bytes[static_cast<size_t>(i)]) << (8 * i);
     std::memcpy(&first, &u, 4);
     if (first > 0.0f) {
       reporter.Modal(kOldTypeXki);
@@ -139,8 +140,8 @@ int32_t TakeTrackingWindowTracks(const TrackStore& store, bool selected_only, Ma
   }
   XkiWriteOptions options;
   options.selected_only = selected_only;
-  return DecodeManualXki(EncodeXki(store, options), tracks, frames, nm_per_pixel_x,
-                         nm_per_pixel_y, reporter);
+  return DecodeManualXki(EncodeXki(store, options), tracks, frames, nm_per_pixel_x, nm_per_pixel_y,
+                         reporter);
 }
 
 }  // namespace lumetra

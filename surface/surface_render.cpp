@@ -80,7 +80,8 @@ bool SetHeightScale(SurfaceView& view, double scale, Reporter& reporter) {
 std::optional<std::pair<int32_t, int32_t>> ParsePictureSize(std::string_view text,
                                                             Reporter& reporter) {
   std::string s(text);
-  std::replace_if(s.begin(), s.end(), [](char c) { return c == 'x' || c == 'X' || c == ','; }, ' ');
+  std::replace_if(
+      s.begin(), s.end(), [](char c) { return c == 'x' || c == 'X' || c == ','; }, ' ');
   int w = 0, h = 0;
   char rest = 0;
   if (std::sscanf(s.c_str(), "%d %d %c", &w, &h, &rest) != 2 || w < kMinPictureSide ||
@@ -103,8 +104,8 @@ std::optional<Region> SurfaceRegion(const Region& user_region, int32_t width, in
   return r;
 }
 
-void SurfaceRenderer::Triangle(const Vertex& a, const Vertex& b0, const Vertex& c0,
-                               uint32_t colour, const Band& band) {
+void SurfaceRenderer::Triangle(const Vertex& a, const Vertex& b0, const Vertex& c0, uint32_t colour,
+                               const Band& band) {
   const Vertex* b = &b0;
   const Vertex* c = &c0;
   float area = (b->x - a.x) * (c->y - a.y) - (b->y - a.y) * (c->x - a.x);
@@ -219,7 +220,9 @@ void SurfaceRenderer::Render(const uint16_t* pixels, int32_t frame_width, const 
     const Vertex& b = base_[corner];
     return Vertex{b.x, b.y - z * up_y, b.z - z * up_z};
   };
-  const auto height = [&](int32_t i, int32_t j) { return heights_[static_cast<size_t>(j) * w + i]; };
+  const auto height = [&](int32_t i, int32_t j) {
+    return heights_[static_cast<size_t>(j) * w + i];
+  };
 
   std::function<void(const Band&)> draw;
   if (view.blocks) {
@@ -229,7 +232,8 @@ void SurfaceRenderer::Render(const uint16_t* pixels, int32_t frame_width, const 
     const bool see_py = p.cb * p.ca > 1e-9, see_ny = p.cb * p.ca < -1e-9;
     draw = [&, see_px, see_nx, see_py, see_ny](const Band& band) {
       const auto side = [&](size_t c0, size_t c1, float z, float below, uint32_t colour) {
-        if (below < z) Quad(lift(c0, z), lift(c1, z), lift(c1, below), lift(c0, below), colour, band);
+        if (below < z)
+          Quad(lift(c0, z), lift(c1, z), lift(c1, below), lift(c0, below), colour, band);
       };
       for (int32_t j = 0; j < h; ++j)
         for (int32_t i = 0; i < w; ++i) {
@@ -268,8 +272,8 @@ void SurfaceRenderer::Render(const uint16_t* pixels, int32_t frame_width, const 
                                  (corner_z_[g] + corner_z_[g + row]));
         const double gy = 0.5 * ((corner_z_[g + row] + corner_z_[g + row + 1]) -
                                  (corner_z_[g] + corner_z_[g + 1]));
-        const double dot = (-gx * kLightX - gy * kLightY + kLightZ) /
-                           (std::sqrt(gx * gx + gy * gy + 1) * light);
+        const double dot =
+            (-gx * kLightX - gy * kLightY + kLightZ) / (std::sqrt(gx * gx + gy * gy + 1) * light);
         uint32_t& c = colours_[static_cast<size_t>(j) * w + i];
         c = Shade(c, 0.35 + 0.65 * std::max(dot, 0.0));
       }

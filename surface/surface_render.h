@@ -18,10 +18,10 @@
 namespace lumetra {
 
 struct SurfaceView {
-  double tilt_deg = 40;      // 0 edge-on, 90 straight from above
-  double turn_deg = 30;      // about the vertical axis, counter-clockwise seen from above
+  double tilt_deg = 40;       // 0 edge-on, 90 straight from above
+  double turn_deg = 30;       // about the vertical axis, counter-clockwise seen from above
   double height_scale = 0.3;  // the brightest pixel rises this many times the longer side
-  bool blocks = false;       // a block per pixel instead of a smooth surface
+  bool blocks = false;        // a block per pixel instead of a smooth surface
 };
 
 inline constexpr uint32_t kSurfaceBackground = 0xFFFFFF;
@@ -66,11 +66,11 @@ class SurfaceRenderer {
                    uint32_t colour, const Band& band);
 
   std::vector<float> depth_;
-  std::vector<float> heights_;    // per region pixel, world units
+  std::vector<float> heights_;     // per region pixel, world units
   std::vector<uint32_t> colours_;  // per region pixel, from the palette
-  std::vector<float> corner_z_;   // (w + 1) x (h + 1) corner heights of the surface
-  std::vector<Vertex> base_;      // the corners at height 0 on the picture
-  std::vector<Vertex> grid_;      // the surface's corners on the picture
+  std::vector<float> corner_z_;    // (w + 1) x (h + 1) corner heights of the surface
+  std::vector<Vertex> base_;       // the corners at height 0 on the picture
+  std::vector<Vertex> grid_;       // the surface's corners on the picture
 };
 
 // Saves the picture as PNG or BMP by the name's ending, under a temporary name

@@ -55,7 +55,10 @@ QString Number(double v, int decimals) {
 }  // namespace
 
 TTrackForm::TTrackForm(RecordStore& record, Reporter& reporter, QWidget* parent)
-    : QMainWindow(parent), record_(record), reporter_(reporter), graph_(std::make_unique<TXKgraph>()) {
+    : QMainWindow(parent),
+      record_(record),
+      reporter_(reporter),
+      graph_(std::make_unique<TXKgraph>()) {
   setWindowTitle(Q(kTrackFormCaption));
   tracks_.Reset(record_.FrameCount(), record_.Prm().ScaleX, record_.Prm().ScaleY);
   times_ = record_.FrameTimes();
@@ -128,9 +131,10 @@ void TTrackForm::BuildMenus() {
   SnapToCentre->setCheckable(true);
   QMenu* view = menuBar()->addMenu(QStringLiteral("&Graph"));
   auto* group = new QActionGroup(this);
-  for (auto [text, slot] : {std::pair{"Positions of the Object", &TTrackForm::ShowPositionsClick},
-                            std::pair{"Speeds", &TTrackForm::ShowSpeedsClick},
-                            std::pair{"Distances to the Object", &TTrackForm::ShowDistancesClick}}) {
+  for (auto [text, slot] :
+       {std::pair{"Positions of the Object", &TTrackForm::ShowPositionsClick},
+        std::pair{"Speeds", &TTrackForm::ShowSpeedsClick},
+        std::pair{"Distances to the Object", &TTrackForm::ShowDistancesClick}}) {
     QAction* a = view->addAction(QString::fromLatin1(text), this, slot);
     a->setCheckable(true);
     a->setChecked(slot == &TTrackForm::ShowPositionsClick);
@@ -145,11 +149,12 @@ QString TTrackForm::StatusText() const {
 void TTrackForm::ImageClickAt(int x, int y) {
   if (!record_.HasFrame()) return;
   const int32_t frame = record_.CurrentFrame();
-  const auto point = PointFromClick(record_.FrameBuffer(), record_.Width(), record_.Height(), x, y,
-                                    tracks_.NmPerPixelX(), tracks_.NmPerPixelY(),
-                                    SnapToCentre->isChecked(), host_.fwhm_nm ? host_.fwhm_nm() : 250);
+  const auto point = PointFromClick(
+      record_.FrameBuffer(), record_.Width(), record_.Height(), x, y, tracks_.NmPerPixelX(),
+      tracks_.NmPerPixelY(), SnapToCentre->isChecked(), host_.fwhm_nm ? host_.fwhm_nm() : 250);
   if (!point) return;
-  const MarkResult r = tracks_.Mark(tracks_.Current(), frame, point->x_nm, point->y_nm, point->value);
+  const MarkResult r =
+      tracks_.Mark(tracks_.Current(), frame, point->x_nm, point->y_nm, point->value);
   if (r == MarkResult::kRefused) return;
   status_text_ = Q(MarkStatus(tracks_.Current(), frame, tracks_.Frames(), r));
   Refresh();
@@ -175,7 +180,8 @@ void TTrackForm::PrevObjectClick() {
 }
 
 void TTrackForm::StepBackClick() {
-  if (record_.CurrentFrame() > 0 && host_.go_to_frame) host_.go_to_frame(record_.CurrentFrame() - 1);
+  if (record_.CurrentFrame() > 0 && host_.go_to_frame)
+    host_.go_to_frame(record_.CurrentFrame() - 1);
 }
 
 void TTrackForm::RemovePointClick() {
@@ -288,7 +294,8 @@ void TTrackForm::FillTable() {
   filling_ = true;
   std::vector<ObjectSummary> rows = SummariseObjects(tracks_, times_);
   // The current object is listed even before its first point.
-  if (std::none_of(rows.begin(), rows.end(), [&](auto& s) { return s.object == tracks_.Current(); })) {
+  if (std::none_of(rows.begin(), rows.end(),
+                   [&](auto& s) { return s.object == tracks_.Current(); })) {
     ObjectSummary s;
     s.object = tracks_.Current();
     rows.insert(std::lower_bound(rows.begin(), rows.end(), s,
@@ -298,10 +305,13 @@ void TTrackForm::FillTable() {
   table_->setRowCount(static_cast<int>(rows.size()));
   for (int r = 0; r < static_cast<int>(rows.size()); ++r) {
     const ObjectSummary& s = rows[static_cast<size_t>(r)];
-    const QStringList cells = {QString::number(s.object + 1), QString::number(s.points),
+    const QStringList cells = {QString::number(s.object + 1),
+                               QString::number(s.points),
                                s.points ? QString::number(s.first_frame) : QStringLiteral("-"),
                                s.points ? QString::number(s.last_frame) : QStringLiteral("-"),
-                               Number(s.path_um, 3), Number(s.net_um, 3), Number(s.mean_speed, 3)};
+                               Number(s.path_um, 3),
+                               Number(s.net_um, 3),
+                               Number(s.mean_speed, 3)};
     for (int c = 0; c < cells.size(); ++c) {
       auto* item = new QTableWidgetItem(cells[c]);
       if (c == 0) {
@@ -329,16 +339,16 @@ void TTrackForm::DrawGraph() {
     curve.Width = 1;
     const int32_t object = graph_data_.objects[static_cast<size_t>(c - 1)];
     curve.Color = kind_ == ManualGraphKind::kPositions ? (c == 1 ? 0x0000C0u : 0xC00000u)
-                                                        : GraphColour(object);
+                                                       : GraphColour(object);
     g.Names[c] = kind_ == ManualGraphKind::kPositions ? (c == 1 ? "X" : "Y")
-                                                       : "object " + std::to_string(object + 1);
+                                                      : "object " + std::to_string(object + 1);
   }
   const auto range = [&]() -> std::optional<std::pair<double, double>> {
     std::optional<std::pair<double, double>> all;
     for (int c = 1; c <= graph_data_.curves; ++c)
-      if (auto r = RowRange(g, c)) all = all ? std::pair{std::min(all->first, r->first),
-                                                         std::max(all->second, r->second)}
-                                             : *r;
+      if (auto r = RowRange(g, c))
+        all =
+            all ? std::pair{std::min(all->first, r->first), std::max(all->second, r->second)} : *r;
     return all;
   }();
   const double t_end = graph_data_.row_length > 1

@@ -30,10 +30,10 @@ class TXKgraph;
 
 // What the window needs of the main window.
 struct TrackFormHost {
-  std::function<void(int32_t frame)> go_to_frame;  // show that frame
-  std::function<double()> fwhm_nm;                 // spot size for the snap
+  std::function<void(int32_t frame)> go_to_frame;             // show that frame
+  std::function<double()> fwhm_nm;                            // spot size for the snap
   std::function<const TrackStore*()> tracking_window_tracks;  // null when that window is closed
-  std::function<void()> marks_changed;             // redraw the main image's marks
+  std::function<void()> marks_changed;                        // redraw the main image's marks
 };
 
 class TTrackForm final : public QMainWindow {

@@ -55,8 +55,9 @@ TEST(ManualMarking, SnapFindsTheSpotCentreTheClickMissed) {
   std::vector<uint16_t> frame(static_cast<size_t>(w) * h);
   for (int32_t y = 0; y < h; ++y)
     for (int32_t x = 0; x < w; ++x)
-      frame[static_cast<size_t>(y) * w + x] = static_cast<uint16_t>(
-          100 + 2000 * std::exp(-((x - cx) * (x - cx) + (y - cy) * (y - cy)) / (2 * sigma * sigma)));
+      frame[static_cast<size_t>(y) * w + x] =
+          static_cast<uint16_t>(100 + 2000 * std::exp(-((x - cx) * (x - cx) + (y - cy) * (y - cy)) /
+                                                      (2 * sigma * sigma)));
   const double fwhm = sigma * 2.3548200450309493 * 100;
   const auto plain = PointFromClick(frame.data(), w, h, 21, 15, 100, 100, false, fwhm);
   ASSERT_TRUE(plain);
@@ -115,13 +116,15 @@ TEST(ManualMeasures, TablesAreTidyAndTheStatisticsReadThem) {
   EXPECT_NE(dist.find("\n2\t0.2\t1\t2\t1.00000\n"), std::string::npos);
 
   const auto dir = std::filesystem::temp_directory_path();
-  const std::string xki = (dir / "manual_stats.xki").string(), tsv = (dir / "manual_stats.tsv").string();
+  const std::string xki = (dir / "manual_stats.xki").string(),
+                    tsv = (dir / "manual_stats.tsv").string();
   CollectingReporter r;
   ASSERT_TRUE(WriteManualXki(xki, t, r));
   std::ofstream(tsv) << table;
   for (const std::string& file : {xki, tsv}) {
     SCOPED_TRACE(file);
-    const auto run = testing::Call(cli::RunStats, {file, "--frame-s", "0.1", "--nm-per-pixel", "100"});
+    const auto run =
+        testing::Call(cli::RunStats, {file, "--frame-s", "0.1", "--nm-per-pixel", "100"});
     EXPECT_EQ(run.code, 0) << run.err;
     EXPECT_NE(run.out.find("D="), std::string::npos) << run.out;
   }

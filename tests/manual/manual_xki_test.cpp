@@ -50,7 +50,7 @@ TEST(ManualXki, WritesTheCurrentLayoutWithNumberPlus50ForUnsetValues) {
   ASSERT_EQ(f.size(), 19u + 13u);
   EXPECT_EQ(f[0], 0.0f);
   EXPECT_EQ(f[1], 0.0f);
-  EXPECT_EQ(f[2], 0.0f);  // the parameter word
+  EXPECT_EQ(f[2], 0.0f);         // the parameter word
   EXPECT_FLOAT_EQ(f[3], 12.5f);  // start X = first position / nm per pixel
   EXPECT_FLOAT_EQ(f[4], 7.5f);
   EXPECT_EQ(f[5], 4.0f);  // n

@@ -40,8 +40,8 @@ std::set<uint32_t> Colours(const RgbImage& img) {
 
 TEST(SurfaceRender, TopViewShowsEachPixelInPlace) {
   // 4 x 2 region of a 6-wide frame, seen straight from above as blocks.
-  const std::vector<uint16_t> frame = {9, 9,  9,  9,  9,  9,   //
-                                       9, 10, 20, 30, 40, 9,   //
+  const std::vector<uint16_t> frame = {9, 9,  9,  9,  9,  9,  //
+                                       9, 10, 20, 30, 40, 9,  //
                                        9, 50, 60, 70, 80, 9};
   SurfaceView view{90, 0, 0.3, true};
   const RgbImage img = Draw(frame, 6, Region{1, 1, 5, 3, true}, view, 200, 100);
@@ -65,9 +65,9 @@ TEST(SurfaceRender, SideViewShowsTheTallestBlockHighest) {
       if (img.pixels[static_cast<size_t>(y) * img.width + x] != kSurfaceBackground) return y;
     return img.height;
   };
-  EXPECT_EQ(top_of(150), 10);            // the tallest block reaches the top margin
-  EXPECT_NEAR(top_of(210), 100, 1);      // half as tall
-  EXPECT_EQ(top_of(90), img.height);     // no height, seen edge-on: nothing
+  EXPECT_EQ(top_of(150), 10);         // the tallest block reaches the top margin
+  EXPECT_NEAR(top_of(210), 100, 1);   // half as tall
+  EXPECT_EQ(top_of(90), img.height);  // no height, seen edge-on: nothing
 }
 
 TEST(SurfaceRender, FlatAndOnePixelHighRegionsGiveDefinedPictures) {
@@ -84,9 +84,10 @@ TEST(SurfaceRender, FlatAndOnePixelHighRegionsGiveDefinedPictures) {
     }
     // A region one pixel high and one pixel wide, and a single pixel.
     std::vector<uint16_t> row(50 * 40, 10);
-    for (int32_t x = 0; x < 50; ++x) row[static_cast<size_t>(5) * 50 + x] = static_cast<uint16_t>(x * 5);
-    for (const Region& r : {Region{0, 5, 50, 6, true}, Region{7, 0, 8, 40, true},
-                            Region{3, 3, 4, 4, true}}) {
+    for (int32_t x = 0; x < 50; ++x)
+      row[static_cast<size_t>(5) * 50 + x] = static_cast<uint16_t>(x * 5);
+    for (const Region& r :
+         {Region{0, 5, 50, 6, true}, Region{7, 0, 8, 40, true}, Region{3, 3, 4, 4, true}}) {
       const RgbImage b = Draw(row, 50, r, view);
       EXPECT_FALSE(Colours(b).empty());
       EXPECT_EQ(Draw(row, 50, r, view).pixels, b.pixels);
