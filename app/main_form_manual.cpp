@@ -42,7 +42,10 @@ void TMainForm::ManualTrackingClick() {
     track_form_ = new TTrackForm(*store_, reporter_);
     track_form_->setAttribute(Qt::WA_DeleteOnClose);
     TrackFormHost host;
-    host.go_to_frame = [this](int32_t frame) { FrameTrackBarChange(frame); };
+    // A playback moves on by itself; a click then marks the frame shown and stays.
+    host.go_to_frame = [this](int32_t frame) {
+      if (!RecordStreaming()) FrameTrackBarChange(frame);
+    };
     host.fwhm_nm = [this] { return settings_.values().FwhmNm; };
     host.tracking_window_tracks = [this]() -> const TrackStore* {
       return spot_form_ ? &spot_form_->Tracks() : nullptr;
