@@ -22,6 +22,7 @@
 #include "manual/manual_messages.h"
 #include "manual/manual_xki.h"
 #include "spots/track_export.h"
+#include "spots/xki_file.h"
 
 namespace lumetra {
 namespace {
@@ -230,7 +231,8 @@ void TTrackForm::SaveText(const QString& title, const std::string& text, const c
   const QString path =
       AskSaveFile(title, QStringLiteral("Tab-separated tables (*.tsv)"), SaveName(suffix));
   if (path.isEmpty()) return;
-  if (WriteTextFile(path.toStdString(), text, kCanNotOpenForWriting, reporter_))
+  // Written whole under a temporary name and renamed, as the XKI files are.
+  if (WriteXkiBytes(path.toStdString(), std::vector<uint8_t>(text.begin(), text.end()), reporter_))
     status_text_ = QStringLiteral("saved ") + path;
   Refresh();
 }
