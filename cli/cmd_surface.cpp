@@ -37,6 +37,8 @@ int RunSurface(const std::vector<std::string>& args) {
       !p.Real("turn", turn, error) || !p.Real("height", height, error))
     return Fail("surface", error, 2);
   if (!p.Has("out")) return Fail("surface", "--out S.png is required", 2);
+  if (!KnownPictureName(p.Value("out")))
+    return Fail("surface", "--out must end in .png or .bmp, not '" + p.Value("out") + "'", 2);
   ConsoleReporter console;
   SurfaceView view;
   view.blocks = p.Has("blocks");

@@ -1,6 +1,7 @@
 #include "surface/surface_render.h"
 
 #include <algorithm>
+#include <cctype>
 #include <cerrno>
 #include <cmath>
 #include <cstdio>
@@ -296,18 +297,27 @@ void SurfaceRenderer::Render(const uint16_t* pixels, int32_t frame_width, const 
       64, workers);
 }
 
+namespace {
+
+bool EndsWithNoCase(const std::string& path, std::string_view end) {
+  if (path.size() < end.size()) return false;
+  return std::equal(
+      end.begin(), end.end(), path.end() - static_cast<std::ptrdiff_t>(end.size()),
+      [](char a, char b) { return std::tolower(static_cast<unsigned char>(b)) == a; });
+}
+
+}  // namespace
+
+bool KnownPictureName(const std::string& path) {
+  return EndsWithNoCase(path, ".png") || EndsWithNoCase(path, ".bmp");
+}
+
 bool SaveSurfacePicture(const std::string& path, const RgbImage& picture, Reporter& reporter) {
-  std::string lower = path;
-  std::transform(lower.begin(), lower.end(), lower.begin(),
-                 [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
-  const auto ends = [&](std::string_view e) {
-    return lower.size() >= e.size() && lower.compare(lower.size() - e.size(), e.size(), e) == 0;
-  };
-  const bool png = ends(".png");
-  if (!png && !ends(".bmp")) {
+  if (!KnownPictureName(path)) {
     reporter.Modal(kImageFormatError, path);
     return false;
   }
+  const bool png = EndsWithNoCase(path, ".png");
   const std::string part = path + ".part";
   errno = 0;
   const bool ok = png ? WritePng(part, picture.pixels.data(), picture.width, picture.height)

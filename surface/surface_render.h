@@ -73,6 +73,8 @@ class SurfaceRenderer {
   std::vector<Vertex> grid_;       // the surface's corners on the picture
 };
 
+// True when the name ends in .png or .bmp (any letter case).
+bool KnownPictureName(const std::string& path);
 // Saves the picture as PNG or BMP by the name's ending, under a temporary name
 // renamed when complete. False after the message (naming the file).
 bool SaveSurfacePicture(const std::string& path, const RgbImage& picture, Reporter& reporter);

@@ -159,7 +159,10 @@ TEST(SurfaceCommand, WritesThePictureAndRefusesBadInput) {
   EXPECT_EQ(testing::Call(cli::RunSurface, {rec, "--region", "5,5,45,6", "--out", png}).code, 2);
   EXPECT_EQ(testing::Call(cli::RunSurface, {rec, "--tilt", "95", "--out", png}).code, 2);
   EXPECT_EQ(testing::Call(cli::RunSurface, {rec, "--index", "3", "--out", png}).code, 1);
-  EXPECT_EQ(testing::Call(cli::RunSurface, {rec, "--out", (dir / "s.gif").string()}).code, 1);
+  EXPECT_EQ(testing::Call(cli::RunSurface, {rec, "--out", (dir / "s.gif").string()}).code, 2);
+  CollectingReporter r2;
+  EXPECT_FALSE(SaveSurfacePicture((dir / "s.gif").string(), RgbImage{}, r2));
+  EXPECT_TRUE(r2.Contains(kImageFormatError));
   EXPECT_FALSE(fs::exists(dir / "s.gif"));
   fs::remove_all(dir);
 }
