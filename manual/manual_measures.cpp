@@ -70,6 +70,30 @@ std::vector<ObjectSummary> SummariseObjects(const ManualTracks& tracks,
   return out;
 }
 
+std::vector<ObjectPoint> ObjectPoints(const ManualTracks& tracks, int32_t object,
+                                      const std::vector<float>& times_s) {
+  std::vector<ObjectPoint> out;
+  const std::vector<double> speed = SpeedSeries(tracks, object, times_s);
+  const ManualObject& o = tracks.Object(object);
+  for (int32_t f = 0; f < tracks.Frames(); ++f) {
+    if (!tracks.HasPoint(object, f)) continue;
+    const size_t k = static_cast<size_t>(f);
+    ObjectPoint p{f, TimeOf(times_s, f), o.x[k] / tracks.NmPerPixelX() - 0.5,
+                  o.y[k] / tracks.NmPerPixelY() - 0.5, speed[k]};
+    for (int32_t other = 0; other < kManualObjects; ++other) {
+      if (other == object || !tracks.HasPoint(other, f)) continue;
+      const ManualObject& b = tracks.Object(other);
+      const double d = std::hypot(double{o.x[k]} - b.x[k], double{o.y[k]} - b.y[k]) * 0.001;
+      if (p.nearest < 0 || d < p.nearest_um) {
+        p.nearest_um = d;
+        p.nearest = other;
+      }
+    }
+    out.push_back(p);
+  }
+  return out;
+}
+
 std::string ManualTracksTable(const ManualTracks& tracks, const std::vector<float>& times_s) {
   std::string out(kManualTableHeader);
   for (int32_t i = 0; i < kManualObjects; ++i) {

@@ -32,6 +32,18 @@ struct ObjectSummary {
 std::vector<ObjectSummary> SummariseObjects(const ManualTracks& tracks,
                                             const std::vector<float>& times_s);
 
+// The points of one object, frame by frame, as its list shows them.
+struct ObjectPoint {
+  int32_t frame = 0;
+  double time_s = NAN;
+  double x_px = 0, y_px = 0;  // pixel centres at whole numbers
+  double speed = NAN;         // um/s from the frame before
+  double nearest_um = NAN;    // distance to the nearest other object in this frame
+  int32_t nearest = -1;       // that object (0-based), -1 when none
+};
+std::vector<ObjectPoint> ObjectPoints(const ManualTracks& tracks, int32_t object,
+                                      const std::vector<float>& times_s);
+
 // One row per point: track (the object's number as shown, from 1), frame,
 // time_s, x_px and y_px (pixel centres at whole numbers, as the tracking
 // window's table), intensity (counts), x_um, y_um, speed_um_s ("nan" where

@@ -76,11 +76,21 @@ TTrackForm::TTrackForm(RecordStore& record, Reporter& reporter, QWidget* parent)
     if (filling_ || row < 0) return;
     SelectObject(table_->item(row, 0)->data(Qt::UserRole).toInt());
   });
+  points_ = new QTableWidget(0, 7, split);
+  points_->setHorizontalHeaderLabels(
+      {"Frame", "Time (s)", "X (px)", "Y (px)", "Speed (um/s)", "Nearest (um)", "Nearest object"});
+  points_->setSelectionBehavior(QAbstractItemView::SelectRows);
+  points_->setEditTriggers(QAbstractItemView::NoEditTriggers);
+  points_->verticalHeader()->hide();
+  points_->horizontalHeader()->setSectionResizeMode(QHeaderView::ResizeToContents);
+  connect(points_, &QTableWidget::cellClicked, this, [this](int row) {
+    if (host_.go_to_frame) host_.go_to_frame(points_->item(row, 0)->text().toInt());
+  });
   graph_view_ = new GraphView(split);
   graph_view_->setMinimumSize(400, 260);
   graph_view_->SetGraph(graph_.get());
   graph_->TitleX = "time (s)";
-  split->setStretchFactor(1, 2);
+  split->setStretchFactor(2, 2);
   setCentralWidget(split);
   status_ = new QLabel(this);
   statusBar()->addWidget(status_, 1);
@@ -288,6 +298,7 @@ void TTrackForm::Refresh() {
                            " of " + std::to_string(kManualObjects) + "  |  ";
   status_->setText(Q(head) + status_text_);
   FillTable();
+  FillPoints();
   DrawGraph();
   if (host_.marks_changed) host_.marks_changed();
 }
@@ -326,6 +337,23 @@ void TTrackForm::FillTable() {
     if (s.object == tracks_.Current()) table_->setCurrentCell(r, 0);
   }
   filling_ = false;
+}
+
+void TTrackForm::FillPoints() {
+  const std::vector<ObjectPoint> rows = ObjectPoints(tracks_, tracks_.Current(), times_);
+  points_->setRowCount(static_cast<int>(rows.size()));
+  for (int r = 0; r < static_cast<int>(rows.size()); ++r) {
+    const ObjectPoint& p = rows[static_cast<size_t>(r)];
+    const QStringList cells = {
+        QString::number(p.frame),
+        Number(p.time_s, 3),
+        Number(p.x_px, 2),
+        Number(p.y_px, 2),
+        Number(p.speed, 3),
+        Number(p.nearest_um, 3),
+        p.nearest < 0 ? QStringLiteral("-") : QString::number(p.nearest + 1)};
+    for (int c = 0; c < cells.size(); ++c) points_->setItem(r, c, new QTableWidgetItem(cells[c]));
+  }
 }
 
 void TTrackForm::DrawGraph() {

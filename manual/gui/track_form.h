@@ -57,6 +57,8 @@ class TTrackForm final : public QMainWindow {
   bool MayDropObjects();
   const TXKgraph& Graph() const { return *graph_; }
   QTableWidget* Table() const { return table_; }
+  // The current object's points, frame by frame; a click on one shows its frame.
+  QTableWidget* PointTable() const { return points_; }
   // Draws every shown object's points up to the current frame over the main
   // image, the current object's point in this frame ringed.
   void PaintMarks(QPainter& p, int zoom) const;
@@ -87,6 +89,7 @@ class TTrackForm final : public QMainWindow {
   void BuildMenus();
   void Refresh();
   void FillTable();
+  void FillPoints();
   void DrawGraph();
   void SelectObject(int32_t object);
   QString SaveName(const char* suffix) const;
@@ -102,6 +105,7 @@ class TTrackForm final : public QMainWindow {
   std::unique_ptr<TXKgraph> graph_;
   GraphView* graph_view_ = nullptr;
   QTableWidget* table_ = nullptr;
+  QTableWidget* points_ = nullptr;
   QLabel* status_ = nullptr;
   QAction* SnapToCentre = nullptr;
   QString status_text_;

@@ -94,6 +94,15 @@ TEST(ManualMeasures, SpeedsDistancesAndSummaries) {
   EXPECT_NEAR(s[0].mean_speed, 5.0, 1e-4);
   EXPECT_EQ(s[1].path_um, 0);
 
+  const std::vector<ObjectPoint> pts = ObjectPoints(t, 0, times);
+  ASSERT_EQ(pts.size(), 5u);
+  EXPECT_EQ(pts[3].frame, 4);
+  EXPECT_NEAR(pts[3].x_px, 21.5, 1e-4);  // 2200 nm on 100 nm pixels
+  EXPECT_EQ(pts[3].nearest, 1);
+  EXPECT_NEAR(pts[3].nearest_um, 2.0, 1e-6);
+  EXPECT_TRUE(std::isnan(pts[3].speed));  // no point in frame 3
+  EXPECT_EQ(ObjectPoints(t, 1, times)[3].speed, 0.0);
+
   const ManualGraph g = BuildManualGraph(t, times, ManualGraphKind::kDistances);
   ASSERT_EQ(g.curves, 1);
   EXPECT_EQ(g.objects[0], 1);

@@ -89,6 +89,7 @@ TEST_F(TrackFormTest, ClicksMarkFrameByFrameAndKeysCorrect) {
   EXPECT_TRUE(form_->Objects().HasPoint(1, 2));
   EXPECT_EQ(form_->Objects().UsedCount(), 2);
   EXPECT_EQ(form_->Table()->rowCount(), 2);
+  EXPECT_EQ(form_->PointTable()->rowCount(), 1);  // object 2's point in frame 2
   EXPECT_TRUE(form_->StatusText().contains("object 2, frame 2 of 6: point set"));
   form_->StepBackClick();
   form_->RemovePointClick();
