@@ -91,6 +91,7 @@ TTrackForm::TTrackForm(RecordStore& record, Reporter& reporter, QWidget* parent)
   graph_view_->SetGraph(graph_.get());
   graph_->TitleX = "time (s)";
   split->setStretchFactor(2, 2);
+  split->setSizes({160, 160, 420});
   setCentralWidget(split);
   status_ = new QLabel(this);
   statusBar()->addWidget(status_, 1);
@@ -104,7 +105,7 @@ TTrackForm::TTrackForm(RecordStore& record, Reporter& reporter, QWidget* parent)
     return QMessageBox::question(this, Q(kTrackFormCaption), question) == QMessageBox::Yes;
   };
   BuildMenus();
-  resize(620, 640);
+  resize(640, 800);
   Refresh();
 }
 
