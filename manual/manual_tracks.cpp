@@ -2,10 +2,12 @@
 
 #include <algorithm>
 
+#include "spots/spot_params.h"
+
 namespace lumetra {
 
 void ManualTracks::Reset(int32_t frames, double nm_per_pixel_x, double nm_per_pixel_y) {
-  frames_ = std::clamp<int32_t>(frames, 0, 10000);
+  frames_ = std::clamp<int32_t>(frames, 0, kMaxTrackFrames);
   nm_x_ = nm_per_pixel_x;
   nm_y_ = nm_per_pixel_y;
   objects_.assign(static_cast<size_t>(kManualObjects), ManualObject{});

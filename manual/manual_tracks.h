@@ -28,7 +28,7 @@ enum class MarkResult { kSet, kCorrected, kRefused };
 class ManualTracks {
  public:
   ManualTracks() { Reset(0, 100, 100); }
-  // Every object unused, X and Y -1.0 over `frames` frames (at most 10000).
+  // Every object unused, X and Y -1.0 over `frames` frames (at most kMaxTrackFrames).
   void Reset(int32_t frames, double nm_per_pixel_x, double nm_per_pixel_y);
 
   int32_t Frames() const { return frames_; }

@@ -92,7 +92,7 @@ int32_t DecodeManualXki(const std::vector<uint8_t>& bytes, ManualTracks& tracks,
   // 100, before it would have met any later track's problem.
   TrackStore store;
   CollectingReporter found;
-  const int32_t read = DecodeXki(bytes, store, frames, false, found);
+  const int32_t read = DecodeXki(bytes, store, tracks.Frames(), false, found);
   // Another track header after the 100th track is one track too many, whatever it holds.
   size_t used = 0;
   for (int32_t i = 0; i < std::min(read, kManualObjects); ++i)
