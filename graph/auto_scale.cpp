@@ -31,6 +31,13 @@ void FitAxis(GraphAxis& axis, double lo, double hi, double pad, double tick_coun
   axis.First = lo - margin;
   axis.Last = hi + margin;
   axis.Tick = NiceTickDistance(axis.Last - axis.First, tick_count);
+  // The last tick is the first one at or past the last value, so a last value
+  // between ticks would put a label beyond the plot's edge. End the axis on
+  // that tick instead, as the tick loop itself reaches it.
+  if (axis.Last > 0) {
+    const TickWalk end = LastTickWalk(axis.Last, static_cast<float>(axis.Tick));
+    if (end.reached && end.value >= axis.Last) axis.Last = end.value;
+  }
 }
 
 }  // namespace lumetra

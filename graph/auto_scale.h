@@ -17,7 +17,8 @@ std::optional<std::pair<double, double>> RowRange(const GraphModel& model, int r
 // Sets the axis to lo..hi widened by `pad` (a fraction of the range) on each
 // side, with a tick distance for about `tick_count` ticks. An empty range is
 // first widened by half the value (half a unit around 0) on each side, so
-// Validate keeps it.
+// Validate keeps it. A last value above 0 then moves up onto the last tick, so
+// no tick label lies beyond the plot.
 void FitAxis(GraphAxis& axis, double lo, double hi, double pad, double tick_count);
 
 }  // namespace lumetra

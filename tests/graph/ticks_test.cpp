@@ -8,6 +8,8 @@
 #include <vector>
 
 #include "common/random.h"
+#include "graph/auto_scale.h"
+#include "graph/graph_model.h"
 
 namespace lumetra {
 namespace {
@@ -151,6 +153,30 @@ TEST(AxisTicks, UnreachableEndsGiveNoTicks) {
   }
   EXPECT_FALSE(FirstTickWalk(1e12, 1).reached);
   EXPECT_TRUE(LastTickWalk(1e6, 1).reached);
+}
+
+// Auto-scaled axes end on their last tick, whatever the data's range: the tick
+// loop from 0 then stops exactly at the axis end and no label is drawn past it.
+TEST(FitAxis, PositiveEndsLandOnTheLastTick) {
+  Rng rng(7);
+  for (int i = 0; i < 2000; ++i) {
+    const double scale = std::pow(10.0, static_cast<int>(rng.Uniform() * 9) - 4);
+    const double lo = (rng.Uniform() * 100 - 50) * scale;
+    const double hi = lo + (0.001 + rng.Uniform() * 100) * scale;
+    GraphAxis axis;
+    FitAxis(axis, lo, hi, i % 2 ? 0.05 : 0.0, 6);
+    SCOPED_TRACE(testing::Message() << lo << ".." << hi);
+    ASSERT_LE(axis.First, lo);
+    ASSERT_GE(axis.Last, hi);
+    if (axis.Last <= 0) continue;
+    const TickSpan span = AxisTicks(axis.First, axis.Last, axis.Tick);
+    ASSERT_GT(span.Count(), 0);
+    EXPECT_EQ(static_cast<double>(LastTickWalk(axis.Last, span.step).value), axis.Last);
+    EXPECT_LE(axis.Last - hi, (hi - lo) * 0.05 + axis.Tick * 1.0001);  // at most a tick more
+  }
+  GraphAxis drift;
+  FitAxis(drift, 0, 0.33, 0, 6);  // 0.05 apart: ends on 0.35, not at 0.33 with 0.35 past it
+  EXPECT_FLOAT_EQ(static_cast<float>(drift.Last), 0.35f);
 }
 
 TEST(TickLabelText, NearZeroFourDecimalsElsewhereTwo) {

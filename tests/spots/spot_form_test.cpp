@@ -13,6 +13,7 @@
 #include <sstream>
 
 #include "graph/gui/xk_graph.h"
+#include "graph/ticks.h"
 #include "record/simulator.h"
 #include "spots/gui/spot_view.h"
 #include "spots/spot_finder.h"
@@ -94,7 +95,7 @@ TEST(SpotForm, DetectLinkSaveAndReadTracks) {
     // The histogram's Y labels keep apart in the short pane of a small
     // record: a few ticks, not the nine a wish of five can give.
     const GraphAxis& y = form.DistanceGraph().Y0;
-    EXPECT_LE((y.Last - y.First) / y.Tick, 4.5);
+    EXPECT_LE(AxisTicks(y.First, y.Last, y.Tick).Count(), 6);
   }
   EXPECT_GE(completed, 3);
   form.LinkTracksClick();
