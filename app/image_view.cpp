@@ -260,6 +260,8 @@ void ImageView::PaintMarkers(QPainter& p) {
     p.drawLine(QPointF(cx, cy - arm), QPointF(cx, cy - gap));
     p.drawLine(QPointF(cx, cy + gap), QPointF(cx, cy + arm));
   }
+  // A tool window's own marks (the manual tracking window's objects).
+  if (extra_marks_) extra_marks_(p, z);
   p.restore();
 }
 

@@ -12,6 +12,7 @@
 #include <QStringList>
 #include <QTimer>
 #include <array>
+#include <functional>
 #include <optional>
 #include <vector>
 
@@ -19,6 +20,8 @@
 #include "display/frame_painter.h"
 #include "display/key_commands.h"
 #include "display/overlay_layout.h"
+
+class QPainter;
 
 namespace lumetra {
 
@@ -50,6 +53,13 @@ class ImageView : public QAbstractScrollArea {
   // an empty track hides it.
   void SetBeadTrack(std::vector<QPointF> points, std::optional<QPointF> current);
   const std::vector<QPointF>& BeadTrack() const { return bead_track_; }
+  // Marks a tool window draws over the frame: called with the painter in frame
+  // pixels times `zoom` (frame pixel x spans x * zoom .. (x + 1) * zoom). An
+  // empty function draws nothing.
+  void SetExtraMarks(std::function<void(QPainter& p, int zoom)> marks) {
+    extra_marks_ = std::move(marks);
+    viewport()->update();
+  }
   void SetTimeText(const QString& text) { time_text_ = text; }
   // Scale bar of `um` micrometres on pixels of `nm_per_pixel`; 0 um hides it.
   void SetScaleBar(double um, double nm_per_pixel);
@@ -124,6 +134,7 @@ class ImageView : public QAbstractScrollArea {
   QStringList info_lines_;
   std::vector<QPointF> bead_track_;
   std::optional<QPointF> bead_point_;
+  std::function<void(QPainter&, int)> extra_marks_;
   QString time_text_;
   double scale_bar_um_ = 0;
   double nm_per_pixel_ = 100;

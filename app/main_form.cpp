@@ -156,6 +156,7 @@ bool TMainForm::OpenRecord(const QString& path) {
   // Tracks not saved yet: the user saves, drops them, or keeps this record.
   // A batch run has written them or counts the record as failed.
   if (spot_form_ && !BatchRunning() && !spot_form_->MayDropTracks()) return false;
+  if (!BatchRunning() && !MayDropManualObjects()) return false;
   // A TIFF that does not say its scale or timing gets the Settings menu's.
   TiffReadOptions tiff = store_->TiffOptions();
   tiff.nm_per_pixel = settings_.values().TiffNmPerPixel;
@@ -340,7 +341,7 @@ void TMainForm::closeEvent(QCloseEvent* event) {
     event->ignore();
     return;
   }
-  if (spot_form_ && !spot_form_->MayDropTracks()) {
+  if ((spot_form_ && !spot_form_->MayDropTracks()) || !MayDropManualObjects()) {
     event->ignore();
     return;
   }

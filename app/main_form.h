@@ -46,6 +46,8 @@ struct TransformRequest;
 class TSpotForm;
 class TDetectForm;
 class TAreaForm;
+class TTrackForm;
+class TDDDform;
 class TLUTform;
 
 class TMainForm : public QMainWindow {
@@ -248,6 +250,11 @@ class TMainForm : public QMainWindow {
   void DetectingClick();
   // Opens the region time-course window on the open record.
   void AreaClick();
+  // Manual object tracking and the 3D surface view (main_form_manual.cpp).
+  void ManualTrackingClick();
+  void SurfaceViewClick();
+  TTrackForm* TrackForm() const;
+  TDDDform* DDDform() const;
   // The Batch Analysis menu: tracking, and the S-, P- and MS-test over a
   // group of records chosen in one dialog.
   void DoSPTinFilesClick();
@@ -294,6 +301,10 @@ class TMainForm : public QMainWindow {
   // plays already), and its stop: at the next frame, or at once (`now`).
   bool PlayForTool(std::vector<FrameConsumer*> passes);
   void StopForTool(bool now);
+  void AddManualTools(QMenu* tools);
+  void CloseManualWindows();
+  // The manual tracking window's unsaved objects may go (asks the user).
+  bool MayDropManualObjects();
   void BuildBatchMenu();
   // One record of a batch run: opened here (unless it is open already), run
   // through the window's handlers, its row added to batch_.
@@ -364,6 +375,8 @@ class TMainForm : public QMainWindow {
   std::unique_ptr<TrackStore> beads_;  // bead tracks read from an XKI file
   QPointer<TDetectForm> detect_form_;
   QPointer<TAreaForm> area_form_;
+  QPointer<TTrackForm> track_form_;
+  QPointer<TDDDform> ddd_form_;
   int32_t bead_index_ = 0;
   int32_t bead_count_ = 0;
 

@@ -166,7 +166,7 @@ void TMainForm::RunSptBatch(const QStringList& files) {
   // A playback under way ends here: the run reads the records from now on.
   if (Playing()) EndPlayback();
   // Tracks not saved yet: saved or dropped now, or the run does not start.
-  if (spot_form_ && !spot_form_->MayDropTracks()) return;
+  if ((spot_form_ && !spot_form_->MayDropTracks()) || !MayDropManualObjects()) return;
   // The tracking window's settings as they are now hold for every record
   // (each record opens its own window); without the window, those it opens with.
   TSpotForm::BatchSetup setup;
@@ -255,7 +255,7 @@ void TMainForm::RunSptRecord(const QString& path, const TSpotForm::BatchSetup& s
 void TMainForm::RunStepBatch(BatchKind kind, const QStringList& files) {
   if (files.isEmpty() || kind == BatchKind::kTrack || BatchRunning()) return;
   if (Playing()) EndPlayback();
-  if (spot_form_ && !spot_form_->MayDropTracks()) return;
+  if ((spot_form_ && !spot_form_->MayDropTracks()) || !MayDropManualObjects()) return;
   // The step window's settings as they are now hold for every record; each
   // record's window starts from them, so the object kind that SpotPixClick
   // switches is back where it was for the next record.

@@ -33,6 +33,7 @@ void TMainForm::BuildToolsMenu() {
   area->setObjectName(QStringLiteral("RegionTimeCourse"));
   items_[QStringLiteral("RegionTimeCourse")] = area;
   need_frame_.push_back(area);
+  AddManualTools(tools);
 }
 
 TAreaForm* TMainForm::AreaForm() const {
@@ -161,6 +162,7 @@ void TMainForm::SpotingClick() {
 }
 
 void TMainForm::CloseRecordWindows() {
+  CloseManualWindows();
   if (spot_form_) {
     spot_form_->StopClick();
     delete spot_form_.data();

@@ -156,8 +156,11 @@ const std::vector<Command>& Commands() {
       {"area", "a region's time course over a record, with a bleaching, recovery or spot fit",
        RunArea},
       {"fit", "fit a time course from a table: bleaching, recovery or spot-count decay", RunFit},
+      {"surface", "draw the region of a frame as a 3D surface or block plot into PNG or BMP",
+       RunSurface},
       {"plot", "draw a table of curves as a graph and save it as PNG or BMP", RunPlot},
-      {"bench", "measure speed: bench read|display|export|track|steps FILE.xkv, bench fit", RunBench},
+      {"bench", "measure speed: bench read|display|export|track|steps FILE.xkv, bench fit|surface",
+       RunBench},
   };
   return commands;
 }

@@ -87,6 +87,8 @@ int RunSimulate(const std::vector<std::string>& args);
 int RunBench(const std::vector<std::string>& args);
 int RunPlot(const std::vector<std::string>& args);
 int RunRender(const std::vector<std::string>& args);
+int RunSurface(const std::vector<std::string>& args);
+int BenchSurface(const std::vector<std::string>& args);
 int RunTrack(const std::vector<std::string>& args);
 int RunEval(const std::vector<std::string>& args);
 int RunStats(const std::vector<std::string>& args);

@@ -193,6 +193,7 @@ int RunBench(const std::vector<std::string>& args) {
   if (!args.empty() && args[0] == "batch") return BenchBatch({args.begin() + 1, args.end()});
   if (!args.empty() && args[0] == "stats") return BenchStats(args);
   if (!args.empty() && args[0] == "fit") return BenchFit({args.begin() + 1, args.end()});
+  if (!args.empty() && args[0] == "surface") return BenchSurface({args.begin() + 1, args.end()});
   ArgParser p("bench",
               "Measures speed on a record and prints each figure beside a floor measured\n"
               "in the same run. KIND: read (open the record and read every frame through\n"
@@ -205,9 +206,11 @@ int RunBench(const std::vector<std::string>& args) {
               "detection, linking and the second pass, against an 11 x 11 box sum over\n"
               "every pixel); steps (the step detection's two passes, against a 5 x 5 box\n"
               "sum over every pixel). 'bench batch' (no FILE) measures batch runs over\n"
-              "simulated records: 'lumetra-cli bench batch --help'. 'bench fit' (no FILE)\n"
+              "simulated records: 'lumetra-cli bench batch --help'. 'bench fit' (no FILE)
+"
               "times the region window's grid fits against the plain loop.");
-  p.Positional("KIND", "what to measure: read, display, export, track, steps (or batch)")
+  p.Positional("KIND",
+               "what to measure: read, display, export, track, steps (or batch, stats, fit, surface)")
       .Positional("FILE.xkv", "the record (make one with 'lumetra-cli simulate')")
       .Option("repeats", "N", "runs to take the median of", "5")
       .Flag("resolve-close", "track: with Resolve Close Spots on")

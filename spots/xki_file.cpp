@@ -38,6 +38,13 @@ class FloatReader {
   size_t pos_ = 0;
 };
 
+void PutHeader(std::vector<uint8_t>& out, float parameter, float start_x, float start_y, int32_t n,
+               int32_t first) {
+  for (float v : {0.0f, 0.0f, parameter, start_x, start_y, static_cast<float>(n),
+                  static_cast<float>(first)})
+    PutFloat(out, v);
+}
+
 float At(const std::vector<float>& v, int32_t i) {
   return i >= 0 && static_cast<size_t>(i) < v.size() ? v[static_cast<size_t>(i)] : 0.0f;
 }
@@ -56,9 +63,7 @@ void EncodeTrack(const TrackRec& t, const XkiWriteOptions& o, std::vector<uint8_
     }
     return;
   }
-  for (float v : {0.0f, 0.0f, o.parameter, static_cast<float>(t.X), static_cast<float>(t.Y),
-                  static_cast<float>(n), static_cast<float>(first)})
-    PutFloat(out, v);
+  PutHeader(out, o.parameter, static_cast<float>(t.X), static_cast<float>(t.Y), n, first);
   for (const std::vector<float>* s : {&first_series, &t.x, &t.y})
     for (int32_t i = 0; i < n; ++i) PutFloat(out, At(*s, first + i));
 }
@@ -84,8 +89,20 @@ std::vector<uint8_t> EncodeXki(const TrackStore& store, const XkiWriteOptions& o
   return out;
 }
 
+void AppendXkiRecord(std::vector<uint8_t>& out, float parameter, float start_x, float start_y,
+                     int32_t first_frame, int32_t n, const float* intensity, const float* x,
+                     const float* y) {
+  PutHeader(out, parameter, start_x, start_y, n, first_frame);
+  for (const float* s : {intensity, x, y})
+    for (int32_t i = 0; i < n; ++i) PutFloat(out, s[i]);
+}
+
 bool WriteXkiFile(const std::string& path, const TrackStore& store, const XkiWriteOptions& options,
                   Reporter& reporter) {
+  return WriteXkiBytes(path, EncodeXki(store, options), reporter);
+}
+
+bool WriteXkiBytes(const std::string& path, const std::vector<uint8_t>& bytes, Reporter& reporter) {
   // Written whole under a temporary name and renamed, so an interrupted save
   // never leaves a cut file under the name chosen.
   const std::string part = path + ".part";
@@ -94,7 +111,6 @@ bool WriteXkiFile(const std::string& path, const TrackStore& store, const XkiWri
     reporter.Modal(kCanNotOpenForWriting, OpenFailureDetail(path, errno));
     return false;
   }
-  const std::vector<uint8_t> bytes = EncodeXki(store, options);
   // No tracks make an empty file.
   bool ok = (bytes.empty() || std::fwrite(bytes.data(), 1, bytes.size(), f.get()) == bytes.size()) &&
             std::fflush(f.get()) == 0;
@@ -163,13 +179,9 @@ int32_t DecodeXki(const std::vector<uint8_t>& bytes, TrackStore& store, int32_t 
   return count;
 }
 
-int32_t ReadXkiFile(const std::string& path, TrackStore& store, int32_t record_frames,
-                    bool save_zpos, Reporter& reporter) {
+std::optional<std::vector<uint8_t>> ReadXkiBytes(const std::string& path, int32_t record_frames) {
   FileHandle f = OpenFile(path, "rb");
-  if (!f) {
-    reporter.Modal(kFileOpenError);
-    return -1;
-  }
+  if (!f) return std::nullopt;
   // Read no further than the most tracks the store holds, each as long as the
   // record, could reach: an endless source (a device) is read only that far.
   const int64_t frames = std::clamp(record_frames, 0, kMaxTrackFrames);
@@ -179,7 +191,17 @@ int32_t ReadXkiFile(const std::string& path, TrackStore& store, int32_t record_f
   size_t got;
   while (bytes.size() < most && (got = std::fread(buf, 1, sizeof buf, f.get())) > 0)
     bytes.insert(bytes.end(), buf, buf + std::min(got, most - bytes.size()));
-  return DecodeXki(bytes, store, record_frames, save_zpos, reporter);
+  return bytes;
+}
+
+int32_t ReadXkiFile(const std::string& path, TrackStore& store, int32_t record_frames,
+                    bool save_zpos, Reporter& reporter) {
+  const auto bytes = ReadXkiBytes(path, record_frames);
+  if (!bytes) {
+    reporter.Modal(kFileOpenError);
+    return -1;
+  }
+  return DecodeXki(*bytes, store, record_frames, save_zpos, reporter);
 }
 
 }  // namespace lumetra

@@ -7,6 +7,7 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -24,6 +25,17 @@ struct XkiWriteOptions {
   XkiLayout layout = XkiLayout::kCurrent;
 };
 
+// One track record of the current layout: markers, parameter, start X and Y
+// (pixels), n, first frame, then the n intensities, X and Y (um) given. The
+// manual tracking window writes its objects through this too.
+void AppendXkiRecord(std::vector<uint8_t>& out, float parameter, float start_x, float start_y,
+                     int32_t first_frame, int32_t n, const float* intensity, const float* x,
+                     const float* y);
+
+// Writes the bytes under a temporary name and renames it. False after "Can not
+// Open File for Writing" or "File Writing Error" (naming the file).
+bool WriteXkiBytes(const std::string& path, const std::vector<uint8_t>& bytes, Reporter& reporter);
+
 // Bytes of the tracks that are completed and good, in slot order.
 std::vector<uint8_t> EncodeXki(const TrackStore& store, const XkiWriteOptions& options);
 
@@ -39,6 +51,9 @@ bool WriteXkiFile(const std::string& path, const TrackStore& store, const XkiWri
 // stay. Returns the number of tracks read.
 int32_t DecodeXki(const std::vector<uint8_t>& bytes, TrackStore& store, int32_t record_frames,
                   bool save_zpos, Reporter& reporter);
+// The file, up to the most that the store's tracks over `record_frames` frames
+// could take; nothing when it cannot be opened.
+std::optional<std::vector<uint8_t>> ReadXkiBytes(const std::string& path, int32_t record_frames);
 // The same from a file; -1 after "File open ERROR" (the store unchanged).
 int32_t ReadXkiFile(const std::string& path, TrackStore& store, int32_t record_frames,
                     bool save_zpos, Reporter& reporter);
