@@ -153,6 +153,13 @@ const std::vector<Command>& Commands() {
        RunExport},
       {"fuse", "join several XKV files into one record", RunFuse},
       {"import", "convert raw camera data or bitmaps into an XKV record", RunImport},
+      {"profile", "the intensity profile along a line of one frame, as a table", RunProfile},
+      {"kymograph", "a kymograph along a line over the record, as PNG and table",
+       RunKymographCommand},
+      {"split", "split a two-colour record into one record per channel", RunSplit},
+      {"register", "register one channel onto the other by an affine transform", RunRegister},
+      {"drift-correct", "write the record corrected for drift (table or cross-correlation)",
+       RunDriftCorrect},
       {"plot", "draw a table of curves as a graph and save it as PNG or BMP", RunPlot},
       {"bench", "measure speed: bench read|display|export|track|steps FILE.xkv", RunBench},
   };

@@ -107,5 +107,11 @@ int RunImport(const std::vector<std::string>& args);
 int BenchExport(const std::string& path, int repeats, const std::string& out_dir);
 // bench batch [options]: batch runs over simulated records (cli/bench_batch.cpp).
 int BenchBatch(const std::vector<std::string>& args);
+// Profiles, kymographs, two-colour records and drift correction.
+int RunProfile(const std::vector<std::string>& args);
+int RunKymographCommand(const std::vector<std::string>& args);
+int RunSplit(const std::vector<std::string>& args);
+int RunRegister(const std::vector<std::string>& args);
+int RunDriftCorrect(const std::vector<std::string>& args);
 
 }  // namespace lumetra::cli
