@@ -52,6 +52,27 @@ std::optional<Affine> FitAffine(const std::vector<PointPair>& pairs) {
   return t;
 }
 
+namespace {
+
+// Where the peak of five samples 1 pixel apart lies, relative to the middle:
+// the top of the parabola through the logarithms of the middle three (exact
+// for a Gaussian), or their centroid when one of them is not above 0.
+double GaussianOffset(const double v[5]) {
+  if (v[1] > 0 && v[2] > 0 && v[3] > 0) {
+    const double l = std::log(v[1]), c = std::log(v[2]), r = std::log(v[3]);
+    const double d = l - 2 * c + r;
+    if (d < 0) return std::clamp(0.5 * (l - r) / d, -1.0, 1.0);
+  }
+  double s = 0, m = 0;
+  for (int k = 0; k < 5; ++k) {
+    s += v[k];
+    m += v[k] * (k - 2);
+  }
+  return s > 0 ? m / s : 0.0;
+}
+
+}  // namespace
+
 std::vector<PointXY> FindBeads(const std::vector<double>& image, int32_t width, int32_t height,
                                double snr, size_t max_beads) {
   std::vector<PointXY> beads;
@@ -75,7 +96,9 @@ std::vector<PointXY> FindBeads(const std::vector<double>& image, int32_t width, 
       const double v = image[i];
       if (!(v > threshold)) continue;
       bool peak = true;
-      double sw = 0, sx = 0, sy = 0;
+      // Column and row sums of the 5 x 5 box above the median: a Gaussian spot
+      // stays a Gaussian along each axis.
+      double col[5] = {0, 0, 0, 0, 0}, row[5] = {0, 0, 0, 0, 0};
       for (int32_t dy = -2; dy <= 2 && peak; ++dy)
         for (int32_t dx = -2; dx <= 2; ++dx) {
           const size_t j = static_cast<size_t>(y + dy) * width + (x + dx);
@@ -85,11 +108,10 @@ std::vector<PointXY> FindBeads(const std::vector<double>& image, int32_t width, 
             break;
           }
           const double w = std::max(image[j] - median, 0.0);
-          sw += w;
-          sx += w * dx;
-          sy += w * dy;
+          col[dx + 2] += w;
+          row[dy + 2] += w;
         }
-      if (peak && sw > 0) found.push_back({v, {x + sx / sw, y + sy / sw}});
+      if (peak) found.push_back({v, {x + GaussianOffset(col), y + GaussianOffset(row)}});
     }
   }
   std::stable_sort(found.begin(), found.end(),
@@ -328,8 +350,9 @@ std::optional<Affine> ParseTransform(std::string_view text) {
     const size_t tab = line.find('\t');
     if (tab == std::string_view::npos || line.size() < 2 || line[0] != 'c') continue;
     const auto index = ParseInteger(line.substr(1, tab - 1));
+    if (!index) continue;  // the header, or a row of another name
     const auto value = ParseReal(line.substr(tab + 1));
-    if (!index || !value || *index < 0 || *index > 5 || !std::isfinite(*value)) return std::nullopt;
+    if (!value || *index < 0 || *index > 5 || !std::isfinite(*value)) return std::nullopt;
     t.c[static_cast<size_t>(*index)] = *value;
     seen |= 1 << *index;
   }

@@ -42,8 +42,8 @@ std::optional<Affine> FitAffine(const std::vector<PointPair>& pairs);
 
 // Bright isolated spots of an image (counts, row-major): local maxima of
 // their 5 x 5 neighbourhood standing `snr` robust standard deviations above the
-// median, at least 3 pixels from the edge, placed at the centroid of their
-// 5 x 5 box above the median. At most `max_beads`, the brightest first.
+// median, at least 3 pixels from the edge, placed by a Gaussian through the
+// column (row) sums of their 5 x 5 box above the median. At most `max_beads`, the brightest first.
 std::vector<PointXY> FindBeads(const std::vector<double>& image, int32_t width, int32_t height,
                                double snr = 6.0, size_t max_beads = 500);
 
