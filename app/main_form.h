@@ -42,6 +42,9 @@ class TComForm;
 struct TransformRequest;
 class TSpotForm;
 class TDetectForm;
+class TProfForm;
+struct ExportJob;
+struct ExportResult;
 
 class TMainForm : public QMainWindow {
   Q_OBJECT
@@ -86,6 +89,9 @@ class TMainForm : public QMainWindow {
   bool RecordStreaming() const;
   // The step-detection window while it is open, else null.
   TDetectForm* DetectForm() const;
+  // The profile and kymograph window while it is open, else null.
+  TProfForm* ProfForm() const;
+  bool LineShown() const { return line_shown_; }
 
   // Analyses that see every frame of the next playback (not owned).
   void SetPlaybackConsumers(std::vector<FrameConsumer*> consumers) {
@@ -224,6 +230,13 @@ class TMainForm : public QMainWindow {
   int32_t BeadCount() const { return bead_count_; }
   // Opens the step-detection window (SFDA) on the open record.
   void DetectingClick();
+  // Profiles and kymographs, two-colour records, registration and drift
+  // correction (main_form_twocolour.cpp).
+  void ProfilesClick();
+  void SplitTwoColourClick();
+  void RegisterChannelClick();
+  void DriftTableRecClick();
+  void DriftXcorrRecClick();
   // The Batch Analysis menu: tracking, and the S-, P- and MS-test over a
   // group of records chosen in one dialog.
   void DoSPTinFilesClick();
@@ -259,6 +272,13 @@ class TMainForm : public QMainWindow {
   bool BmpRectVisible(bool page);
   void BuildToolsMenu();
   void BuildBatchMenu();
+  void AddProfilesItem(QMenu* tools);
+  void BuildTwoColourMenu(QMenu* save);
+  // Streams `store` (the open record or another channel) through `run` with
+  // the hourglass, progress and Esc; afterwards the frame shown is read again.
+  ExportResult StreamRecordJob(RecordStore& store,
+                               const std::function<ExportResult(ExportJob&)>& run);
+  void SaveDriftCorrected(const std::vector<double>& dx, const std::vector<double>& dy);
   // One record of a batch run: opened here (unless it is open already), run
   // through the window's handlers, its row added to batch_.
   // Opens (unless `open` is false: the record is open already) the record of
@@ -325,6 +345,7 @@ class TMainForm : public QMainWindow {
   QAction* ShowBeads = nullptr;
   std::unique_ptr<TrackStore> beads_;  // bead tracks read from an XKI file
   QPointer<TDetectForm> detect_form_;
+  QPointer<TProfForm> prof_form_;
   int32_t bead_index_ = 0;
   int32_t bead_count_ = 0;
 

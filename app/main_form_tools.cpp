@@ -26,6 +26,7 @@ void TMainForm::BuildToolsMenu() {
   steps->setObjectName(QStringLiteral("StepDetection"));
   items_[QStringLiteral("StepDetection")] = steps;
   need_frame_.push_back(steps);
+  AddProfilesItem(tools);
 }
 
 TDetectForm* TMainForm::DetectForm() const {
