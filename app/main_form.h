@@ -21,6 +21,8 @@
 #include "display/frame_painter.h"
 #include "display/key_commands.h"
 #include "display/palette.h"
+#include "processing/ghost.h"
+#include "processing/mask.h"
 #include "processing/temporal_median.h"
 #include "processing/thin_out_export.h"
 #include "record/playback.h"
@@ -237,6 +239,15 @@ class TMainForm : public QMainWindow {
   void RegisterChannelClick();
   void DriftTableRecClick();
   void DriftXcorrRecClick();
+  // Masks in the chain's first slot and the ghost frame over the image.
+  void LoadMaskClick();
+  void MaskModeClick();
+  void ClearMaskClick();
+  void KeepGhostClick();
+  void LoadGhostClick();
+  void ClearGhostClick();
+  const MaskStep& Mask() const { return mask_step_; }
+  bool GhostShown() const;
   // The Batch Analysis menu: tracking, and the S-, P- and MS-test over a
   // group of records chosen in one dialog.
   void DoSPTinFilesClick();
@@ -273,7 +284,9 @@ class TMainForm : public QMainWindow {
   void BuildToolsMenu();
   void BuildBatchMenu();
   void AddProfilesItem(QMenu* tools);
-  void BuildTwoColourMenu(QMenu* save);
+  void BuildTwoColourMenu(QMenu* file, QMenu* save);
+  void ShowGhost(GhostFrame ghost);
+  void RereadShownFrame();
   // Streams `store` (the open record or another channel) through `run` with
   // the hourglass, progress and Esc; afterwards the frame shown is read again.
   ExportResult StreamRecordJob(RecordStore& store,
@@ -346,6 +359,7 @@ class TMainForm : public QMainWindow {
   std::unique_ptr<TrackStore> beads_;  // bead tracks read from an XKI file
   QPointer<TDetectForm> detect_form_;
   QPointer<TProfForm> prof_form_;
+  MaskStep mask_step_;
   int32_t bead_index_ = 0;
   int32_t bead_count_ = 0;
 

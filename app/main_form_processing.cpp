@@ -167,7 +167,7 @@ void TMainForm::BuildSaveRecordMenu(QMenu* file) {
   save->addSeparator();
   add(save, "SaveAsTiff", QStringLiteral("TIFF Stack (16 bit)..."), &TMainForm::SaveAsTiffClick);
   add(save, "SaveAsOmeTiff", QStringLiteral("OME-TIFF Stack..."), &TMainForm::SaveAsOmeTiffClick);
-  BuildTwoColourMenu(save);
+  BuildTwoColourMenu(file, save);
 
   file->addSeparator();
   add(file, "FuseRecords", QStringLiteral("Fuse Records"), &TMainForm::FuseRecordsClick);

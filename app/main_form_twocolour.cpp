@@ -45,13 +45,28 @@ void TMainForm::AddProfilesItem(QMenu* tools) {
   need_frame_.push_back(a);
 }
 
-void TMainForm::BuildTwoColourMenu(QMenu* save) {
+void TMainForm::BuildTwoColourMenu(QMenu* file, QMenu* save) {
   save->addSeparator();
   auto add = [this](QMenu* menu, const char* name, const QString& caption,
                     void (TMainForm::*slot)()) {
     QAction* a = menu->addAction(caption, this, slot);
     items_[QString::fromLatin1(name)] = a;
+    return a;
   };
+  QMenu* mask = file->addMenu(QStringLiteral("Mask and Ghost"));
+  need_frame_.push_back(mask->menuAction());
+  add(mask, "LoadMask", QStringLiteral("Load Mask File..."), &TMainForm::LoadMaskClick);
+  for (const auto& [name, caption] :
+       {std::pair{"BooleanMask", "Boolean Mask"}, std::pair{"SubtractMask", "Subtract Mask"},
+        std::pair{"Equalizer", "Equalizer"}}) {
+    QAction* a = add(mask, name, QString::fromLatin1(caption), &TMainForm::MaskModeClick);
+    a->setCheckable(true);
+  }
+  add(mask, "ClearMask", QStringLiteral("Clear Mask"), &TMainForm::ClearMaskClick);
+  mask->addSeparator();
+  add(mask, "KeepGhost", QStringLiteral("Keep Frame as Ghost"), &TMainForm::KeepGhostClick);
+  add(mask, "LoadGhost", QStringLiteral("Load Ghost Frame..."), &TMainForm::LoadGhostClick);
+  add(mask, "ClearGhost", QStringLiteral("Clear Ghost"), &TMainForm::ClearGhostClick);
   add(save, "TwoColorSplitRec", QStringLiteral("Split Two-Colour Record..."),
       &TMainForm::SplitTwoColourClick);
   add(save, "RegisterChannel", QStringLiteral("Register Channel onto this Record..."),
@@ -255,6 +270,85 @@ void TMainForm::DriftXcorrRecClick() {
   }
   if (!drift) return;
   SaveDriftCorrected(drift->dx_px, drift->dy_px);
+}
+
+// The frame shown passes the chain again, so a new mask shows at once.
+void TMainForm::RereadShownFrame() {
+  if (!store_ || !store_->RecordLoaded() || RecordStreaming()) return;
+  RereadThroughChain(*store_, median_, reporter_);
+  ShowFrame();
+}
+
+void TMainForm::LoadMaskClick() {
+  if (!store_ || !store_->RecordLoaded()) return;
+  const QString path = AskOpenFile(Q(kLoadMaskTitle), Q(kXkvFilter));
+  if (path.isEmpty()) return;
+  auto mask = ReadMaskFile(S(path), reporter_);
+  if (!mask || !MaskFitsRecord(*mask, store_->Width(), store_->Height(), reporter_)) return;
+  const int64_t set = mask->Set(), all = static_cast<int64_t>(mask->pixels.size());
+  mask_step_.SetMask(std::move(*mask));
+  store_->RemoveStep(&mask_step_);
+  store_->AddStep(&mask_step_);
+  if (!MenuItem(QStringLiteral("SubtractMask"))->isChecked() &&
+      !MenuItem(QStringLiteral("Equalizer"))->isChecked())
+    MenuItem(QStringLiteral("BooleanMask"))->setChecked(true);
+  MaskModeClick();
+  statusBar()->showMessage(Q(kMaskLoaded).arg(path).arg(set).arg(all));
+}
+
+void TMainForm::MaskModeClick() {
+  mask_step_.boolean_ = MenuItem(QStringLiteral("BooleanMask"))->isChecked();
+  mask_step_.subtract_ = MenuItem(QStringLiteral("SubtractMask"))->isChecked();
+  mask_step_.equalize_ = MenuItem(QStringLiteral("Equalizer"))->isChecked();
+  RereadShownFrame();
+}
+
+void TMainForm::ClearMaskClick() {
+  mask_step_.Clear();
+  if (store_) store_->RemoveStep(&mask_step_);
+  RereadShownFrame();
+}
+
+bool TMainForm::GhostShown() const {
+  return view_->ShowsGhost();
+}
+
+void TMainForm::ShowGhost(GhostFrame ghost) {
+  const std::vector<uint32_t> overlay = GhostOverlay(ghost);
+  QImage image(ghost.width, ghost.height, QImage::Format_ARGB32);
+  for (int y = 0; y < ghost.height; ++y)
+    std::copy_n(overlay.data() + static_cast<size_t>(y) * ghost.width, ghost.width,
+                reinterpret_cast<uint32_t*>(image.scanLine(y)));
+  view_->SetGhost(image);
+  statusBar()->showMessage(Q(kGhostShown).arg(Q(ghost.source)));
+}
+
+void TMainForm::KeepGhostClick() {
+  if (!store_ || !store_->HasFrame()) return;
+  GhostFrame g;
+  g.width = store_->Width();
+  g.height = store_->Height();
+  g.pixels.assign(store_->FrameBuffer(), store_->FrameBuffer() + static_cast<size_t>(g.width) * g.height);
+  g.source = "frame " + std::to_string(store_->CurrentFrame());
+  ShowGhost(std::move(g));
+}
+
+void TMainForm::LoadGhostClick() {
+  if (!store_ || !store_->HasFrame()) return;
+  const QString path = AskOpenFile(Q(kLoadGhostTitle), Q(kXkvFilter));
+  if (path.isEmpty()) return;
+  auto ghost = ReadGhostFile(S(path), reporter_);
+  if (!ghost) return;
+  if (ghost->width != store_->Width() || ghost->height != store_->Height()) {
+    reporter_.Modal(kGhostSizeDiffers, S(path) + ": " + std::to_string(ghost->width) + " x " +
+                                           std::to_string(ghost->height));
+    return;
+  }
+  ShowGhost(std::move(*ghost));
+}
+
+void TMainForm::ClearGhostClick() {
+  view_->SetGhost(QImage());
 }
 
 }  // namespace lumetra

@@ -44,5 +44,10 @@ inline constexpr std::string_view kMaskFileError = "Mask File Error";
 inline constexpr std::string_view kMaskPrmError = "File read error (PRM_INFO";
 inline constexpr std::string_view kMaskAddError = "File read error (ADD_PRM";
 inline constexpr std::string_view kMaskSizeDiffers = "The mask's frame size differs from the record's";
+inline constexpr std::string_view kLoadMaskTitle = "Open Mask File (XKV frame)";
+inline constexpr std::string_view kMaskLoaded = "Mask %1: %2 of %3 pixels analysed";
+inline constexpr std::string_view kLoadGhostTitle = "Open Ghost Frame (XKV or TIFF)";
+inline constexpr std::string_view kGhostSizeDiffers = "The ghost's frame size differs from the record's";
+inline constexpr std::string_view kGhostShown = "Ghost: %1";
 
 }  // namespace lumetra
