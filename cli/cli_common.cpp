@@ -160,6 +160,7 @@ const std::vector<Command>& Commands() {
       {"register", "register one channel onto the other by an affine transform", RunRegister},
       {"drift-correct", "write the record corrected for drift (table or cross-correlation)",
        RunDriftCorrect},
+      {"zcoord", "heights of tracked spots from their astigmatic widths", RunZcoord},
       {"plot", "draw a table of curves as a graph and save it as PNG or BMP", RunPlot},
       {"bench", "measure speed: bench read|display|export|track|steps FILE.xkv", RunBench},
   };

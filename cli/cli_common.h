@@ -113,5 +113,6 @@ int RunKymographCommand(const std::vector<std::string>& args);
 int RunSplit(const std::vector<std::string>& args);
 int RunRegister(const std::vector<std::string>& args);
 int RunDriftCorrect(const std::vector<std::string>& args);
+int RunZcoord(const std::vector<std::string>& args);
 
 }  // namespace lumetra::cli
