@@ -322,6 +322,12 @@ class TMainForm : public QMainWindow {
   void ApplyZoom(int32_t zoom);
   void PlayTick();
   void EndPlayback();
+  // A tool window's pass rides on this window's playback: these consumers
+  // for one playback (false when one is under way or it could not start).
+  bool PlayWithConsumers(std::vector<FrameConsumer*> consumers);
+  // Esc from a tool window: at the next frame, or at once (`now`, when the
+  // window goes away with its consumers).
+  void StopPlayback(bool now);
   void UpdateRegionReadout();
   void ShowCursorReadout(int x, int y);
   void AddRecentFile(const QString& path);

@@ -43,18 +43,8 @@ void TMainForm::DetectingClick() {
     DetectHost host;
     // The window's passes ride on this window's playback: frames are shown
     // here as they are analysed, and Esc in either window stops them.
-    host.play = [this](std::vector<FrameConsumer*> passes) {
-      if (Playing()) return false;
-      std::vector<FrameConsumer*> others = std::move(consumers_);
-      consumers_ = std::move(passes);
-      PlayClick();
-      consumers_ = std::move(others);
-      return Playing();
-    };
-    host.stop = [this](bool now) {
-      stop_ = true;
-      if (now) EndPlayback();
-    };
+    host.play = [this](std::vector<FrameConsumer*> passes) { return PlayWithConsumers(passes); };
+    host.stop = [this](bool now) { StopPlayback(now); };
     host.show_frame = [this] { ShowFrame(); };
     host.go_to_frame = [this](int32_t frame) { FrameTrackBarChange(frame); };
     host.mark = [this](int32_t x, int32_t y) { view_->SetCross(x, y); };

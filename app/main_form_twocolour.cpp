@@ -97,17 +97,9 @@ void TMainForm::ProfilesClick() {
     // The kymograph rides on this window's playback: the frames show here as
     // they are measured, and Esc in either window stops it.
     host.play = [this](std::vector<FrameConsumer*> consumers) {
-      if (Playing()) return false;
-      std::vector<FrameConsumer*> others = std::move(consumers_);
-      consumers_ = std::move(consumers);
-      PlayClick();
-      consumers_ = std::move(others);
-      return Playing();
+      return PlayWithConsumers(consumers);
     };
-    host.stop = [this](bool now) {
-      stop_ = true;
-      if (now) EndPlayback();
-    };
+    host.stop = [this](bool now) { StopPlayback(now); };
     prof_form_->SetHost(std::move(host));
     connect(this, &TMainForm::FrameShown, prof_form_.data(), &TProfForm::ShowProfile);
     connect(this, &TMainForm::SettingsChanged, prof_form_.data(), &TProfForm::ShowProfile);
