@@ -203,9 +203,9 @@ void TProfForm::ShowKymographImage() {
                 reinterpret_cast<uint32_t*>(image.scanLine(y)));
   // Whole-number zoom, so every frame and point stays a block of equal pixels.
   const int zoom = std::clamp(500 / std::max(1, image.width()), 1, 8);
-  kymo_label_->setPixmap(QPixmap::fromImage(
-      image.scaled(image.width() * zoom, image.height() * zoom, Qt::IgnoreAspectRatio,
-                   Qt::FastTransformation)));
+  // The default scaling: both sides as given, nearest pixel.
+  kymo_label_->setPixmap(
+      QPixmap::fromImage(image.scaled(image.width() * zoom, image.height() * zoom)));
 }
 
 QString TProfForm::OfferedName(const char* suffix, const char* ext) const {
