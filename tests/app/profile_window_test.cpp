@@ -42,6 +42,9 @@ TEST(ProfileWindow, ProfileKymographStopAndSave) {
   EXPECT_TRUE(prof->StatusText().startsWith("Kymograph stopped at frame "))
       << prof->StatusText().toStdString();
   EXPECT_TRUE(prof->KymographUnsaved());
+  prof->AskYesNo = [](const QString&) { return false; };
+  EXPECT_FALSE(form.close()) << "an unsaved kymograph keeps both windows open";
+  EXPECT_NE(form.ProfForm(), nullptr);
   // A new one asks first; "No" keeps the one there.
   int asked = 0;
   bool answer = false;
