@@ -163,11 +163,47 @@ void ImageView::paintEvent(QPaintEvent*) {
       p.restore();
     }
     PaintMarkers(p);
+    PaintColourBar(p);
   } else if (!hint_.isEmpty()) {
     p.setPen(QColor(200, 200, 200));
     p.drawText(viewport()->rect(), Qt::AlignCenter | Qt::TextWordWrap, hint_);
   }
   PaintTexts(p);
+}
+
+void ImageView::SetColourBar(std::vector<uint32_t> colours, const QString& top,
+                             const QString& bottom) {
+  bar_colours_ = std::move(colours);
+  bar_top_ = top;
+  bar_bottom_ = bottom;
+  viewport()->update();
+}
+
+// A strip 14 pixels wide at the right edge, centred in height, the counts
+// above and below it on a dark box.
+void ImageView::PaintColourBar(QPainter& p) {
+  if (bar_colours_.empty()) return;
+  const QRect area = viewport()->rect();
+  const QFontMetrics fm(TextFont());
+  const int h = std::clamp(area.height() - 4 * fm.height() - 16, 16, 256);
+  const int x = area.right() - 14 - 8, y = area.center().y() - h / 2;
+  p.setFont(TextFont());
+  const int label_w = std::max(fm.horizontalAdvance(bar_top_), fm.horizontalAdvance(bar_bottom_));
+  const QRect top_box(area.right() - 8 - label_w, y - fm.height() - 4, label_w, fm.height());
+  const QRect bottom_box(area.right() - 8 - label_w, y + h + 4, label_w, fm.height());
+  p.fillRect(top_box.adjusted(-3, -1, 3, 1), QColor(0, 0, 0, 160));
+  p.fillRect(bottom_box.adjusted(-3, -1, 3, 1), QColor(0, 0, 0, 160));
+  p.setPen(Qt::white);
+  p.drawText(top_box, Qt::AlignRight | Qt::AlignVCenter, bar_top_);
+  p.drawText(bottom_box, Qt::AlignRight | Qt::AlignVCenter, bar_bottom_);
+  const size_t n = bar_colours_.size();
+  for (int k = 0; k < h; ++k) {
+    const size_t i = static_cast<size_t>(h - 1 - k) * (n - 1) / std::max(1, h - 1);
+    p.setPen(QColor::fromRgb(bar_colours_[i] | 0xFF000000u));
+    p.drawLine(x, y + k, x + 13, y + k);
+  }
+  p.setPen(Qt::white);
+  p.drawRect(x - 1, y - 1, 15, h + 1);
 }
 
 // Only the frame pixels that reach the area are looked up and zoomed.

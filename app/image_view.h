@@ -60,6 +60,10 @@ class ImageView : public QAbstractScrollArea {
   void SetHint(const QString& hint) { hint_ = hint; }
   // Which of the texts over the image are drawn.
   void SetOverlays(bool info_lines, bool time_and_scale_bar);
+  // The colour bar at the right edge: the colours from the bottom (the
+  // LUT's minimum) to the top (its maximum) and the two counts; empty colours hide it.
+  void SetColourBar(std::vector<uint32_t> colours, const QString& top, const QString& bottom);
+  bool ShowsColourBar() const { return !bar_colours_.empty(); }
   // A short text drawn over the image for a few seconds ("Done").
   void ShowNotice(const QString& text);
   QString Notice() const { return notice_; }
@@ -104,6 +108,7 @@ class ImageView : public QAbstractScrollArea {
   void PaintTimeAndBar(class QPainter& p, const QRect& anchor, const QRect& info_box,
                        const QFontMetrics& fm);
   void PaintNotice(class QPainter& p, const QRect& viewport_rect);
+  void PaintColourBar(class QPainter& p);
   QPoint ClampToFrame(QPoint frame_pixel) const;
   // Texts sit in the corners of this rectangle of the area.
   QRect TextAnchor() const;
@@ -132,6 +137,8 @@ class ImageView : public QAbstractScrollArea {
   bool show_time_and_bar_ = true;
   QString notice_;
   QTimer notice_timer_;
+  std::vector<uint32_t> bar_colours_;
+  QString bar_top_, bar_bottom_;
   // Painted pixels of the visible part; grows to the largest area shown, never per frame.
   std::vector<uint32_t> buffer_;
   enum class Drag { kNone, kRegion, kLine } drag_ = Drag::kNone;

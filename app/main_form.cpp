@@ -22,6 +22,7 @@
 #include "common/file_handle.h"
 #include "common/text_format.h"
 #include "display/gui/input_box.h"
+#include "display/gui/lut_form.h"
 #include "processing/output_names.h"
 #include "record/record_messages.h"
 #include "record/xkv_writer.h"
@@ -179,6 +180,11 @@ bool TMainForm::OpenRecord(const QString& path) {
                         std::min(line_.y1, my)});
   }
   region_panel_->clear();
+  // The LUT keeps its shape and threshold; its range is the new record's whole range.
+  const LutCurve full = FullRangeCurve(store_->MaxLevel());
+  lut_.min = full.min;
+  lut_.max = full.max;
+  if (lut_form_) lut_form_->SetCurve(lut_);
   RebuildPalette();
   moving_track_bar_ = true;
   FrameTrackBar->setRange(0, std::max(0, store_->FrameCount() - 1));

@@ -20,7 +20,9 @@
 #include "common/region.h"
 #include "display/frame_painter.h"
 #include "display/key_commands.h"
+#include "display/lut_curve.h"
 #include "display/palette.h"
+#include "processing/filter_set.h"
 #include "processing/ghost.h"
 #include "processing/mask.h"
 #include "processing/temporal_median.h"
@@ -47,6 +49,7 @@ class TDetectForm;
 class TProfForm;
 struct ExportJob;
 struct ExportResult;
+class TLUTform;
 
 class TMainForm : public QMainWindow {
   Q_OBJECT
@@ -118,6 +121,17 @@ class TMainForm : public QMainWindow {
 
   // The temporal filter in the record's processing chain.
   TemporalMedian& Median() { return median_; }
+  // The other per-frame filters of the chain (TempFilt and Filters menus).
+  FrameFilterSet& Filters() { return filters_; }
+  // The LUT editor's curve, applied to the palette for the screen and the BMP exports.
+  const LutCurve& Lut() const { return lut_; }
+  void SetLut(const LutCurve& curve);
+  // The palette through the curve: one colour for each of the 65536 counts.
+  std::vector<uint32_t> DisplayTable() const { return ApplyLut(palette_, lut_); }
+  // The LUT editor while it is open, else null.
+  TLUTform* LutForm() const;
+  // "x=12 y=34 (1200, 3400 nm) cnt=567" under the cursor, empty off the frame.
+  QString CursorPanelText() const;
   // The threshold that "Rec with Thresh. subtr." offers (counts); the LUT editor sets it.
   int32_t LutThreshold() const { return lut_threshold_; }
   void SetLutThreshold(int32_t counts) { lut_threshold_ = counts; }
@@ -222,6 +236,10 @@ class TMainForm : public QMainWindow {
   void FuseRecordsClick();
   void AddBlankFrameClick();
   void ImportDataClick();
+  // The LUT editor, the colour bar and the accumulator (main_form_view.cpp).
+  void LutFormClick();
+  void ColourBarClick();
+  void ClearAccumClick();
   // Opens the automatic single-particle tracking window on the open record.
   void SpotingClick();
   // Bead tracks: read from an XKI file, one shown at a time; while ShowBeads
@@ -279,6 +297,14 @@ class TMainForm : public QMainWindow {
   void BuildTempFiltMenu();
   void AddProcessingSettings(QMenu* settings);
   void RebuildTempFilt();
+  // The filter items of the TempFilt menu and the Filters menu.
+  void AddFilterItems();
+  void AddLutItems(QMenu* view);
+  // The ticks of the filter items as a choice with the settings' lengths,
+  // and back (a filter whose buffers failed has unticked itself).
+  FilterChoice MenuFilterChoice() const;
+  void ShowFilterChoice();
+  void ShowColourBar();
   void SaveRecordAs(const TransformRequest& request);
   bool BmpRectVisible(bool page);
   void BuildToolsMenu();
@@ -385,6 +411,11 @@ class TMainForm : public QMainWindow {
   std::vector<QAction*> need_frame_;   // items usable only once a frame is shown
   bool moving_track_bar_ = false;
   TemporalMedian median_{reporter_};
+  FrameFilterSet filters_{reporter_};
+  QMenu* filters_menu_ = nullptr;
+  LutCurve lut_;
+  QPointer<TLUTform> lut_form_;
+  QAction* ColourBar = nullptr;
   ThinOutMemory thin_out_;  // for the program's run, not saved in the settings file
   int32_t lut_threshold_ = 0;
   QMenu* TempFilt = nullptr;

@@ -140,6 +140,7 @@ void TMainForm::BuildViewMenu() {
         view_->SetLine(line_, false, settings_.values().ProfileWidth);
       });
   BuildBeadMenu(view_menu_);
+  AddLutItems(view_menu_);
 }
 
 void TMainForm::BuildPaletteMenu() {

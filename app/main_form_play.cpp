@@ -199,7 +199,8 @@ void TMainForm::ShowCursorReadout(int x, int y) {
     return;
   }
   const uint16_t count = store_->FrameBuffer()[static_cast<int64_t>(y) * store_->Width() + x];
-  cursor_panel_->setText(QStringLiteral("x=%1 y=%2 cnt=%3").arg(x).arg(y).arg(count));
+  cursor_panel_->setText(
+      Q(CursorReadout(x, y, store_->Prm().ScaleX, store_->Prm().ScaleY, count)));
 }
 
 }  // namespace lumetra

@@ -78,6 +78,7 @@ void TMainForm::BuildTempFiltMenu() {
     connect(a, &QAction::triggered, this, &TMainForm::RebuildTempFilt);
     items_[QString::fromLatin1(name)] = a;
   }
+  AddFilterItems();
 }
 
 void TMainForm::RebuildTempFilt() {
@@ -86,17 +87,38 @@ void TMainForm::RebuildTempFilt() {
   checks.by5frames = MenuItem(QStringLiteral("By5frames"))->isChecked();
   checks.by7frames = MenuItem(QStringLiteral("By7frames"))->isChecked();
   checks.running_buffer_size = settings_.values().RunningBufSize;
+  const FilterChoice choice = MenuFilterChoice();
+  checks.running_sum = choice[FrameFilter::kRunningSum];
+  checks.running_average = choice[FrameFilter::kRunningAverage];
+  checks.subtr_prev_frame = choice[FrameFilter::kSubtrPrevFrame];
   const TempFiltMenu m = RebuildTempFiltMenu(checks);
-  TempFilt->setTitle(Q(m.caption));
+  QString caption = Q(m.caption);
+  for (FrameFilter f : {FrameFilter::kSDimON, FrameFilter::kAccumulate})
+    if (choice[f]) caption += Q(InfoOf(f).suffix);
+  TempFilt->setTitle(caption);
   if (!store_) return;
+  const FilterChoice choice_before = filters_.Choice();
+  const int32_t median_before = median_.MedianFrames();
   UseTemporalMedian(*store_, median_, m.median_frames);
+  filters_.SetChoice(choice);
+  filters_.Attach(*store_);
   TempFilt->setEnabled(median_.MenuEnabled());
-  // The frame shown follows the new chain at once, not at the next step; a
-  // playback under way shows it with its next frame instead.
-  if (!RecordStreaming() && store_->RecordLoaded()) {
-    RereadThroughChain(*store_, median_, reporter_);
+  // The frame shown follows the new chain at once, not at the next step,
+  // read again after the frames the filters depend on; a playback under way
+  // shows it with its next frame instead. A settings change that leaves the
+  // chain as it was leaves the frame alone.
+  const bool changed =
+      !(choice_before == filters_.Choice()) || median_before != median_.MedianFrames();
+  if (changed && !RecordStreaming() && store_->RecordLoaded()) {
+    RereadWithHistory(*store_, ChainHistory(filters_, median_.MedianFrames()),
+                      [this] {
+                        median_.Restart();
+                        filters_.Restart();
+                      },
+                      reporter_);
     ShowFrame();
   }
+  ShowFilterChoice();
 }
 
 // The named handlers toggle their own check mark, as a click does.
@@ -216,7 +238,9 @@ void TMainForm::SaveRecordAs(const TransformRequest& request) {
     TransformContext context;
     context.median = &median_;
     context.thin_out = &thin_out_;
-    context.palette = palette_;
+    context.palette = DisplayTable();
+    // The filters start empty with the record's first frame, as in a playback from it.
+    filters_.Restart();
     context.view = ShownView(view_->View(), store_->Width(), store_->Height());
     r = RunTransform(job, request, S(out), context);
     HoldControls(this, false);

@@ -8,6 +8,7 @@
 #include "app/image_view.h"
 #include "app/main_form.h"
 #include "app/qt_text.h"
+#include "display/gui/lut_form.h"
 #include "settings/fwhm_preview.h"
 #include "settings/settings_messages.h"
 
@@ -16,8 +17,11 @@ namespace lumetra {
 void TMainForm::RebuildPalette() {
   const int32_t n = store_ ? store_->MaxLevel() : 1024;
   BuildPalette(palette_, n, palette_type_, reporter_);
-  // The screen image is opaque: its top byte is 0xFF, the core's table has 0 there.
-  painter_.SetPalette(palette_, 0xFF000000u);
+  // The screen image is opaque: its top byte is 0xFF, the core's table has 0
+  // there. The LUT editor's curve picks each count's colour from the palette.
+  painter_.SetPalette(ApplyLut(palette_, lut_), 0xFF000000u);
+  if (lut_form_) lut_form_->SetPalette(palette_);
+  if (view_) ShowColourBar();
 }
 
 void TMainForm::ChoosePalette(int32_t type) {

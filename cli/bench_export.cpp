@@ -1,5 +1,6 @@
-// lumetra-cli bench export FILE.xkv: the record transforms and the temporal
-// median, each timed over the whole record and printed beside two floors
+// lumetra-cli bench export FILE.xkv: the record transforms, the temporal
+// median and each per-frame filter of the chain (on one core), each timed
+// over the whole record and printed beside two floors
 // measured in the same run: reading the record through the store, and
 // reading it and writing every frame unchanged.
 #include <algorithm>
@@ -12,6 +13,7 @@
 #include "cli/cli_common.h"
 #include "common/text_format.h"
 #include "processing/export_transform.h"
+#include "processing/filter_set.h"
 #include "processing/temporal_median.h"
 #include "record/record_store.h"
 
@@ -52,7 +54,7 @@ bool CopyAll(RecordStore& store, Reporter& reporter, const std::string& out) {
 
 void PrintLine(const std::string& name, double s, int32_t frames, double read_s, double copy_s) {
   std::string label = name;
-  label.resize(std::max<size_t>(label.size(), 30), ' ');
+  label.resize(std::max<size_t>(label.size() + 1, 36), ' ');
   std::cout << label << FormatFixed(s, 3) << " s, " << FormatFixed(frames / s, 0) << " frames/s, "
             << FormatFixed(s / read_s, 2) << "x read";
   if (copy_s > 0) std::cout << ", " << FormatFixed(s / copy_s, 2) << "x copy";
@@ -99,6 +101,17 @@ int BenchExport(const std::string& path, int repeats, const std::string& out_dir
     const double s = MedianSeconds(repeats, [&] { return StreamAll(*store, quiet); });
     UseTemporalMedian(*store, filter, 0);
     PrintLine("read, temporal median " + std::to_string(m), s, frames, read_s, 0);
+  }
+  for (const FrameFilterInfo& info : FrameFilterTable()) {
+    FrameFilterSet set(console);
+    FilterChoice choice;
+    choice.on[static_cast<int>(info.filter)] = true;
+    set.SetChoice(choice);
+    set.SetWorkers(1);
+    set.Attach(*store);
+    const double s = MedianSeconds(repeats, [&] { return StreamAll(*store, quiet); });
+    set.Detach(*store);
+    PrintLine("read, filter " + std::string(info.cli_name) + " (one core)", s, frames, read_s, 0);
   }
   return 0;
 }

@@ -1,10 +1,12 @@
 // lumetra-cli export FILE.xkv --out OUT --transform T [--region L,T,R,B]
-//   [--region-only] [--temporal-median 3|5|7] [--palette NAME] [--2bytes] [--ome]
+//   [--region-only] [--temporal-median 3|5|7] [--filter LIST] [--palette NAME]
+//   [--lut SHAPE] [--range MIN,MAX] [--auto PERCENT] [--threshold T] [--2bytes] [--ome]
 #include <atomic>
 #include <iostream>
 #include <optional>
 
 #include "cli/cli_common.h"
+#include "cli/view_options.h"
 #include "display/palette.h"
 #include "processing/export_transform.h"
 #include "processing/temporal_median.h"
@@ -28,6 +30,8 @@ struct ExportRequest {
   Region region;
   int32_t median_frames = 0;
   int32_t palette_type = 0;
+  FilterChoice filters;
+  LutRequest lut;
 };
 
 // Nothing when the options are good, else the exit code after the message.
@@ -57,7 +61,8 @@ std::optional<int> ReadRequest(const ArgParser& p, ExportRequest& q) {
         "export",
         "unknown --palette '" + p.Value("palette") + "' (ryw, bgyr, grey, green, blue, red)", 2);
   q.palette_type = *type;
-  return std::nullopt;
+  if (auto code = ReadFilterOption(p, "export", q.filters)) return code;
+  return ReadLutOptions(p, "export", q.lut);
 }
 
 }  // namespace
@@ -68,6 +73,8 @@ int RunExport(const std::vector<std::string>& args) {
               "file, as the main window does. Transforms: " +
                   std::string(kTransformNames) +
                   ".\n"
+                  "Every frame read passes the --filter filters and the temporal median first;\n"
+                  "the bitmap exports are painted through --palette and the LUT curve.\n"
                   "Messages go to stderr, notices (\"Done\") to stdout; exit status 1 when the\n"
                   "transform was refused or a file failed. Ctrl+C stops like Esc.");
   p.Positional("FILE.xkv", "the record")
@@ -80,6 +87,8 @@ int RunExport(const std::vector<std::string>& args) {
       .Option("palette", "NAME", "bmp-seq and page: ryw, bgyr, grey, green, blue or red", "ryw")
       .Flag("2bytes", "store 2 bytes per pixel even when 1 would do (\"Save XKV 2bytes/pix\")")
       .Flag("ome", "tiff: write OME-TIFF (OME-XML) instead of ImageJ's description");
+  AddFilterOption(p);
+  AddLutOptions(p);
   AddTiffOptions(p);
   if (auto code = ParseOrExit(p, args)) return *code;
   ExportRequest q;
@@ -95,6 +104,12 @@ int RunExport(const std::vector<std::string>& args) {
   if (q.median_frames > 0) UseTemporalMedian(*store, filter, q.median_frames);
   if (!OpenRecordWithFrames(*store, p.Arg(0), console)) return 1;
   if (store->FrameCount() == 0) return Fail("export", "the record holds no frame");
+  // The filters join after the record opened, so that their rings start
+  // empty with the export's first frame: the output is what a playback from
+  // the first frame shows.
+  FrameFilterSet filters(console);
+  filters.SetChoice(q.filters);
+  filters.Attach(*store);
   if (region.active && !region.FitsIn(store->Width(), store->Height()))
     return Fail("export",
                 "--region must lie inside the " + std::to_string(store->Width()) + " x " +
@@ -108,7 +123,10 @@ int RunExport(const std::vector<std::string>& args) {
   job.write.save_2bytes = p.Has("2bytes");
   TransformContext context;
   context.median = &filter;
-  if (!BuildPalette(context.palette, store->MaxLevel(), q.palette_type, console)) return 1;
+  std::vector<uint32_t> palette;
+  if (!BuildPalette(palette, store->MaxLevel(), q.palette_type, console)) return 1;
+  // The bitmaps are painted through the LUT curve (--auto: from frame 0).
+  context.palette = ApplyLut(palette, CurveFor(q.lut, *store));
   // The command line has no window: the "screen" is the frame at zoom 1.
   context.view = {1.0, 0, 0, store->Width(), store->Height()};
 

@@ -1,8 +1,10 @@
 // lumetra-cli render FILE.xkv --index N --palette ryw --out FRAME.png [--zoom Z]
-//   [--temporal-median 3|5|7]
+//   [--temporal-median 3|5|7] [--filter LIST] [--lut SHAPE] [--range MIN,MAX]
+//   [--auto PERCENT] [--threshold T]
 #include <iostream>
 
 #include "cli/cli_common.h"
+#include "cli/view_options.h"
 #include "common/common_messages.h"
 #include "display/frame_painter.h"
 #include "display/palette.h"
@@ -37,7 +39,8 @@ bool WriteFrameImage(const RecordStore& store, const FramePainter& painter, int3
 int RunRender(const std::vector<std::string>& args) {
   ArgParser p("render",
               "Steps to frame N (0-based) and writes it as a PNG image, painted through the\n"
-              "palette as the main window paints it (without region, line or text overlays).");
+              "palette and the LUT curve as the main window paints it (without region, line\n"
+              "or text overlays). Every frame on the way passes the chosen filters.");
   p.Positional("FILE.xkv", "the record")
       .Option("index", "N", "0-based number of the frame", "0")
       .Option("palette", "NAME", "ryw, bgyr, grey, green, blue or red", "ryw")
@@ -45,6 +48,8 @@ int RunRender(const std::vector<std::string>& args) {
       .Option("out", "FRAME.png", "the image to write")
       .Option("temporal-median", "3|5|7",
               "filter every frame read on the way to N, as the window's TempFilt does");
+  AddFilterOption(p);
+  AddLutOptions(p);
   AddTiffOptions(p);
   if (auto code = ParseOrExit(p, args)) return *code;
   std::string error;
@@ -65,13 +70,21 @@ int RunRender(const std::vector<std::string>& args) {
     median_frames = *m;
   }
 
+  FilterChoice choice;
+  if (auto code = ReadFilterOption(p, "render", choice)) return *code;
+  LutRequest lut;
+  if (auto code = ReadLutOptions(p, "render", lut)) return *code;
+
   ConsoleReporter console;
   auto store = RecordStore::Create(console);
   if (!store) return 1;
   if (auto code = ApplyTiffOptions(p, *store, "render")) return *code;
   TemporalMedian filter(console);
-  // In the chain before the record opens, so the ring starts with the record.
+  FrameFilterSet filters(console);
+  // In the chain before the record opens, so the rings start with the record.
   if (median_frames > 0) UseTemporalMedian(*store, filter, median_frames);
+  filters.SetChoice(choice);
+  filters.Attach(*store);
   if (!OpenRecordWithFrames(*store, p.Arg(0), console)) return 1;
   if (index < 0 || index >= store->FrameCount())
     return Fail("render", "--index " + std::to_string(index) + " is outside the record (0-" +
@@ -88,7 +101,7 @@ int RunRender(const std::vector<std::string>& args) {
   std::vector<uint32_t> palette;
   if (!BuildPalette(palette, store->MaxLevel(), *type, console)) return 1;
   FramePainter painter;
-  painter.SetPalette(palette);
+  painter.SetPalette(ApplyLut(palette, CurveFor(lut, *store)));
   if (!WriteFrameImage(*store, painter, static_cast<int32_t>(zoom), p.Value("out")))
     return Fail("render", std::string(kCanNotOpenForWriting) + ": " + p.Value("out"));
   return 0;

@@ -26,4 +26,27 @@ inline constexpr std::string_view kReadoutPixels = " pixels,";
 inline constexpr std::string_view kReadoutCounts = " Cnt/Pix (";
 inline constexpr std::string_view kReadoutRelative = " REL Cnt/Pix)";
 
+// The LUT editor (TLUTform): its caption, and the input boxes of its values
+// with their refusals.
+inline constexpr std::string_view kLutFormCaption = "Lumetra - LUT";
+inline constexpr std::string_view kLutMinTitle = "Set LUT Minimum (counts)";
+inline constexpr std::string_view kLutMaxTitle = "Set LUT Maximum (counts)";
+inline constexpr std::string_view kLutGammaTitle = "Set Gamma (0.1-10)";
+inline constexpr std::string_view kLutSteepnessTitle = "Set Sigmoid Steepness (1-50)";
+inline constexpr std::string_view kLutThresholdTitle = "Set Threshold (counts)";
+inline constexpr std::string_view kLutSaturatedTitle = "Set Saturated Pixels for Auto (0-50 %)";
+inline constexpr std::string_view kLutMinPrompt = "Min=";
+inline constexpr std::string_view kLutMaxPrompt = "Max=";
+inline constexpr std::string_view kLutGammaPrompt = "Gamma=";
+inline constexpr std::string_view kLutSteepnessPrompt = "Steepness=";
+inline constexpr std::string_view kLutThresholdPrompt = "Threshold=";
+inline constexpr std::string_view kLutSaturatedPrompt = "Saturated (%)=";
+inline constexpr std::string_view kLutMinOutOfRange = "Minimum must be below Maximum (0-65534)";
+inline constexpr std::string_view kLutMaxOutOfRange = "Maximum must be above Minimum (1-65535)";
+inline constexpr std::string_view kLutGammaOutOfRange = "Gamma is out of range (0.1-10)";
+inline constexpr std::string_view kLutSteepnessOutOfRange = "Steepness is out of range (1-50)";
+inline constexpr std::string_view kLutThresholdOutOfRange = "Threshold is out of range (0-65535)";
+inline constexpr std::string_view kLutSaturatedOutOfRange =
+    "Saturated fraction is out of range (0-50 %)";
+
 }  // namespace lumetra

@@ -11,6 +11,17 @@ inline constexpr std::string_view kTempFiltCaption = "TempFilt";
 inline constexpr std::string_view kCanNotAllocateMedianBuffers =
     "Can not allocate memory for Median buffers";
 
+// The other per-frame filters. The running sum shares the median's message.
+inline constexpr std::string_view kCanNotAllocateRunningAverBuffer =
+    "Can not allocate memory for Running Aver. buffer";
+inline constexpr std::string_view kCanNotAllocateSdBuffer =
+    "Can not allocate memory for SD Imaging buffer";
+inline constexpr std::string_view kCanNotAllocateAccumulator =
+    "Can not allocate memory for the Accumulator";
+inline constexpr std::string_view kCanNotAllocatePrevFrameBuffer =
+    "Can not allocate memory for the Previous Frame buffer";
+inline constexpr std::string_view kFiltersCaption = "Filters";
+
 // Failures shared by the transforms.
 inline constexpr std::string_view kExportFileOpenError = "File open ERROR";
 inline constexpr std::string_view kCanNotAllocateTempArray = "Can not allocate temp array";

@@ -31,6 +31,10 @@ class FrameStep {
  public:
   virtual ~FrameStep() = default;
   virtual ChainSlot Slot() const = 0;
+  // Place among the steps of one slot, lowest first (the temporal median 0,
+  // then running sum, running average, accumulation), whatever order the
+  // steps were added in.
+  virtual int32_t SlotOrder() const { return 0; }
   // Whether the step's menu option is checked; an unchecked step is skipped.
   virtual bool Enabled() const = 0;
   // A record was opened or the stream restarted at its first frame: forget

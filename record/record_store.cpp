@@ -242,7 +242,8 @@ int32_t RecordStore::PlayLastFrame() const {
 void RecordStore::AddStep(FrameStep* step) {
   RemoveStep(step);
   auto at = std::upper_bound(chain_.begin(), chain_.end(), step, [](FrameStep* a, FrameStep* b) {
-    return static_cast<int>(a->Slot()) < static_cast<int>(b->Slot());
+    const int sa = static_cast<int>(a->Slot()), sb = static_cast<int>(b->Slot());
+    return sa < sb || (sa == sb && a->SlotOrder() < b->SlotOrder());
   });
   chain_.insert(at, step);
 }

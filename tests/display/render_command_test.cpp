@@ -5,7 +5,9 @@
 #include <filesystem>
 
 #include "cli/cli_common.h"
+#include "display/lut_curve.h"
 #include "display/palette.h"
+#include "processing/frame_filters.h"
 #include "record/record_store.h"
 #include "record/simulator.h"
 #include "tests/display/png_decode.h"
@@ -95,6 +97,36 @@ TEST_F(RenderCommand, TemporalMedianFiltersTheFramesOnTheWay) {
   EXPECT_GT(differs_from_frame2, 0);  // the filter did something
 }
 
+// Frame 3 through a running sum of 2 and a 3 x 3 smoothing (smoothing first:
+// its slot comes before the temporal ones), painted through a LUT range.
+TEST_F(RenderCommand, FiltersAndLutCurveOnTheWay) {
+  const std::string png = (dir_ / "f.png").string();
+  ASSERT_EQ(cli::RunRender({record_, "--index", "3", "--palette", "grey", "--filter",
+                            "sum:2,smooth", "--range", "100,900", "--out", png}),
+            0);
+  const Decoded d = DecodePng(png);
+  NullReporter quiet;
+  auto store = RecordStore::Create(quiet);
+  ASSERT_TRUE(store->Open(record_, quiet));
+  std::vector<std::vector<uint16_t>> frames;
+  FilterScratch scratch;
+  for (int f = 0; f < 4; ++f) {
+    if (f > 0) {
+      ASSERT_TRUE(store->NextFrame(quiet));
+    }
+    frames.emplace_back(store->FrameBuffer(), store->FrameBuffer() + 40 * 30);
+    Smooth3(frames.back().data(), 40, 30, scratch);
+  }
+  std::vector<uint32_t> pal;
+  ASSERT_TRUE(BuildPalette(pal, store->MaxLevel(), kPaletteGrey, quiet));
+  LutCurve curve;
+  curve.min = 100;
+  curve.max = 900;
+  const std::vector<uint32_t> table = ApplyLut(pal, curve);
+  for (size_t i = 0; i < 40 * 30; ++i)
+    ASSERT_EQ(d.pixels[i], table[std::min(65535, frames[2][i] + frames[3][i])]) << i;
+}
+
 TEST_F(RenderCommand, RefusesBadArguments) {
   const std::string png = (dir_ / "bad.png").string();
   EXPECT_EQ(cli::RunRender({record_, "--palette", "pink", "--out", png}), 2);
@@ -106,6 +138,14 @@ TEST_F(RenderCommand, RefusesBadArguments) {
   EXPECT_EQ(cli::RunRender({(dir_ / "none.xkv").string(), "--out", png}), 1);
   for (const char* m : {"0", "4", "9", "three"})
     EXPECT_EQ(cli::RunRender({record_, "--temporal-median", m, "--out", png}), 2) << m;
+  for (const std::vector<std::string>& bad :
+       {std::vector<std::string>{"--filter", "median9"}, {"--filter", "sum:99"},
+        {"--lut", "gamma:99"}, {"--range", "9,3"}, {"--auto", "60"}, {"--threshold", "-2"},
+        {"--auto", "1", "--range", "1,2"}}) {
+    std::vector<std::string> args = {record_, "--out", png};
+    args.insert(args.end(), bad.begin(), bad.end());
+    EXPECT_EQ(cli::RunRender(args), 2) << bad[0] << " " << bad[1];
+  }
   EXPECT_FALSE(fs::exists(png));
 }
 

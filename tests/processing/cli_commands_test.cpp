@@ -66,6 +66,34 @@ TEST(CliExport, BitmapsUseTheDisplayPalette) {
   r = Call(cli::RunExport,
            {rec, "--out", dir.Path("g.bmp"), "--transform", "page", "--palette", "purple"});
   EXPECT_EQ(r.code, 2);
+  // Through the LUT curve: 100 in the middle of 50..150 is grey 128, 255
+  // above the maximum is white, 0 under the threshold black.
+  r = Call(cli::RunExport, {rec, "--out", dir.Path("l.bmp"), "--transform", "bmp-seq",
+                            "--palette", "grey", "--range", "50,150", "--threshold", "60"});
+  ASSERT_EQ(r.code, 0) << r.err;
+  const std::vector<uint8_t> l = test::FileBytes(dir.Path("l1.bmp"));
+  ASSERT_EQ(l.size(), 54u + 2 * 12);
+  EXPECT_EQ(std::vector<uint8_t>(l.begin() + 54 + 12, l.begin() + 54 + 12 + 9),
+            (std::vector<uint8_t>{0, 0, 0, 128, 128, 128, 255, 255, 255}));
+}
+
+// --filter runs on every frame streamed, from an empty ring at frame 0: the
+// previous-frame subtraction of ramps 0, 1, 2 gives 0, 1, 1 everywhere.
+TEST(CliExport, FiltersEveryFrameStreamed) {
+  test::ScratchDir dir;
+  const std::string rec = dir.Path("r.xkv");
+  test::WriteRecord(rec, 4, 3, {test::Ramp(4, 3, 0), test::Ramp(4, 3, 1), test::Ramp(4, 3, 2)});
+  CliRun r = Call(cli::RunExport, {rec, "--out", dir.Path("d.xkv"), "--transform", "thin:0,1",
+                                   "--filter", "prev"});
+  ASSERT_EQ(r.code, 0) << r.err;
+  const auto frames = test::ReadRecord(dir.Path("d.xkv"));
+  ASSERT_EQ(frames.size(), 3u);
+  for (int f = 0; f < 3; ++f)
+    EXPECT_EQ(frames[f].pixels, std::vector<uint16_t>(12, f == 0 ? 0 : 1)) << f;
+  EXPECT_EQ(Call(cli::RunExport, {rec, "--out", dir.Path("x.xkv"), "--transform", "invert",
+                                  "--filter", "sobel,median9"})
+                .code,
+            2);
 }
 
 TEST(CliFuseAndImport, PrintTheirResults) {
