@@ -145,11 +145,23 @@ void ImageView::scrollContentsBy(int, int) {
   viewport()->update();
 }
 
+void ImageView::SetGhost(const QImage& ghost) {
+  ghost_ = ghost;
+  viewport()->update();
+}
+
 void ImageView::paintEvent(QPaintEvent*) {
   QPainter p(viewport());
   p.fillRect(viewport()->rect(), kBackground);
   if (pixels_ && painter_) {
     PaintFrame(p, viewport()->rect());
+    if (ShowsGhost()) {
+      p.save();
+      p.translate(-horizontalScrollBar()->value(), -verticalScrollBar()->value());
+      p.scale(zoom_, zoom_);
+      p.drawImage(0, 0, ghost_);
+      p.restore();
+    }
     PaintMarkers(p);
     PaintColourBar(p);
   } else if (!hint_.isEmpty()) {

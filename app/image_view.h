@@ -61,6 +61,10 @@ class ImageView : public QAbstractScrollArea {
     viewport()->update();
   }
   void SetTimeText(const QString& text) { time_text_ = text; }
+  // A ghost frame drawn over the image (ARGB, the frame's size; a null image
+  // or one of another size draws nothing).
+  void SetGhost(const QImage& ghost);
+  bool ShowsGhost() const { return !ghost_.isNull() && ghost_.width() == width_ && ghost_.height() == height_; }
   // Scale bar of `um` micrometres on pixels of `nm_per_pixel`; 0 um hides it.
   void SetScaleBar(double um, double nm_per_pixel);
   void SetHint(const QString& hint) { hint_ = hint; }
@@ -128,6 +132,7 @@ class ImageView : public QAbstractScrollArea {
   int32_t zoom_ = 1;
   Region region_;
   ProfileLine line_;
+  QImage ghost_;
   bool line_shown_ = false;
   QPoint cross_{-1, -1};
   int32_t line_width_ = 1;

@@ -1,4 +1,5 @@
 #include "app/main_form.h"
+#include "profile/gui/prof_form.h"
 
 #include <QAction>
 #include <QApplication>
@@ -342,6 +343,11 @@ void TMainForm::closeEvent(QCloseEvent* event) {
     return;
   }
   if ((spot_form_ && !spot_form_->MayDropTracks()) || !MayDropManualObjects()) {
+    event->ignore();
+    return;
+  }
+  // The profile window asks before an unsaved kymograph goes with it.
+  if (prof_form_ && !prof_form_->close()) {
     event->ignore();
     return;
   }

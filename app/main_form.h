@@ -23,6 +23,8 @@
 #include "display/lut_curve.h"
 #include "display/palette.h"
 #include "processing/filter_set.h"
+#include "processing/ghost.h"
+#include "processing/mask.h"
 #include "processing/temporal_median.h"
 #include "processing/thin_out_export.h"
 #include "record/playback.h"
@@ -48,6 +50,9 @@ class TDetectForm;
 class TAreaForm;
 class TTrackForm;
 class TDDDform;
+class TProfForm;
+struct ExportJob;
+struct ExportResult;
 class TLUTform;
 
 class TMainForm : public QMainWindow {
@@ -95,6 +100,9 @@ class TMainForm : public QMainWindow {
   TDetectForm* DetectForm() const;
   // The region time-course window while it is open, else null.
   TAreaForm* AreaForm() const;
+  // The profile and kymograph window while it is open, else null.
+  TProfForm* ProfForm() const;
+  bool LineShown() const { return line_shown_; }
 
   // Analyses that see every frame of the next playback (not owned).
   void SetPlaybackConsumers(std::vector<FrameConsumer*> consumers) {
@@ -255,6 +263,22 @@ class TMainForm : public QMainWindow {
   void SurfaceViewClick();
   TTrackForm* TrackForm() const;
   TDDDform* DDDform() const;
+  // Profiles and kymographs, two-colour records, registration and drift
+  // correction (main_form_twocolour.cpp).
+  void ProfilesClick();
+  void SplitTwoColourClick();
+  void RegisterChannelClick();
+  void DriftTableRecClick();
+  void DriftXcorrRecClick();
+  // Masks in the chain's first slot and the ghost frame over the image.
+  void LoadMaskClick();
+  void MaskModeClick();
+  void ClearMaskClick();
+  void KeepGhostClick();
+  void LoadGhostClick();
+  void ClearGhostClick();
+  const MaskStep& Mask() const { return mask_step_; }
+  bool GhostShown() const;
   // The Batch Analysis menu: tracking, and the S-, P- and MS-test over a
   // group of records chosen in one dialog.
   void DoSPTinFilesClick();
@@ -297,15 +321,20 @@ class TMainForm : public QMainWindow {
   void SaveRecordAs(const TransformRequest& request);
   bool BmpRectVisible(bool page);
   void BuildToolsMenu();
-  // A tool window's passes played by this window's playback (false while one
-  // plays already), and its stop: at the next frame, or at once (`now`).
-  bool PlayForTool(std::vector<FrameConsumer*> passes);
-  void StopForTool(bool now);
   void AddManualTools(QMenu* tools);
   void CloseManualWindows();
   // The manual tracking window's unsaved objects may go (asks the user).
   bool MayDropManualObjects();
   void BuildBatchMenu();
+  void AddProfilesItem(QMenu* tools);
+  void BuildTwoColourMenu(QMenu* file, QMenu* save);
+  void ShowGhost(GhostFrame ghost);
+  void RereadShownFrame();
+  // Streams `store` (the open record or another channel) through `run` with
+  // the hourglass, progress and Esc; afterwards the frame shown is read again.
+  ExportResult StreamRecordJob(RecordStore& store,
+                               const std::function<ExportResult(ExportJob&)>& run);
+  void SaveDriftCorrected(const std::vector<double>& dx, const std::vector<double>& dy);
   // One record of a batch run: opened here (unless it is open already), run
   // through the window's handlers, its row added to batch_.
   // Opens (unless `open` is false: the record is open already) the record of
@@ -338,6 +367,12 @@ class TMainForm : public QMainWindow {
   void ApplyZoom(int32_t zoom);
   void PlayTick();
   void EndPlayback();
+  // A tool window's pass rides on this window's playback: these consumers
+  // for one playback (false when one is under way or it could not start).
+  bool PlayWithConsumers(std::vector<FrameConsumer*> consumers);
+  // Esc from a tool window: at the next frame, or at once (`now`, when the
+  // window goes away with its consumers).
+  void StopPlayback(bool now);
   void UpdateRegionReadout();
   void ShowCursorReadout(int x, int y);
   void AddRecentFile(const QString& path);
@@ -377,6 +412,8 @@ class TMainForm : public QMainWindow {
   QPointer<TAreaForm> area_form_;
   QPointer<TTrackForm> track_form_;
   QPointer<TDDDform> ddd_form_;
+  QPointer<TProfForm> prof_form_;
+  MaskStep mask_step_;
   int32_t bead_index_ = 0;
   int32_t bead_count_ = 0;
 

@@ -78,6 +78,20 @@ void TMainForm::PlayClick() {
   play_timer_.start(paced ? std::max(1, static_cast<int>(store_->FrameInterval() * 1000)) : 0);
 }
 
+bool TMainForm::PlayWithConsumers(std::vector<FrameConsumer*> consumers) {
+  if (Playing()) return false;
+  std::vector<FrameConsumer*> others = std::move(consumers_);
+  consumers_ = std::move(consumers);
+  PlayClick();
+  consumers_ = std::move(others);
+  return Playing();
+}
+
+void TMainForm::StopPlayback(bool now) {
+  stop_ = true;
+  if (now) EndPlayback();
+}
+
 void TMainForm::StopClick() {
   stop_ = true;
   // A batch run ends after the record under way stops.

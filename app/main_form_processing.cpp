@@ -43,15 +43,6 @@ QString Suffix(std::string_view default_ext) {
   return s.startsWith(QStringLiteral("*.")) ? s.mid(2) : s;
 }
 
-// While a record streams the input is held back anyway; the menus, tool bar
-// and track bar say so by looking disabled.
-void HoldControls(QMainWindow* window, bool busy) {
-  window->menuBar()->setEnabled(!busy);
-  for (QToolBar* bar : window->findChildren<QToolBar*>()) bar->setEnabled(!busy);
-  if (auto* track = window->findChild<QSlider*>(QStringLiteral("FrameTrackBar")))
-    track->setEnabled(!busy);
-}
-
 // The part of the image control that shows the frame: the BMP exports' "whole
 // image" when no region is in use.
 ScreenView ShownView(const KeyView& v, int32_t frame_width, int32_t frame_height) {
@@ -61,6 +52,15 @@ ScreenView ShownView(const KeyView& v, int32_t frame_width, int32_t frame_height
 }
 
 }  // namespace
+
+// While a record streams the input is held back anyway; the menus, tool bar
+// and track bar say so by looking disabled.
+void HoldControls(QMainWindow* window, bool busy) {
+  window->menuBar()->setEnabled(!busy);
+  for (QToolBar* bar : window->findChildren<QToolBar*>()) bar->setEnabled(!busy);
+  if (auto* track = window->findChild<QSlider*>(QStringLiteral("FrameTrackBar")))
+    track->setEnabled(!busy);
+}
 
 void TMainForm::BuildTempFiltMenu() {
   TempFilt = menuBar()->addMenu(Q(kTempFiltCaption));
@@ -189,6 +189,7 @@ void TMainForm::BuildSaveRecordMenu(QMenu* file) {
   save->addSeparator();
   add(save, "SaveAsTiff", QStringLiteral("TIFF Stack (16 bit)..."), &TMainForm::SaveAsTiffClick);
   add(save, "SaveAsOmeTiff", QStringLiteral("OME-TIFF Stack..."), &TMainForm::SaveAsOmeTiffClick);
+  BuildTwoColourMenu(file, save);
 
   file->addSeparator();
   add(file, "FuseRecords", QStringLiteral("Fuse Records"), &TMainForm::FuseRecordsClick);

@@ -34,6 +34,7 @@ void TMainForm::BuildToolsMenu() {
   items_[QStringLiteral("RegionTimeCourse")] = area;
   need_frame_.push_back(area);
   AddManualTools(tools);
+  AddProfilesItem(tools);
 }
 
 TAreaForm* TMainForm::AreaForm() const {
@@ -48,8 +49,10 @@ void TMainForm::AreaClick() {
     area_form_->AskText = AskText;
     AreaHost host;
     // Collecting rides on this window's playback, as the step window's passes do.
-    host.play = [this](std::vector<FrameConsumer*> passes) { return PlayForTool(std::move(passes)); };
-    host.stop = [this](bool now) { StopForTool(now); };
+    host.play = [this](std::vector<FrameConsumer*> passes) {
+      return PlayWithConsumers(std::move(passes));
+    };
+    host.stop = [this](bool now) { StopPlayback(now); };
     host.region = [this] { return region_; };
     // Spots are counted with the tracking window's detector and settings.
     host.spot_params = [this]() -> std::optional<TrackingParams> {
@@ -75,20 +78,6 @@ void TMainForm::AreaClick() {
   area_form_->activateWindow();
 }
 
-bool TMainForm::PlayForTool(std::vector<FrameConsumer*> passes) {
-  if (Playing()) return false;
-  std::vector<FrameConsumer*> others = std::move(consumers_);
-  consumers_ = std::move(passes);
-  PlayClick();
-  consumers_ = std::move(others);
-  return Playing();
-}
-
-void TMainForm::StopForTool(bool now) {
-  stop_ = true;
-  if (now) EndPlayback();
-}
-
 TDetectForm* TMainForm::DetectForm() const {
   return detect_form_.data();
 }
@@ -103,8 +92,8 @@ void TMainForm::DetectingClick() {
     DetectHost host;
     // The window's passes ride on this window's playback: frames are shown
     // here as they are analysed, and Esc in either window stops them.
-    host.play = [this](std::vector<FrameConsumer*> passes) { return PlayForTool(std::move(passes)); };
-    host.stop = [this](bool now) { StopForTool(now); };
+    host.play = [this](std::vector<FrameConsumer*> passes) { return PlayWithConsumers(passes); };
+    host.stop = [this](bool now) { StopPlayback(now); };
     host.show_frame = [this] { ShowFrame(); };
     host.go_to_frame = [this](int32_t frame) { FrameTrackBarChange(frame); };
     host.mark = [this](int32_t x, int32_t y) { view_->SetCross(x, y); };

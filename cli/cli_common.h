@@ -114,5 +114,12 @@ int RunArea(const std::vector<std::string>& args);
 int RunFit(const std::vector<std::string>& args);
 // bench fit: the grid fits, fast against the plain loop (cli/bench_fit.cpp).
 int BenchFit(const std::vector<std::string>& args);
+// Profiles, kymographs, two-colour records and drift correction.
+int RunProfile(const std::vector<std::string>& args);
+int RunKymographCommand(const std::vector<std::string>& args);
+int RunSplit(const std::vector<std::string>& args);
+int RunRegister(const std::vector<std::string>& args);
+int RunDriftCorrect(const std::vector<std::string>& args);
+int RunZcoord(const std::vector<std::string>& args);
 
 }  // namespace lumetra::cli

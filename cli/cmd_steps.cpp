@@ -9,6 +9,7 @@
 
 #include "cli/analysis_options.h"
 #include "cli/cli_common.h"
+#include "cli/mask_option.h"
 #include "processing/temporal_median.h"
 #include "record/playback.h"
 #include "record/record_store.h"
@@ -134,6 +135,7 @@ int RunSteps(const std::vector<std::string>& args) {
       .Option("maps", "MAPS.tsv", "also write the drop and rise maps, one row per pixel");
   AddStepOptions(p);
   AddTiffOptions(p);
+  AddMaskOptions(p);
   if (auto code = ParseOrExit(p, args)) return *code;
   if (!p.Has("out")) return Fail("steps", "--out RESULTS.txt is required", 2);
   StepsReporter reporter;
@@ -154,6 +156,8 @@ int RunSteps(const std::vector<std::string>& args) {
     median_frames = *frames;
   }
   if (!OpenRecordWithFrames(*record, p.Arg(0), reporter)) return 1;
+  MaskStep mask;
+  if (auto code = ApplyMaskOptions(p, *record, mask, reporter, "steps")) return *code;
   if (!analysis.OpenRecord(*record)) return 1;
   if (!Play(*record, analysis.BeginDetect(*record, median_frames), "Detect", reporter)) return 1;
   analysis.FinishDetect(*record);

@@ -8,6 +8,7 @@
 
 #include "cli/analysis_options.h"
 #include "cli/cli_common.h"
+#include "cli/mask_option.h"
 #include "common/text_format.h"
 #include "processing/temporal_median.h"
 #include "record/playback.h"
@@ -77,6 +78,7 @@ int RunTrack(const std::vector<std::string>& args) {
       .Flag("no-link-pass", "skip Link Tracks (positions stay whole pixels)")
       .Flag("verbose", "print the read-out of every frame on stderr");
   AddTiffOptions(p);
+  AddMaskOptions(p);
   if (auto code = ParseOrExit(p, args)) return *code;
   if (!p.Has("out")) return Fail("track", "--out TRACKS.xki is required", 2);
   ConsoleReporter console(p.Has("verbose"));
@@ -100,6 +102,8 @@ int RunTrack(const std::vector<std::string>& args) {
     UseTemporalMedian(*record, *median, *frames);
   }
   if (!OpenRecordWithFrames(*record, p.Arg(0), reporter)) return 1;
+  MaskStep mask;
+  if (auto code = ApplyMaskOptions(p, *record, mask, reporter, "track")) return *code;
   auto store = std::make_unique<TrackStore>();
   DetectPass detect(*store, params, reporter);
   Playback(*record, {&detect}).Run(reporter);

@@ -13,22 +13,24 @@ int32_t ProfileBand::Length() const {
   return TruncToInt(std::hypot(x1 - x0, y1 - y0));
 }
 
-void SampleProfileBand(const uint16_t* frame, int32_t frame_width, int32_t frame_height,
-                       const ProfileBand& line, uint16_t* out) {
-  const int32_t length = line.Length();
-  if (length <= 0) return;
+void BandSamplePoint(const ProfileBand& line, int32_t r, int32_t c, int32_t& x, int32_t& y) {
   const double len = std::hypot(line.x1 - line.x0, line.y1 - line.y0);
   const double ux = (line.x1 - line.x0) / len, uy = (line.y1 - line.y0) / len;
   // Normal pointing to the left of the direction of travel, in image rows.
   const double nx = uy, ny = -ux;
-  const double half = (line.width - 1) * 0.5;
+  const double o = (line.width - 1) * 0.5 - r;
+  x = static_cast<int32_t>(std::floor(line.x0 + c * ux + o * nx + 0.5));
+  y = static_cast<int32_t>(std::floor(line.y0 + c * uy + o * ny + 0.5));
+}
+
+void SampleProfileBand(const uint16_t* frame, int32_t frame_width, int32_t frame_height,
+                       const ProfileBand& line, uint16_t* out) {
+  const int32_t length = line.Length();
+  if (length <= 0) return;
   for (int32_t r = 0; r < line.width; ++r) {
-    const double o = half - r;
     for (int32_t c = 0; c < length; ++c) {
-      const double px = line.x0 + c * ux + o * nx;
-      const double py = line.y0 + c * uy + o * ny;
-      const int32_t x = static_cast<int32_t>(std::floor(px + 0.5));
-      const int32_t y = static_cast<int32_t>(std::floor(py + 0.5));
+      int32_t x = 0, y = 0;
+      BandSamplePoint(line, r, c, x, y);
       const bool inside = x >= 0 && y >= 0 && x < frame_width && y < frame_height;
       out[static_cast<size_t>(r) * length + c] =
           inside ? frame[static_cast<size_t>(y) * frame_width + x] : uint16_t{0};

@@ -18,6 +18,10 @@ struct ProfileBand {
   int32_t Length() const;
 };
 
+// The frame pixel that band row r, column c samples (nearest pixel; it may lie
+// outside the frame). Length() must be above 0.
+void BandSamplePoint(const ProfileBand& line, int32_t r, int32_t c, int32_t& x, int32_t& y);
+
 // Samples the band into out (Length() columns x width rows, row-major): row r
 // lies (r - (width - 1) / 2) pixels to the left of the line, column c is c
 // pixels from its start; each sample takes the nearest pixel, 0 outside.
