@@ -206,9 +206,9 @@ int RunBench(const std::vector<std::string>& args) {
               "detection, linking and the second pass, against an 11 x 11 box sum over\n"
               "every pixel); steps (the step detection's two passes, against a 5 x 5 box\n"
               "sum over every pixel). 'bench batch' (no FILE) measures batch runs over\n"
-              "simulated records: 'lumetra-cli bench batch --help'. 'bench fit' (no FILE)
-"
-              "times the region window's grid fits against the plain loop.");
+              "simulated records: 'lumetra-cli bench batch --help'. 'bench fit' (no FILE)\n"
+              "times the region window's grid fits against the plain loop; 'bench surface'\n"
+              "the 3D view's repaint.");
   p.Positional("KIND",
                "what to measure: read, display, export, track, steps (or batch, stats, fit, surface)")
       .Positional("FILE.xkv", "the record (make one with 'lumetra-cli simulate')")
