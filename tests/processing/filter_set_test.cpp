@@ -37,18 +37,6 @@ FilterChoice Only(FrameFilter f, FilterParams params = {}) {
   return c;
 }
 
-int64_t IntSqrt(int64_t n) {
-  int64_t lo = 0, hi = int64_t{1} << 22;
-  while (lo < hi) {
-    const int64_t mid = (lo + hi + 1) / 2;
-    if (mid * mid <= n)
-      lo = mid;
-    else
-      hi = mid - 1;
-  }
-  return lo;
-}
-
 // Each temporal filter against the plain definition over the frames seen so
 // far, with saturated frames among them, through a change of frame size
 // (which starts the filter again) and a restart.
@@ -104,7 +92,8 @@ TEST(FilterSet, TemporalFiltersMatchTheirDefinitions) {
           }
           if (c.filter == FrameFilter::kRunningSum) want = std::min<int64_t>(s, 65535);
           if (c.filter == FrameFilter::kRunningAverage) want = (s + N / 2) / N;
-          if (c.filter == FrameFilter::kSDimON) want = IntSqrt((N * s2 - s * s) / (N * (N - 1)));
+          if (c.filter == FrameFilter::kSDimON)
+            want = test::IntSqrt((N * s2 - s * s) / (N * (N - 1)));
         }
         ASSERT_EQ(frame[i], want) << "frame " << f << " pixel " << i;
       }
@@ -139,7 +128,7 @@ TEST(FilterSet, SdAtTheEndsOfItsRange) {
         s += x[i];
         s2 += int64_t{x[i]} * x[i];
       }
-      ASSERT_EQ(frame[i], std::min<int64_t>(65535, IntSqrt((N * s2 - s * s) / (N * (N - 1)))))
+      ASSERT_EQ(frame[i], std::min<int64_t>(65535, test::IntSqrt((N * s2 - s * s) / (N * (N - 1)))))
           << "frame " << f << " pixel " << i;
     }
   }
