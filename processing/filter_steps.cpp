@@ -1,6 +1,7 @@
 #include "processing/filter_steps.h"
 
 #include <algorithm>
+#include <bit>
 #include <cmath>
 #include <cstring>
 
@@ -22,16 +23,6 @@ void UpdateSums(const uint16_t* frame, uint16_t* slot, uint32_t* sum, size_t n) 
   for (size_t i = 0; i < n; ++i) {
     sum[i] += uint32_t{frame[i]} - slot[i];
     slot[i] = frame[i];
-  }
-}
-
-// Sums of squares of at most 50 counts stay below 2^38: whole numbers that
-// doubles hold and add exactly, on vectors.
-LUMETRA_VECTOR_CLONES
-void UpdateSquares(const uint16_t* frame, const uint16_t* slot, double* squares, size_t n) {
-  for (size_t i = 0; i < n; ++i) {
-    const double a = frame[i], b = slot[i];
-    squares[i] += a * a - b * b;
   }
 }
 
@@ -71,25 +62,62 @@ void SubtractPrevious(uint16_t* frame, uint16_t* prev, size_t n) {
   }
 }
 
+namespace {
+
+// One pixel's word after the frame's count a replaces the slot's count b.
+inline uint64_t Packed(uint64_t word, uint32_t a, uint32_t b) {
+  return word + ((uint64_t{a} << kSquareBits) + a * a) - ((uint64_t{b} << kSquareBits) + b * b);
+}
+
+// A whole number below 2^52 as a double, exactly: placed in the mantissa of
+// 2^52 and 2^52 taken away (works on vectors without 64-bit conversions).
+inline double WholeDouble(uint64_t v) {
+  return std::bit_cast<double>(v | 0x4330000000000000u) - 4503599627370496.0;
+}
+
 LUMETRA_VECTOR_CLONES
-void SdFromSums(const uint32_t* sum, const double* squares, int32_t frames, uint16_t* out,
-                size_t n) {
-  const double nf = frames;
-  const double nn = nf * (nf - 1);
-  const double inv = 1.0 / nn;
+void SdUpdate(const uint16_t* __restrict frame, uint16_t* __restrict slot,
+              uint64_t* __restrict packed, size_t n) {
   for (size_t i = 0; i < n; ++i) {
+    packed[i] = Packed(packed[i], frame[i], slot[i]);
+    slot[i] = frame[i];
+  }
+}
+
+LUMETRA_VECTOR_CLONES
+void SdUpdateOut(uint16_t* __restrict frame, uint16_t* __restrict slot,
+                 uint64_t* __restrict packed, int32_t frames, size_t n) {
+  const uint64_t nf = static_cast<uint64_t>(frames);
+  const double nn = static_cast<double>(frames) * (frames - 1);
+  const double inv = 1.0 / nn;
+  constexpr uint64_t kSquares = (uint64_t{1} << kSquareBits) - 1;
+  for (size_t i = 0; i < n; ++i) {
+    const uint16_t a = frame[i];
+    const uint64_t word = Packed(packed[i], a, slot[i]);
+    packed[i] = word;
+    slot[i] = a;
+    const uint32_t s1 = static_cast<uint32_t>(word >> kSquareBits);
     // N sum2 - sum^2 is N^2 times the population variance: a whole number
-    // below 2^44 for 50 frames of 16-bit counts, and every product here stays
-    // below 2^53, so doubles compute it exactly.
-    const double s1 = sum[i];
-    const double d = nf * squares[i] - s1 * s1;
+    // below 2^44 for 50 frames of 16-bit counts, and every product below
+    // stays below 2^53, so doubles compute with it exactly.
+    const double d = WholeDouble(nf * (word & kSquares) - uint64_t{s1} * s1);
     // The root's estimate is off by at most one; exact comparisons of whole
     // numbers settle it: s is the largest whole number with s^2 N (N - 1) <= d.
     double s = std::floor(std::sqrt(d * inv));
     s += (s + 1) * (s + 1) * nn <= d ? 1 : 0;
     s -= s * s * nn > d ? 1 : 0;
-    out[i] = static_cast<uint16_t>(std::min(s, 65535.0));
+    frame[i] = static_cast<uint16_t>(std::min(s, 65535.0));
   }
+}
+
+}  // namespace
+
+void SdPass(uint16_t* frame, uint16_t* slot, uint64_t* packed, int32_t frames, bool full,
+            size_t n) {
+  if (full)
+    SdUpdateOut(frame, slot, packed, frames, n);
+  else
+    SdUpdate(frame, slot, packed, n);
 }
 
 void PrevFrameStep::Apply(FrameView& frame) {
@@ -139,8 +167,8 @@ bool RingStep::Reset(size_t pixels) {
                                    : kind_ == Kind::kAverage ? kCanNotAllocateRunningAverBuffer
                                                              : kCanNotAllocateSdBuffer;
   if (!Allocate(ring_, pixels * static_cast<size_t>(frames_), reporter_, message) ||
-      !Allocate(sum_, pixels, reporter_, message) ||
-      (kind_ == Kind::kSd && !Allocate(squares_, pixels, reporter_, message)))
+      (kind_ == Kind::kSd ? !Allocate(packed_, pixels, reporter_, message)
+                          : !Allocate(sum_, pixels, reporter_, message)))
     return false;
   pixels_ = pixels;
   index_ = 0;
@@ -152,7 +180,12 @@ void RingStep::Apply(FrameView& frame) {
   const size_t n = PixelsOf(frame);
   if (n == 0 || (n != pixels_ && !Reset(n))) return;
   uint16_t* slot = ring_.data() + static_cast<size_t>(index_) * n;
-  if (kind_ == Kind::kSd) UpdateSquares(frame.pixels, slot, squares_.data(), n);
+  if (kind_ == Kind::kSd) {
+    SdPass(frame.pixels, slot, packed_.data(), frames_, count_ + 1 >= frames_, n);
+    index_ = (index_ + 1) % frames_;
+    count_ = std::min(count_ + 1, frames_);
+    return;
+  }
   UpdateSums(frame.pixels, slot, sum_.data(), n);
   index_ = (index_ + 1) % frames_;
   count_ = std::min(count_ + 1, frames_);
@@ -164,8 +197,7 @@ void RingStep::Apply(FrameView& frame) {
     case Kind::kAverage:
       AverageOut(sum_.data(), static_cast<uint32_t>(frames_), frame.pixels, n);
       break;
-    case Kind::kSd:
-      SdFromSums(sum_.data(), squares_.data(), frames_, frame.pixels, n);
+    case Kind::kSd:  // above
       break;
   }
 }

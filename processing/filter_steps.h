@@ -106,8 +106,8 @@ class RingStep : public FilterStep {
   int32_t index_ = 0;  // slot the next frame goes into
   int32_t count_ = 0;  // frames in the ring, at most frames_
   std::vector<uint16_t> ring_;
-  std::vector<uint32_t> sum_;
-  std::vector<double> squares_;  // SD imaging only: whole numbers, exact in doubles
+  std::vector<uint32_t> sum_;     // running sum and average
+  std::vector<uint64_t> packed_;  // SD imaging: PackedSums
 };
 
 // Slot 5, last: every frame added to a 32-bit accumulator per pixel; the
@@ -130,9 +130,17 @@ class AccumulateStep final : public FilterStep {
 // The per-pixel work of the temporal steps, on n pixels.
 // Previous-frame subtraction; `prev` receives the frame as it came in.
 void SubtractPrevious(uint16_t* frame, uint16_t* prev, size_t n);
-// SD over a ring of `frames` from the running sums: floor(sqrt(v)) with
-// v = (N sum2 - sum^2) / (N (N - 1)) rounded down (the sample SD).
-void SdFromSums(const uint32_t* sum, const double* squares, int32_t frames, uint16_t* out,
-                size_t n);
+// SD imaging keeps, per pixel, the sum of its N counts (below 2^22) and the
+// sum of their squares (below 2^38) in one word: sum * 2^38 + squares. The
+// ring's update adds the new frame's terms and subtracts the leaving frame's,
+// modulo 2^64, which leaves the word exact since both fields stay in range.
+constexpr int kSquareBits = 38;
+
+// Takes the frame into the sums in place of the ring slot's (zeros while the
+// ring fills) and into the slot; when the ring is `full`, replaces the frame
+// by the sample SD of the N frames: floor(sqrt(v)) with v = (N sum2 - sum^2)
+// / (N (N - 1)) rounded down, at most 65535.
+void SdPass(uint16_t* frame, uint16_t* slot, uint64_t* packed, int32_t frames, bool full,
+            size_t n);
 
 }  // namespace lumetra

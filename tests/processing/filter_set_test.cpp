@@ -37,12 +37,6 @@ FilterChoice Only(FrameFilter f, FilterParams params = {}) {
   return c;
 }
 
-int64_t IntSqrt(int64_t n) {
-  int64_t s = 0;
-  while ((s + 1) * (s + 1) <= n) ++s;
-  return s;
-}
-
 // Each temporal filter against the plain definition over the frames seen so
 // far, with saturated frames among them, through a change of frame size
 // (which starts the filter again) and a restart.
@@ -98,12 +92,45 @@ TEST(FilterSet, TemporalFiltersMatchTheirDefinitions) {
           }
           if (c.filter == FrameFilter::kRunningSum) want = std::min<int64_t>(s, 65535);
           if (c.filter == FrameFilter::kRunningAverage) want = (s + N / 2) / N;
-          if (c.filter == FrameFilter::kSDimON) want = IntSqrt((N * s2 - s * s) / (N * (N - 1)));
+          if (c.filter == FrameFilter::kSDimON)
+            want = test::IntSqrt((N * s2 - s * s) / (N * (N - 1)));
         }
         ASSERT_EQ(frame[i], want) << "frame " << f << " pixel " << i;
       }
     }
     EXPECT_TRUE(r.messages().empty());
+  }
+}
+
+// SD imaging's packed sums at the ends of their fields: 50 frames of 65535
+// fill both, frames alternating 0 and 65535 give the largest variance, and
+// the pixels of one frame take every pattern of the two.
+TEST(FilterSet, SdAtTheEndsOfItsRange) {
+  const int32_t N = 50;
+  const size_t n = 70;
+  std::vector<uint16_t> ring(n * N, 0);
+  std::vector<uint64_t> packed(n, 0);
+  std::deque<std::vector<uint16_t>> seen;
+  for (int32_t f = 0; f < 3 * N; ++f) {
+    std::vector<uint16_t> frame(n);
+    for (size_t i = 0; i < n; ++i) {
+      const bool high = f < N ? (i % 2 == 0 || f % 2 == 0) : ((f + i) % (i % 7 + 1) == 0);
+      frame[i] = high ? 65535 : (f >= 2 * N && i % 3 == 0 ? 1 : 0);
+    }
+    seen.push_back(frame);
+    if (seen.size() > static_cast<size_t>(N)) seen.pop_front();
+    const bool full = f + 1 >= N;
+    SdPass(frame.data(), ring.data() + (f % N) * n, packed.data(), N, full, n);
+    if (!full) continue;
+    for (size_t i = 0; i < n; ++i) {
+      int64_t s = 0, s2 = 0;
+      for (const auto& x : seen) {
+        s += x[i];
+        s2 += int64_t{x[i]} * x[i];
+      }
+      ASSERT_EQ(frame[i], std::min<int64_t>(65535, test::IntSqrt((N * s2 - s * s) / (N * (N - 1)))))
+          << "frame " << f << " pixel " << i;
+    }
   }
 }
 

@@ -6,6 +6,7 @@
 #include <functional>
 
 #include "common/random.h"
+#include "tests/processing/test_records.h"
 
 namespace lumetra {
 namespace {
@@ -20,18 +21,6 @@ struct Frame {
 };
 
 int64_t FloorDiv(int64_t a, int64_t b) { return a >= 0 ? a / b : -((-a + b - 1) / b); }
-
-int64_t IntSqrt(int64_t n) {
-  int64_t lo = 0, hi = 1 << 20;
-  while (lo < hi) {
-    const int64_t mid = (lo + hi + 1) / 2;
-    if (mid * mid <= n)
-      lo = mid;
-    else
-      hi = mid - 1;
-  }
-  return lo;
-}
 
 uint16_t Clamp16(int64_t v) { return static_cast<uint16_t>(std::clamp<int64_t>(v, 0, 65535)); }
 
@@ -70,7 +59,7 @@ uint16_t SobelRef(const Frame& f, int32_t x, int32_t y) {
                      f.At(x - 1, y - 1) - 2 * f.At(x - 1, y) - f.At(x - 1, y + 1);
   const int64_t gy = f.At(x - 1, y + 1) + 2 * f.At(x, y + 1) + f.At(x + 1, y + 1) -
                      f.At(x - 1, y - 1) - 2 * f.At(x, y - 1) - f.At(x + 1, y - 1);
-  return Clamp16(IntSqrt(gx * gx + gy * gy));
+  return Clamp16(test::IntSqrt(gx * gx + gy * gy));
 }
 
 Reference BackgroundRef(int32_t r) {

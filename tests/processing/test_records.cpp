@@ -89,4 +89,16 @@ std::unique_ptr<RecordStore> OpenRecord(const std::string& path, Reporter& repor
   return store;
 }
 
+int64_t IntSqrt(int64_t n) {
+  int64_t lo = 0, hi = int64_t{1} << 22;
+  while (lo < hi) {
+    const int64_t mid = (lo + hi + 1) / 2;
+    if (mid * mid <= n)
+      lo = mid;
+    else
+      hi = mid - 1;
+  }
+  return lo;
+}
+
 }  // namespace lumetra::test

@@ -51,4 +51,7 @@ void WriteBytes(const std::string& path, const std::vector<uint8_t>& bytes);
 // A store with the record opened; the test fails when it cannot be.
 std::unique_ptr<RecordStore> OpenRecord(const std::string& path, Reporter& reporter);
 
+// The largest whole number whose square is at most n (0 <= n < 2^44).
+int64_t IntSqrt(int64_t n);
+
 }  // namespace lumetra::test
