@@ -57,10 +57,9 @@ void PutPlot(const AreaPlot& plot, AxisScaling scaling, std::vector<float>& matr
       if (scaling == AxisScaling::kFromZero) lo = std::min(lo, 0.0);
       GraphAxis& a = axis == 0 ? model.Y0 : model.Y1;
       FitAxis(a, lo, hi, pad, 6);
-      // Ends on whole ticks, so that the first and last tick labels sit on the frame.
+      // Starts on a whole tick too (FitAxis already ends on the last one).
       a.First = scaling == AxisScaling::kFromZero && lo >= 0 ? 0.0
                                                              : std::floor(a.First / a.Tick) * a.Tick;
-      a.Last = std::ceil(a.Last / a.Tick) * a.Tick;
     }
   }
   if (plot.fixed_y0) {

@@ -157,9 +157,17 @@ void DrawFrameAndLabels(QPainter& p, const GraphModel& m, const GraphLayout& l) 
 void DrawNotesAndLegend(QPainter& p, const GraphModel& m, const GraphLayout& l) {
   const QFontMetrics fm = p.fontMetrics();
   p.setPen(ToQColor(m.NotesColor));
+  // A note stays readable where curves run under it: the panel colour, mostly
+  // opaque, behind its text.
+  QColor backing = ToQColor(m.PanelColor);
+  backing.setAlpha(200);
   int y = l.PlotTop + 4;
   for (const std::string& note : m.Notes) {
-    if (!note.empty()) p.drawText(l.PlotLeft + 6, y + fm.ascent(), Text(note));
+    if (!note.empty()) {
+      const QString text = Text(note);
+      p.fillRect(l.PlotLeft + 4, y, fm.horizontalAdvance(text) + 4, fm.height(), backing);
+      p.drawText(l.PlotLeft + 6, y + fm.ascent(), text);
+    }
     y += l.LineHeight;
   }
   DrawLegend(p, m, l);
