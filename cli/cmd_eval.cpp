@@ -32,7 +32,10 @@ int RunEval(const std::vector<std::string>& args) {
               "of the same frame within --radius pixels, one to one, nearest pairs first.\n"
               "Prints recall, precision, the localisation RMSE per axis of the matched points\n"
               "in nm with its ratio to the maximum-likelihood limit, and the fraction of true\n"
-              "frame-to-frame links that one track reproduces. The limit (Mortensen et al.\n"
+              "frame-to-frame links that one track reproduces. Where the table has the\n"
+              "columns sigma_x_nm and sigma_y_nm, it checks those bounds against the errors:\n"
+              "their root mean square, the root mean square of error over bound (1 for\n"
+              "honest bounds) and the share of axes within 1.96 bounds (0.95). The limit (Mortensen et al.\n"
               "2010, no excess noise) is\n"
               "  var = (sa^2/N) / (1 + integral_0^1 ln(t) / (1 + t/tau) dt),\n"
               "  sa^2 = s^2 + a^2/12, tau = 2 pi sa^2 b / (N a^2),\n"
@@ -73,7 +76,7 @@ int RunEval(const std::vector<std::string>& args) {
   if (!ParseTruthTable(truth_lines, truth, error)) return Fail("eval", p.Arg(1) + ": " + error);
   if (!p.Has("photons")) photons = MedianPhotons(truth);
 
-  const EvalResult r = EvaluateTracks(points, truth, radius);
+  const EvalResult r = EvaluateTracks(points, truth, radius, scale);
   const double rmse_nm = r.RmsePerAxisPx() * scale;
   const double limit = MortensenLimitNm(photons, background + read_noise * read_noise, fwhm, scale);
   std::cout << "true positions: " << r.truth_points << ", track points: " << r.track_points
@@ -88,6 +91,11 @@ int RunEval(const std::vector<std::string>& args) {
             << "RMSE / limit: " << (limit > 0 ? FormatFixed(rmse_nm / limit, 3) : "n/a") << '\n'
             << "links reproduced: " << r.reproduced_links << " of " << r.true_links << " ("
             << FormatFixed(r.LinkFraction(), 4) << ")\n";
+  if (r.bounded > 0)
+    std::cout << "reported bound per axis: " << FormatFixed(r.BoundPerAxisNm(), 2) << " nm ("
+              << r.bounded << " of " << r.matched << " matched points have one)\n"
+              << "error / bound: " << FormatFixed(r.ErrorOverBound(), 3) << '\n'
+              << "within 1.96 bounds: " << FormatFixed(r.Within95(), 4) << '\n';
   if (!truth.empty() && !std::isnan(truth.front().d_um2_s)) {
     // The tracks as the statistics read them.
     FileLines again;

@@ -13,6 +13,8 @@
 namespace lumetra {
 namespace {
 
+bool IsMissingValue(std::string_view s);
+
 // Calls row(fields) for every data line; `cols` receives the index of each
 // wanted column. False with `error` set.
 template <typename Row>
@@ -50,6 +52,8 @@ bool ForEachRow(LineSource& lines, const std::vector<std::string_view>& wanted,
       }
       std::optional<double> v;
       if (cols[i] < f.size()) v = ParseReal(f[cols[i]]);
+      // An optional column may say it has no value ("nan", as the track table writes).
+      if (!v && i >= required && cols[i] < f.size() && IsMissingValue(f[cols[i]])) v = NAN;
       if (!v) {
         error = "line " + std::to_string(line_no) + ": column '" + std::string(wanted[i]) +
                 "' is not a number";
@@ -70,6 +74,10 @@ bool ForEachRow(LineSource& lines, const std::vector<std::string_view>& wanted,
   return true;
 }
 
+bool IsMissingValue(std::string_view s) {
+  return s.empty() || s == "nan" || s == "NaN" || s == "NA";
+}
+
 int64_t Key(int32_t frame, int32_t id) {
   return (static_cast<int64_t>(frame) << 32) | static_cast<uint32_t>(id);
 }
@@ -88,10 +96,12 @@ bool ParseTruthTable(std::string_view text, std::vector<TruthPoint>& out, std::s
 
 bool ParseTrackTable(LineSource& lines, std::vector<TrackPoint>& out, std::string& error) {
   out.clear();
-  return ForEachRow(lines, {"track", "frame", "x_px", "y_px"}, error,
-                    [&](const std::vector<double>& v) {
-                      out.push_back({TruncToInt(v[0]), TruncToInt(v[1]), v[2], v[3]});
-                    });
+  return ForEachRow(
+      lines, {"track", "frame", "x_px", "y_px", "sigma_x_nm", "sigma_y_nm"}, error,
+      [&](const std::vector<double>& v) {
+        out.push_back({TruncToInt(v[0]), TruncToInt(v[1]), v[2], v[3], v[4], v[5]});
+      },
+      4);
 }
 
 bool ParseTruthTable(LineSource& lines, std::vector<TruthPoint>& out, std::string& error) {
@@ -109,8 +119,22 @@ double EvalResult::RmsePerAxisPx() const {
   return matched ? std::sqrt(sum_sq_px / (2.0 * static_cast<double>(matched))) : 0.0;
 }
 
+double EvalResult::BoundPerAxisNm() const {
+  return bounded ? std::sqrt(sum_sigma_sq_nm / (2.0 * static_cast<double>(bounded))) : NAN;
+}
+
+double EvalResult::ErrorOverBound() const {
+  return bounded ? std::sqrt(sum_z_sq / (2.0 * static_cast<double>(bounded))) : NAN;
+}
+
+double EvalResult::Within95() const {
+  return bounded ? static_cast<double>(axes_within_95) / (2.0 * static_cast<double>(bounded))
+                 : NAN;
+}
+
 EvalResult EvaluateTracks(const std::vector<TrackPoint>& points,
-                          const std::vector<TruthPoint>& truth, double match_radius_px) {
+                          const std::vector<TruthPoint>& truth, double match_radius_px,
+                          double nm_per_pixel) {
   EvalResult res;
   std::map<int32_t, std::vector<size_t>> by_frame_truth, by_frame_points;
   for (size_t i = 0; i < truth.size(); ++i)
@@ -145,6 +169,16 @@ EvalResult EvaluateTracks(const std::vector<TrackPoint>& points,
       used_t[pr.t] = used_p[pr.p] = true;
       ++res.matched;
       res.sum_sq_px += pr.d2;
+      const TrackPoint& pt = points[pr.p];
+      if (std::isfinite(pt.sigma_x_nm) && std::isfinite(pt.sigma_y_nm) && pt.sigma_x_nm > 0 &&
+          pt.sigma_y_nm > 0) {
+        const double zx = (pt.x - truth[pr.t].x) * nm_per_pixel / pt.sigma_x_nm;
+        const double zy = (pt.y - truth[pr.t].y) * nm_per_pixel / pt.sigma_y_nm;
+        ++res.bounded;
+        res.sum_sigma_sq_nm += pt.sigma_x_nm * pt.sigma_x_nm + pt.sigma_y_nm * pt.sigma_y_nm;
+        res.sum_z_sq += zx * zx + zy * zy;
+        res.axes_within_95 += (std::fabs(zx) <= 1.96) + (std::fabs(zy) <= 1.96);
+      }
       track_of[Key(f, truth[pr.t].particle)] = points[pr.p].track;
     }
   }

@@ -21,6 +21,8 @@ struct TrackPoint {
   int32_t track = 0;
   int32_t frame = 0;
   double x = 0, y = 0;  // pixels, x = column
+  // The reported bound of each centre (nm); NaN where the table has none.
+  double sigma_x_nm = NAN, sigma_y_nm = NAN;
 };
 
 struct TruthPoint {
@@ -33,7 +35,7 @@ struct TruthPoint {
 };
 
 // Tab-separated tables with a header line naming the columns (track, frame,
-// x_px, y_px; and frame, particle, x, y, photons, with population and D_um2_s
+// x_px, y_px, with sigma_x_nm and sigma_y_nm read when present; and frame, particle, x, y, photons, with population and D_um2_s
 // read when present). False with `error` set on
 // a missing column or a line that is not numbers.
 bool ParseTrackTable(LineSource& lines, std::vector<TrackPoint>& out, std::string& error);
@@ -48,16 +50,31 @@ struct EvalResult {
   double sum_sq_px = 0;  // sum of dx^2 + dy^2 over matched points (pixels^2)
   int64_t true_links = 0;
   int64_t reproduced_links = 0;
+  // Matched points with a finite reported bound on both axes: the bounds'
+  // mean square, the errors' mean square in units of their own bound, and
+  // the axes whose error lies within 1.96 bounds (95 % for honest bounds).
+  int64_t bounded = 0;
+  double sum_sigma_sq_nm = 0;  // sigma_x^2 + sigma_y^2
+  double sum_z_sq = 0;         // (dx / sigma_x)^2 + (dy / sigma_y)^2
+  int64_t axes_within_95 = 0;
 
   double Recall() const { return truth_points ? double(matched) / truth_points : 0; }
   double Precision() const { return track_points ? double(matched) / track_points : 0; }
   // Root mean square error per axis (pixels): sqrt(sum / (2 x matched)).
   double RmsePerAxisPx() const;
   double LinkFraction() const { return true_links ? double(reproduced_links) / true_links : 0; }
+  // Root mean square of the reported bounds per axis (nm), the root mean
+  // square of error over bound (1 when the bounds are honest), and the
+  // fraction of axes within 1.96 bounds. NaN without bounded points.
+  double BoundPerAxisNm() const;
+  double ErrorOverBound() const;
+  double Within95() const;
 };
 
+// `nm_per_pixel` turns the pixel errors into the bounds' unit.
 EvalResult EvaluateTracks(const std::vector<TrackPoint>& points,
-                          const std::vector<TruthPoint>& truth, double match_radius_px = 1.0);
+                          const std::vector<TruthPoint>& truth, double match_radius_px = 1.0,
+                          double nm_per_pixel = 100.0);
 
 // Limit of the per-axis localisation error (nm) of a maximum-likelihood fit of
 // a pixelated Gaussian on a flat background, without excess noise:

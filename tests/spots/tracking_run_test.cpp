@@ -174,6 +174,27 @@ TEST(TrackEval, MatchingIsOneToOneAndLinksNeedOneTrack) {
   std::vector<TrackPoint> parsed;
   EXPECT_FALSE(ParseTrackTable("track\tframe\tx_px\n1\t2\t3\n", parsed, error));
   EXPECT_FALSE(ParseTrackTable("track\tframe\tx_px\ty_px\n1\t2\tx\t4\n", parsed, error));
+  EXPECT_TRUE(std::isnan(r.ErrorOverBound()));  // a table without bounds
+
+  // The bounds: "nan" where a point has none; errors over bound at 100 nm a
+  // pixel are 1 (x) and 3 (y) for one point, 0.5 and 0.5 for the other.
+  ASSERT_TRUE(ParseTrackTable("track\tframe\tx_px\ty_px\tsigma_x_nm\tsigma_y_nm\n"
+                              "7\t0\t10.1\t10\t10\tnan\n"
+                              "7\t1\t11.1\t10.3\t10\t10\n"
+                              "7\t2\t12.1\t10.1\t20\t20\n",
+                              parsed, error))
+      << error;
+  ASSERT_EQ(parsed.size(), 3u);
+  EXPECT_TRUE(std::isnan(parsed[0].sigma_y_nm));
+  const EvalResult b = EvaluateTracks(parsed, truth, 1.0, 100.0);
+  EXPECT_EQ(b.matched, 3);
+  EXPECT_EQ(b.bounded, 2);
+  EXPECT_NEAR(b.BoundPerAxisNm(), std::sqrt((100 + 100 + 400 + 400) / 4.0), 1e-9);
+  EXPECT_NEAR(b.ErrorOverBound(), std::sqrt((1 + 9 + 0.25 + 0.25) / 4.0), 1e-9);
+  EXPECT_DOUBLE_EQ(b.Within95(), 0.75);
+  // A word where a bound belongs is still an error.
+  EXPECT_FALSE(ParseTrackTable("track\tframe\tx_px\ty_px\tsigma_x_nm\n1\t2\t3\t4\tabc\n",
+                               parsed, error));
 }
 
 TEST_F(TrackingRun, TrackAndEvalCommands) {
