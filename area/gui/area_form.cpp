@@ -87,11 +87,8 @@ TAreaForm::TAreaForm(RecordStore& record, QWidget* parent)
   graph_->Readout.Enabled = true;
   view_->SetGraph(graph_.get());
   setCentralWidget(view_);
-  timer_ = new QTimer(this);
-  timer_->setInterval(0);
-  connect(timer_, &QTimer::timeout, this, [this] {
-    if (own_playback_ && !own_playback_->Step(reporter_)) PlaybackEnded(own_playback_->Completed());
-  });
+  own_playback_ = std::make_unique<WindowPlayback>(nullptr, reporter_,
+                                                   [this](bool completed) { PlaybackEnded(completed); });
   AskText = [this](const QString& title, const QString& prompt, const QString& text) {
     return AskInputBox(this, title, prompt, text);
   };
@@ -110,8 +107,7 @@ TAreaForm::TAreaForm(RecordStore& record, QWidget* parent)
 }
 
 TAreaForm::~TAreaForm() {
-  timer_->stop();
-  if (own_playback_) own_playback_->Finish();
+  own_playback_.reset();
   if (playing_ && host_.stop) {
     playing_ = false;
     host_.stop(true);
@@ -258,27 +254,15 @@ void TAreaForm::CollectClick() {
     }
     return;
   }
-  stop_ = false;
-  own_playback_ = std::make_unique<Playback>(record_, consumers, &stop_);
-  if (!own_playback_->Begin(reporter_)) {
-    PlaybackEnded(false);
-    return;
-  }
-  timer_->start();
+  own_playback_->Start(record_, consumers);
 }
 
 void TAreaForm::FinishPlayback() {
-  while (own_playback_ && playing_)
-    if (!own_playback_->Step(reporter_)) PlaybackEnded(own_playback_->Completed());
+  own_playback_->RunToEnd();
 }
 
 void TAreaForm::PlaybackEnded(bool completed) {
   if (!playing_) return;
-  timer_->stop();
-  if (own_playback_) {
-    own_playback_->Finish();
-    own_playback_.reset();
-  }
   playing_ = false;
   const int32_t seen = progress_ ? progress_->Seen() : 0;
   const int32_t frames = progress_ ? progress_->Frames() : 0;
@@ -296,7 +280,7 @@ void TAreaForm::StopClick() {
   if (host_.stop)
     host_.stop(false);
   else
-    stop_ = true;
+    own_playback_->Stop();
 }
 
 void TAreaForm::RefRegionClick() {

@@ -15,6 +15,7 @@
 #include <optional>
 
 #include "area/area_session.h"
+#include "record/gui/window_playback.h"
 #include "record/playback.h"
 #include "record/record_store.h"
 
@@ -140,9 +141,8 @@ class TAreaForm final : public QMainWindow {
   AreaHost host_;
   std::optional<Region> reference_;
   std::unique_ptr<Progress> progress_;
-  std::unique_ptr<Playback> own_playback_;
-  std::atomic<bool> stop_{false};
-  QTimer* timer_ = nullptr;
+  // The window's own playback, without a host.
+  std::unique_ptr<WindowPlayback> own_playback_;
   bool playing_ = false;
   QLabel* status_ = nullptr;
   QLabel* progress_label_ = nullptr;

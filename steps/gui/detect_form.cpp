@@ -183,9 +183,8 @@ TDetectForm::TDetectForm(RecordStore& record, QWidget* parent)
   layout->addWidget(rows, 1);
   setCentralWidget(central);
 
-  timer_ = new QTimer(this);
-  timer_->setInterval(0);
-  connect(timer_, &QTimer::timeout, this, &TDetectForm::OwnTick);
+  own_playback_ = std::make_unique<WindowPlayback>(nullptr, reporter_,
+                                                   [this](bool completed) { EndPass(completed); });
   AskText = [this](const QString& title, const QString& prompt,
                    const QString& text) -> std::optional<QString> {
     bool ok = false;
@@ -214,8 +213,7 @@ TDetectForm::TDetectForm(RecordStore& record, QWidget* parent)
 }
 
 TDetectForm::~TDetectForm() {
-  timer_->stop();
-  if (own_playback_) own_playback_->Finish();
+  own_playback_.reset();
   // The host's playback holds our passes: it must end before they go.
   if (pass_ != Pass::kNone && host_.stop) {
     pass_ = Pass::kNone;
@@ -409,21 +407,11 @@ void TDetectForm::StartPass(Pass pass, FrameConsumer* consumer) {
     }
     return;
   }
-  stop_ = false;
-  own_playback_ = std::make_unique<Playback>(record_, consumers, &stop_);
-  if (!own_playback_->Begin(reporter_)) {
-    EndPass(false);
-    return;
-  }
-  timer_->start();
-}
-
-void TDetectForm::OwnTick() {
-  if (own_playback_ && !own_playback_->Step(reporter_)) EndPass(own_playback_->Completed());
+  own_playback_->Start(record_, consumers);
 }
 
 void TDetectForm::FinishPlayback() {
-  while (own_playback_) OwnTick();
+  own_playback_->RunToEnd();
 }
 
 void TDetectForm::PlaybackEnded(bool completed) {
@@ -431,11 +419,6 @@ void TDetectForm::PlaybackEnded(bool completed) {
 }
 
 void TDetectForm::EndPass(bool completed) {
-  timer_->stop();
-  if (own_playback_) {
-    own_playback_->Finish();
-    own_playback_.reset();
-  }
   const Pass pass = pass_;
   pass_ = Pass::kNone;
   if (pass == Pass::kNone) return;
@@ -530,7 +513,7 @@ void TDetectForm::StopClick() {
   if (host_.stop)
     host_.stop(false);
   else
-    stop_ = true;
+    own_playback_->Stop();
 }
 
 void TDetectForm::AnalyseSpotAt(int32_t x, int32_t y) {

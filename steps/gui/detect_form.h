@@ -21,6 +21,7 @@
 #include <optional>
 #include <vector>
 
+#include "record/gui/window_playback.h"
 #include "record/playback.h"
 #include "record/record_store.h"
 #include "steps/step_analysis.h"
@@ -172,7 +173,6 @@ class TDetectForm final : public QMainWindow {
   void UpdateEnabled();
   bool DropUnsaved();
   void StartPass(Pass pass, FrameConsumer* consumer);
-  void OwnTick();
   void EndPass(bool completed);
   void AfterDetect();
   void AfterCollect();
@@ -196,9 +196,7 @@ class TDetectForm final : public QMainWindow {
   Pass pass_ = Pass::kNone;
   std::unique_ptr<Progress> progress_;
   // The window's own playback, without a host.
-  std::unique_ptr<Playback> own_playback_;
-  std::atomic<bool> stop_{false};
-  QTimer* timer_ = nullptr;
+  std::unique_ptr<WindowPlayback> own_playback_;
   bool unsaved_ = false;
   bool last_pass_finished_ = false;
   bool tested_ = false;  // the traces have been scored (the table and histograms follow the test)
