@@ -54,12 +54,13 @@ void PutPlot(const AreaPlot& plot, AxisScaling scaling, std::vector<float>& matr
         }
       }
       if (lo > hi) continue;
-      if (scaling == AxisScaling::kFromZero) lo = std::min(lo, 0.0);
+      const bool from_zero =
+          scaling == AxisScaling::kFromZero && !plot.y_over_data[static_cast<size_t>(axis)];
+      if (from_zero) lo = std::min(lo, 0.0);
       GraphAxis& a = axis == 0 ? model.Y0 : model.Y1;
       FitAxis(a, lo, hi, pad, 6);
       // Starts on a whole tick too (FitAxis already ends on the last one).
-      a.First = scaling == AxisScaling::kFromZero && lo >= 0 ? 0.0
-                                                             : std::floor(a.First / a.Tick) * a.Tick;
+      a.First = from_zero && lo >= 0 ? 0.0 : std::floor(a.First / a.Tick) * a.Tick;
     }
   }
   if (plot.fixed_y0) {

@@ -29,6 +29,9 @@ struct AreaPlot {
   std::array<std::string, kNoteLines> notes;
   // FitRecovery fixes the left axis: 90 to 200, ticks of 10.
   std::optional<GraphAxis> fixed_y0;
+  // Absolute positions (left, right axis): the axis spans the data even where
+  // the others start from 0, or a path far from the corner shrinks to a line.
+  std::array<bool, 2> y_over_data{false, false};
 };
 
 enum class AxisScaling {

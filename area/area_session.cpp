@@ -461,6 +461,7 @@ AreaPlot AreaSession::Plot() const {
       p.title_y0 = std::string(kPositionAxis);
       p.curves.push_back(Data("X", positions(t.x_nm), kBlue));
       p.curves.push_back(Data("Y", positions(t.y_nm), kRed));
+      p.y_over_data[0] = abs_vals_;
       break;
     case AreaView::kIntXY:
       p.title_y0 = intensity_title;
@@ -468,6 +469,7 @@ AreaPlot AreaSession::Plot() const {
       p.curves.push_back(Data("Intensity", Intensity(), kBlue));
       p.curves.push_back(Data("X", positions(t.x_nm), kGreen, true));
       p.curves.push_back(Data("Y", positions(t.y_nm), kRed, true));
+      p.y_over_data[1] = abs_vals_;
       break;
     case AreaView::kSpotInt:
       p.title_y0 = std::string(kSpotsAxis);
@@ -483,6 +485,7 @@ AreaPlot AreaSession::Plot() const {
       for (float& v : p.x)
         if (!std::isfinite(v)) v = 0;
       p.curves.push_back(Data("Path", positions(t.y_nm), kBlue));
+      p.y_over_data[0] = abs_vals_;
       break;
     case AreaView::kRmsd: {
       p.title_y0 = std::string(kSquaredDispAxis);
@@ -512,6 +515,7 @@ AreaPlot AreaSession::Plot() const {
       p.curves.push_back(Data("Stage X", positions(t.stage_x), kBlue));
       p.curves.push_back(Data("Stage Y", positions(t.stage_y), kRed));
       p.curves.push_back(Data("Focus", positions(t.stage_z), kBlack));
+      p.y_over_data[0] = abs_vals_;
       break;
     case AreaView::kDerivative:
       p.title_y0 = std::string(kDerivativeAxis);

@@ -141,21 +141,16 @@ void AreaCollectPass::EndRecord(const RecordStore&, bool completed) {
 
 AreaTrace TraceFromTrack(const TrackSeries& track, double frame_s) {
   AreaTrace t;
-  double x0 = NAN, y0 = NAN;
   for (int32_t i = 0; i < track.Frames(); ++i) {
     if (!track.Has(static_cast<size_t>(i))) continue;
-    if (std::isnan(x0)) {
-      x0 = track.x_um[static_cast<size_t>(i)];
-      y0 = track.y_um[static_cast<size_t>(i)];
-    }
     t.time.push_back(static_cast<float>((track.first_frame + i) * frame_s));
     const double in = i < static_cast<int32_t>(track.intensity.size())
                           ? track.intensity[static_cast<size_t>(i)]
                           : NAN;
     t.intensity.push_back(static_cast<float>(in));
     t.above.push_back(static_cast<float>(in));
-    t.x_nm.push_back(static_cast<float>((track.x_um[static_cast<size_t>(i)] - x0) * 1000.0));
-    t.y_nm.push_back(static_cast<float>((track.y_um[static_cast<size_t>(i)] - y0) * 1000.0));
+    t.x_nm.push_back(static_cast<float>(track.x_um[static_cast<size_t>(i)] * 1000.0));
+    t.y_nm.push_back(static_cast<float>(track.y_um[static_cast<size_t>(i)] * 1000.0));
   }
   return t;
 }

@@ -71,8 +71,9 @@ class AreaCollectPass final : public FrameConsumer {
   bool completed_ = false;
 };
 
-// The curves of one tracked object: intensity, position (nm, from the
-// track's first point) and time of every frame in which it has a point.
+// The curves of one tracked object: intensity, position (nm from the frame's
+// corner, as a region's centre; Absolute Values off shows them from the first
+// point) and time of every frame in which it has a point.
 // Empty when the track has no point.
 AreaTrace TraceFromTrack(const TrackSeries& track, double frame_s);
 

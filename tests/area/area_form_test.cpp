@@ -113,5 +113,62 @@ TEST(AreaForm, CollectFitSaveAndBeads) {
   EXPECT_TRUE(boxes.empty());
 }
 
+// Collect > Tracked Object: the tracking window's track of the typed number
+// becomes the time course; a wrong number or no tracks at all say why.
+TEST(AreaForm, TrackedObjectTakesTheTypedTrack) {
+  App();
+  CollectingReporter open;
+  auto store = RecordStore::Create(open);
+  ASSERT_TRUE(store->Open(Record(), open));
+  TAreaForm form(*store);
+  std::vector<QString> boxes;
+  form.Messages().show_modal = [&](const QString& t) { boxes.push_back(t); };
+  QString typed = QStringLiteral("2");
+  QString prompt;
+  form.AskText = [&](const QString&, const QString& label, const QString&) {
+    prompt = label;
+    return std::optional<QString>(typed);
+  };
+  TrackSet set;
+  AreaHost host;
+  host.tracks = [&] { return set; };
+  form.SetHost(host);
+
+  form.TrackedObjectClick();
+  ASSERT_EQ(boxes.size(), 1u);
+  EXPECT_EQ(boxes[0], QStringLiteral("The tracking window holds no completed track"));
+
+  set.timing.frame_s = 0.05;
+  for (int id = 0; id < 2; ++id) {
+    TrackSeries t;
+    t.id = id;
+    t.first_frame = 3;
+    for (int k = 0; k < 12; ++k) {
+      t.x_um.push_back(1.0 + 0.01 * k * (id + 1));
+      t.y_um.push_back(2.0);
+      t.intensity.push_back(100.0 + id);
+    }
+    set.tracks.push_back(t);
+  }
+  form.TrackedObjectClick();
+  EXPECT_EQ(prompt, QStringLiteral("Track number (1-2)"));
+  EXPECT_EQ(form.Session().Source(), AreaSource::kTrack);
+  ASSERT_EQ(form.Session().Trace().Points(), 12);
+  EXPECT_FLOAT_EQ(form.Session().Trace().intensity[0], 101.0f);
+  EXPECT_FLOAT_EQ(form.Session().Trace().x_nm[1], 1020.0f) << "nm from the frame's corner";
+  EXPECT_NEAR(form.Session().Trace().time[1] - form.Session().Trace().time[0], 0.05, 1e-6);
+  // A track has positions: the diffusion commands take it.
+  const size_t before = boxes.size();
+  form.MSDver_dTClick();
+  EXPECT_EQ(boxes.size(), before);
+
+  form.Session().MarkSaved();
+  typed = QStringLiteral("3");
+  form.TrackedObjectClick();
+  ASSERT_EQ(boxes.size(), before + 1);
+  EXPECT_EQ(boxes.back(), QStringLiteral("Track number out of range (1-2)"));
+  EXPECT_FLOAT_EQ(form.Session().Trace().intensity[0], 101.0f) << "the time course stays";
+}
+
 }  // namespace
 }  // namespace lumetra

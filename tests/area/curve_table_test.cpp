@@ -57,6 +57,14 @@ TEST(AreaPlot, GapsAxesAndKeptScaling) {
   EXPECT_LE(g.Y1.First, -5.0);
   // Ends on whole ticks.
   EXPECT_EQ(std::fmod(g.Y0.Last, g.Y0.Tick), 0.0);
+  // Positions far from the corner: that axis spans the path, the other still starts at 0.
+  AreaPlot path = p;
+  path.curves[1].y = {11200, 11400, 11300, 11250};
+  path.y_over_data[1] = true;
+  PutPlot(path, AxisScaling::kFromZero, matrix, g);
+  EXPECT_EQ(g.Y0.First, 0.0);
+  EXPECT_GE(g.Y1.First, 11000.0);
+  EXPECT_LE(g.Y1.First, 11200.0);
   // Automatic scaling off: the axes stay as the user set them.
   g.Y0.First = 7;
   g.Y0.Last = 9;
@@ -65,7 +73,7 @@ TEST(AreaPlot, GapsAxesAndKeptScaling) {
   EXPECT_EQ(g.Y0.Last, 9.0);
 }
 
-TEST(AreaTrace, TrackGapsAreLeftOutAndPositionsStartAtZero) {
+TEST(AreaTrace, TrackGapsAreLeftOutAndPositionsAreFromTheCorner) {
   TrackSeries s;
   s.first_frame = 4;
   s.x_um = {1.0, NAN, 1.2};
@@ -75,8 +83,8 @@ TEST(AreaTrace, TrackGapsAreLeftOutAndPositionsStartAtZero) {
   ASSERT_EQ(t.Points(), 2);
   EXPECT_FLOAT_EQ(t.time[0], 2.0f);
   EXPECT_FLOAT_EQ(t.time[1], 3.0f);
-  EXPECT_FLOAT_EQ(t.x_nm[1], 200.0f);
-  EXPECT_FLOAT_EQ(t.y_nm[1], 100.0f);
+  EXPECT_FLOAT_EQ(t.x_nm[1], 1200.0f);
+  EXPECT_FLOAT_EQ(t.y_nm[1], 2100.0f);
   EXPECT_TRUE(t.spots.empty());
   EXPECT_EQ(TraceFromTrack(TrackSeries{}, 0.5).Points(), 0);
 }
