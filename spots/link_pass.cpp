@@ -49,6 +49,8 @@ void CheckJump(TrackRec& t, int32_t f, double limit_um, const TrackingParams& pa
 void RefineFittedPoint(TrackRec& t, const LinkPassFrame& frame, const TrackingParams& params,
                        Counts& n) {
   const int32_t f = frame.f;
+  // A frame the track crosses without a spot stays without a point.
+  if (t.x[f] == 0.0f && t.y[f] == 0.0f && t.intensity[f] == 0.0f) return;
   const int32_t x = std::clamp(static_cast<int32_t>(std::lround(t.x[f])), 0, frame.width - 1);
   const int32_t y = std::clamp(static_cast<int32_t>(std::lround(t.y[f])), 0, frame.height - 1);
   t.intensity[f] = SpotIntensityAnywhere(frame.pixels, frame.width, frame.height, x, y,

@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "common/parallel.h"
+#include "common/text_format.h"
 #include "spots/link_pass.h"
 #include "spots/spots_messages.h"
 
@@ -48,6 +49,11 @@ void DetectPass::StartRecord(const RecordStore& record) {
   intensities_.Clear();
   held_.clear();
   fallbacks_ = 0;
+  link_spots_.assign(link_ && params_.detector == SpotDetectorKind::kDense
+                         ? static_cast<size_t>(store_.Frames())
+                         : 0,
+                     {});
+  kept_.assign(link_spots_.size(), {});
   q_choice_ = {0, {}, 0};
   choosing_q_ = params_.q_auto && params_.detector == SpotDetectorKind::kTemplate &&
                 !params_.track_filaments;
@@ -97,41 +103,76 @@ void DetectPass::DetectFrame(const uint16_t* pixels, int32_t width, int32_t heig
   fallbacks_ += params_.detector == SpotDetectorKind::kDense ? finder_.Fallbacks() : 0;
   intensities_.Add(finder_.Objects());
   if (params_.spot_map) map_.AddFrame(f, finder_.Objects(), {scale_x, scale_y}, reporter_);
-  if (link_) {
+  if (link_ && params_.detector == SpotDetectorKind::kDense) {
+    KeepFittedSpots(f, scale_x, scale_y);
+  } else if (link_) {
     // A record whose frame size changes gets a track map of the new size.
     if (width != linker_.Width() || height != linker_.Height()) linker_.Prepare(width, height);
     linker_.LinkFrame(store_, f, first_, finder_.Objects(), finder_.LabelMap(), params_, reporter_);
     first_ = false;
-    if (params_.detector == SpotDetectorKind::kDense)
-      KeepFittedCentres(f, width, scale_x, scale_y);
   }
   frame_readout_ = finder_.ReadOut(store_.completed_count,
                                    params_.spot_map ? static_cast<int64_t>(map_.Count()) : -1);
   reporter_.Status(frame_readout_);
 }
 
-void DetectPass::KeepFittedCentres(int32_t f, int32_t width, double scale_x, double scale_y) {
-  const std::vector<uint16_t>& labels = finder_.LabelMap();
+void DetectPass::KeepFittedSpots(int32_t f, double scale_x, double scale_y) {
+  if (static_cast<size_t>(f) >= link_spots_.size()) return;
+  const std::vector<SpotRec>& objects = finder_.Objects();
   const std::vector<DenseSpot>& fitted = finder_.Fitted();
-  for (int32_t ti = 0; ti < store_.track_count; ++ti) {
-    if (!store_.HasSeries(ti)) continue;
-    TrackRec& t = store_.Slot(ti);
-    if (t.x[f] == 0.0f && t.y[f] == 0.0f) continue;
-    const size_t at = static_cast<size_t>(t.y[f]) * static_cast<size_t>(width) +
-                      static_cast<size_t>(t.x[f]);
-    if (at >= labels.size() || labels[at] == kNoSpot || labels[at] >= fitted.size()) continue;
-    const DenseSpot& s = fitted[labels[at]];
-    t.x[f] = static_cast<float>(s.x);
-    t.y[f] = static_cast<float>(s.y);
-    t.sigma_x[f] = static_cast<float>(s.sigma_x * scale_x);
-    t.sigma_y[f] = static_cast<float>(s.sigma_y * scale_y);
+  std::vector<LinkSpot>& spots = link_spots_[static_cast<size_t>(f)];
+  std::vector<KeptSpot>& kept = kept_[static_cast<size_t>(f)];
+  spots.clear();
+  kept.clear();
+  for (size_t i = 0; i < objects.size() && i < fitted.size(); ++i) {
+    spots.push_back({static_cast<float>(fitted[i].x), static_cast<float>(fitted[i].y)});
+    kept.push_back({objects[i].intensity, static_cast<float>(fitted[i].sigma_x * scale_x),
+                    static_cast<float>(fitted[i].sigma_y * scale_y)});
   }
+}
+
+void DetectPass::LinkKeptSpots() {
+  const std::vector<LinkedTrack> tracks =
+      LinkGlobally(link_spots_, {params_.max_radius, params_.min_track});
+  int32_t slot = 0;
+  for (const LinkedTrack& lt : tracks) {
+    if (slot == kMaxTracks) {
+      store_.truncated += static_cast<int32_t>(tracks.size()) - slot;
+      reporter_.Warning(kTooManySpots);
+      break;
+    }
+    TrackRec& t = store_.Use(slot);
+    for (size_t k = 0; k < lt.spot.size(); ++k) {
+      if (lt.spot[k] < 0) continue;  // a frame the track crosses without a spot
+      const size_t f = static_cast<size_t>(lt.first_frame) + k;
+      const LinkSpot& s = link_spots_[f][static_cast<size_t>(lt.spot[k])];
+      const KeptSpot& kept = kept_[f][static_cast<size_t>(lt.spot[k])];
+      // 0.0 everywhere marks a frame without a point: a real point never reads so.
+      t.x[f] = s.x == 0.0f && s.y == 0.0f ? 1e-6f : s.x;
+      t.y[f] = s.y;
+      t.intensity[f] = kept.intensity;
+      t.sigma_x[f] = kept.sigma_x_nm;
+      t.sigma_y[f] = kept.sigma_y_nm;
+    }
+    const size_t first = static_cast<size_t>(lt.first_frame);
+    t.first_frame = lt.first_frame;
+    t.point_count = lt.LastFrame() - lt.first_frame;
+    t.completed = 1;
+    t.X = TruncToInt(t.x[first]);
+    t.Y = TruncToInt(t.y[first]);
+    t.start_intensity = t.intensity[first];
+    ++store_.completed_count;
+    ++slot;
+  }
+  store_.track_count = slot;
 }
 
 void DetectPass::EndRecord(const RecordStore&, bool) {
   // A record shorter than the frames measured for Q, or one stopped early.
   if (choosing_q_) ChooseQAndFlush();
-  if (link_) {
+  if (link_ && params_.detector == SpotDetectorKind::kDense) {
+    LinkKeptSpots();
+  } else if (link_) {
     if (params_.resolve_close) linker_.FinishShares(store_);
     TrackLinker::FinishRecord(store_, params_);
   }

@@ -12,6 +12,7 @@
 #include "common/report.h"
 #include "record/playback.h"
 #include "spots/auto_q.h"
+#include "spots/global_linker.h"
 #include "spots/link_pass.h"
 #include "spots/spot_finder.h"
 #include "spots/spot_params.h"
@@ -66,9 +67,10 @@ class DetectPass final : public FrameConsumer {
                    double scale_y, int32_t f);
   // "Q: automatic": Q from the frames held, then their detection in order.
   void ChooseQAndFlush();
-  // Dense detector: the fitted centres (pixels) and their bounds (nm) of the
-  // spots linked in frame f, in place of the whole pixels the linker wrote.
-  void KeepFittedCentres(int32_t f, int32_t width, double scale_x, double scale_y);
+  // Dense detector: the fitted spots of frame f, kept for linking at the end.
+  void KeepFittedSpots(int32_t f, double scale_x, double scale_y);
+  // Dense detector: the kept spots linked over the whole record, into the store.
+  void LinkKeptSpots();
 
   TrackStore& store_;
   TrackingParams params_;
@@ -87,6 +89,12 @@ class DetectPass final : public FrameConsumer {
   std::vector<HeldFrame> held_;
   AutoQChoice q_choice_{0, {}, 0};
   int64_t fallbacks_ = 0;
+  // Dense detector: per frame, the spots as linked and what the store keeps of them.
+  struct KeptSpot {
+    float intensity, sigma_x_nm, sigma_y_nm;
+  };
+  std::vector<std::vector<LinkSpot>> link_spots_;
+  std::vector<std::vector<KeptSpot>> kept_;
 };
 
 class LinkTracksPass final : public FrameConsumer {
