@@ -18,6 +18,7 @@
 #include "record/record_store.h"
 #include "spots/spot_finder.h"
 #include "spots/track_linker.h"
+#include "spots/global_linker.h"
 #include "spots/tracking_passes.h"
 
 namespace lumetra::cli {
@@ -127,17 +128,26 @@ int BenchTrack(const std::string& path, int repeats, bool resolve_close, bool de
     SpotFinder finder(workers);
     TrackLinker linker;
     auto tracks = std::make_unique<TrackStore>();
+    // The dense detector's spots are linked over the whole record at the end.
+    std::vector<std::vector<LinkSpot>> spots;
     return per_second([&] {
       finder.Prepare(w, h);
       linker.Prepare(w, h);
       tracks->Reset(held);
+      spots.assign(static_cast<size_t>(held), {});
       for (int32_t f = 0; f < held; ++f) {
         finder.DetectFrame(frames.data() + pixels * f, w, h, scale, params, quiet);
-        if (link)
+        if (link && dense) {
+          for (const DenseSpot& d : finder.Fitted())
+            spots[static_cast<size_t>(f)].push_back({static_cast<float>(d.x), static_cast<float>(d.y)});
+        } else if (link) {
           linker.LinkFrame(*tracks, f, f == 0, finder.Objects(), finder.LabelMap(), params, quiet);
+        }
       }
-      if (link && params.resolve_close) linker.FinishShares(*tracks);
-      if (link) TrackLinker::FinishRecord(*tracks, params);
+      if (link && dense) sink += static_cast<int64_t>(
+                             LinkGlobally(spots, {params.max_radius, params.min_track}).size());
+      if (link && !dense && params.resolve_close) linker.FinishShares(*tracks);
+      if (link && !dense) TrackLinker::FinishRecord(*tracks, params);
     });
   };
   const double det1 = detect_fps(1, false);

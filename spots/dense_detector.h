@@ -34,6 +34,9 @@ struct DenseRules {
   double threshold_sigmas = 3.8;  // candidate: band-passed value above this many noise sd
   double add_sigmas = 5.0;        // a 3 x 3 residual this far above the noise proposes a spot...
   double min_gain = 10.0;         // ...kept when the log-likelihood rises by more than this
+  // A fitted spot whose 5 x 5 pixels misfit (Pearson's chi-square) by more than
+  // this many sd of its expected spread is tried as two (kept on min_gain).
+  double split_sigmas = 4.0;
 };
 
 class DenseDetector {

@@ -209,4 +209,23 @@ bool EmitterFitter::ResidualPeak(const FitPatch& p, double sx, double sy, const 
   return found;
 }
 
+double EmitterFitter::LocalMisfit(const FitPatch& p, double sx, double sy, const EmitterModel& m,
+                                  int j, int& pixels) {
+  Fractions(p, sx, sy, m);
+  const Emitter& e = m.e[static_cast<size_t>(j)];
+  const int c0 = static_cast<int>(std::lround(e.x)), r0 = static_cast<int>(std::lround(e.y));
+  double chi2 = 0;
+  pixels = 0;
+  for (int r = std::max(r0 - 2, 0); r <= std::min(r0 + 2, p.height - 1); ++r)
+    for (int c = std::max(c0 - 2, 0); c <= std::min(c0 + 2, p.width - 1); ++c) {
+      const int i = r * p.width + c;
+      if (p.use && !p.use[i]) continue;
+      const double mu = std::max(Mu(m, r, c), 1.0);
+      const double d = p.counts[i] - mu;
+      chi2 += d * d / mu;
+      ++pixels;
+    }
+  return chi2;
+}
+
 }  // namespace lumetra

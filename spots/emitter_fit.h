@@ -54,6 +54,10 @@ class EmitterFitter {
   // photons a spot there would need. Pixels of the block must all be in use.
   bool ResidualPeak(const FitPatch& patch, double sx, double sy, const EmitterModel& m,
                     double min_sigmas, Emitter& peak);
+  // Pearson's chi-square of the pixels in use within 2 pixels of emitter j
+  // (about their count when the model holds), and that count in `pixels`.
+  double LocalMisfit(const FitPatch& patch, double sx, double sy, const EmitterModel& m, int j,
+                     int& pixels);
 
  private:
   void Fractions(const FitPatch& patch, double sx, double sy, const EmitterModel& m);

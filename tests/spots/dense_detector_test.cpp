@@ -3,6 +3,7 @@
 // the same bits on one thread and two, and whole runs through the passes.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <chrono>
 #include <cmath>
 #include <cstdint>
@@ -66,6 +67,24 @@ TEST(DenseDetector, FindsAndPlacesSpotsAndSplitsClosePairs) {
     EXPECT_LT(s->sigma_x, 0.2);
   }
   EXPECT_GT(d.Noise(), 0.5);
+
+  // Two particles passing 1.3 pixels apart make one maximum: the misfit of a
+  // single spot there has it tried, and kept, as two. A lone spot stays one.
+  for (uint64_t seed = 1; seed <= 5; ++seed) {
+    SCOPED_TRACE(seed);
+    const std::vector<TestSpot> pair = {{30.0, 30.0, 400}, {30.9, 30.95, 400}, {70.2, 60.7, 800}};
+    const auto frame = MakeFrame(100, 100, 100, pair, kSigma, seed);
+    d.Detect(frame.data(), 100, 100, kSigma);
+    // (The noise threshold lets a faint false spot through now and then.)
+    EXPECT_EQ(std::count_if(d.Spots().begin(), d.Spots().end(),
+                            [](const DenseSpot& s) { return s.photons > 500; }),
+              3);
+    for (const TestSpot& t : pair) {
+      double d2;
+      ASSERT_NE(Nearest(d, t.x, t.y, d2), nullptr);
+      EXPECT_LT(std::sqrt(d2), 0.35) << t.x;
+    }
+  }
 }
 
 TEST(DenseDetector, HostileFramesGiveFewSpotsAndEnd) {
