@@ -121,7 +121,7 @@ int RunTrack(const std::vector<std::string>& args) {
   xki.parameter = prm.ScaleX;
   if (!WriteXkiFile(p.Value("out"), *store, xki, reporter)) return 1;
   // The table keeps the Q the template detector used (the automatic one's choice too).
-  const double q = params.detector == SpotDetectorKind::kDense ? NAN : detect.QUsed();
+  const double q = detect.TableQ();
   if (p.Has("tsv") &&
       !WriteTextFile(p.Value("tsv"), TidyTracksText(*store, prm.ScaleX, prm.ScaleY, q),
                      kFileWritingError, reporter))

@@ -104,11 +104,63 @@ AutoQChoice ChooseQ(const NoiseLevel& level, double fwhm_nm, double nm_per_pixel
   return choice;
 }
 
+double TemplateFinds(const NoiseLevel& level, double counts, double fwhm_nm, double nm_per_pixel,
+                     int32_t q, int workers) {
+  constexpr int32_t kGrid = 12, kStep = 40, kFrames = 2;
+  const SpotTemplate tmpl = MakeSpotTemplate(fwhm_nm, nm_per_pixel);
+  const double sigma = fwhm_nm / (2.3548 * nm_per_pixel);
+  SpotDetector detector(workers);
+  CollectingReporter quiet;
+  std::vector<uint16_t> frame(static_cast<size_t>(kNoiseSide) * kNoiseSide);
+  std::vector<double> mean(frame.size());
+  int32_t found = 0, total = 0;
+  for (int i = 0; i < kFrames; ++i) {
+    Rng rng(kNoiseSeed + 1, static_cast<uint64_t>(i));
+    std::fill(mean.begin(), mean.end(), 0.0);
+    std::vector<std::pair<double, double>> at;
+    for (int32_t gy = 0; gy < kGrid; ++gy)
+      for (int32_t gx = 0; gx < kGrid; ++gx) {
+        const double cx = 30 + gx * kStep + rng.Uniform(), cy = 30 + gy * kStep + rng.Uniform();
+        at.push_back({cx, cy});
+        // Pixel-integrated: the share of the spot in each pixel of a 15 x 15 block.
+        for (int32_t y = static_cast<int32_t>(cy) - 7; y <= static_cast<int32_t>(cy) + 7; ++y)
+          for (int32_t x = static_cast<int32_t>(cx) - 7; x <= static_cast<int32_t>(cx) + 7; ++x) {
+            auto share = [&](double c, int32_t p) {
+              const double k = 1.0 / (std::sqrt(2.0) * sigma);
+              return 0.5 * (std::erf((p + 0.5 - c) * k) - std::erf((p - 0.5 - c) * k));
+            };
+            mean[static_cast<size_t>(y) * kNoiseSide + static_cast<size_t>(x)] +=
+                counts * share(cx, x) * share(cy, y);
+          }
+      }
+    for (size_t p = 0; p < frame.size(); ++p)
+      frame[p] = static_cast<uint16_t>(std::clamp(
+          std::lround(level.background + mean[p] +
+                      std::sqrt(level.noise * level.noise + mean[p]) * rng.Normal()),
+          0L, 65535L));
+    detector.Detect(frame.data(), kNoiseSide, 0, kNoiseSide, 0, kNoiseSide, tmpl, q, quiet);
+    for (const auto& [cx, cy] : at) {
+      ++total;
+      for (const Candidate& c : detector.Candidates())
+        if (c.Q >= static_cast<float>(q) && std::fabs(c.X - cx) <= 1.5 && std::fabs(c.Y - cy) <= 1.5) {
+          ++found;
+          break;
+        }
+    }
+  }
+  return total > 0 ? static_cast<double>(found) / total : 0.0;
+}
+
 std::string AutoQReadOut(const AutoQChoice& c) {
-  char text[200];
-  std::snprintf(text, sizeof text, "%.*s%d (background %.1f counts, noise %.2f counts, %.2f false spots per 512 x 512 frame)",
-                static_cast<int>(kAutoQChose.size()), kAutoQChose.data(), c.q, c.level.background,
-                c.level.noise, c.false_per_frame);
+  char text[320];
+  int n = std::snprintf(text, sizeof text, "%.*s%d (background %.1f counts, noise %.2f counts, %.2f false spots per 512 x 512 frame)",
+                        static_cast<int>(kAutoQChose.size()), kAutoQChose.data(), c.q,
+                        c.level.background, c.level.noise, c.false_per_frame);
+  if (c.dense && n > 0 && static_cast<size_t>(n) < sizeof text)
+    std::snprintf(text + n, sizeof text - static_cast<size_t>(n),
+                  "; spots of about %.0f counts, of which the template finds %.0f %% at Q=%d: %.*s",
+                  c.spot_counts, 100.0 * c.template_finds, c.q,
+                  static_cast<int>(kAutoQDenseUsed.size()), kAutoQDenseUsed.data());
   return text;
 }
 

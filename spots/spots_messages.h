@@ -39,6 +39,7 @@ inline constexpr std::string_view kMinDistanceTitle = "Min. Distance (um)";
 inline constexpr std::string_view kDenseDetectionCaption = "Dense Field Detection";
 inline constexpr std::string_view kQAutomaticCaption = "Q: automatic";
 inline constexpr std::string_view kAutoQChose = "Q: automatic, chose Q=";
+inline constexpr std::string_view kAutoQDenseUsed = "Dense Field Detection used";
 // End of the Detect read-out with the dense detector: ", 3 fits fell back to the centroid".
 inline constexpr std::string_view kFallbacksOpen = ", ";
 inline constexpr std::string_view kFallbacksPart = " fits fell back to the centroid";

@@ -36,6 +36,7 @@ void TrackStore::Reset(int32_t frames) {
   track_count = completed_count = new_track_count = 0;
   too_bright = too_big_radius = truncated = 0;
   refined = false;
+  dense = false;
   refine_from = 0;
   refine_to = -1;
   unsaved = false;

@@ -55,6 +55,9 @@ class TrackStore {
   int32_t truncated = 0;
   // True once the second pass has turned the positions into um.
   bool refined = false;
+  // The tracks hold the dense detector's fitted centres (it may have been
+  // chosen by "Q: automatic"): the second pass measures them, it does not refit.
+  bool dense = false;
   // Frames the second pass has refined so far (it plays them in order):
   // while it runs, X and Y inside this range are um, outside it whole pixels.
   int32_t refine_from = 0, refine_to = -1;

@@ -29,9 +29,12 @@ DetectPass::DetectPass(TrackStore& store, const TrackingParams& params, Reporter
       workers_(workers) {
   // The dense detector splits close spots itself.
   if (params_.detector == SpotDetectorKind::kDense) params_.resolve_close = false;
+  asked_ = params_;
 }
 
 void DetectPass::StartRecord(const RecordStore& record) {
+  // A record before may have had its detector chosen by "Q: automatic".
+  params_ = asked_;
   if (record.FrameCount() > kMaxTrackFrames) reporter_.Modal(kTooManyFrames);
   store_.Reset(record.FrameCount());
   store_.unsaved = link_;
@@ -54,6 +57,7 @@ void DetectPass::StartRecord(const RecordStore& record) {
                          : 0,
                      {});
   kept_.assign(link_spots_.size(), {});
+  store_.dense = !link_spots_.empty();
   q_choice_ = {0, {}, 0};
   choosing_q_ = params_.q_auto && params_.detector == SpotDetectorKind::kTemplate &&
                 !params_.track_filaments;
@@ -88,9 +92,37 @@ void DetectPass::ChooseQAndFlush() {
   q_choice_ = ChooseQ(MeasureNoise(frames, held_[0].width, held_[0].height), params_.fwhm_nm,
                       held_[0].scale_x, workers_);
   params_.q_threshold = q_choice_.q;
+  JudgeTemplate();
   for (const HeldFrame& h : held_)
     DetectFrame(h.pixels.data(), h.width, h.height, h.scale_x, h.scale_y, h.f);
   held_.clear();
+}
+
+// Spots the template would miss too often at the chosen Q (a dim record):
+// the dense detector takes over for the whole record, and says so.
+void DetectPass::JudgeTemplate() {
+  DenseDetector dense(workers_);
+  std::vector<double> counts;
+  for (const HeldFrame& h : held_) {
+    if (h.width != held_[0].width || h.height != held_[0].height) continue;
+    dense.Detect(h.pixels.data(), h.width, h.height, params_.fwhm_nm / (h.scale_x * 2.355));
+    for (const DenseSpot& s : dense.Spots())
+      if (s.fitted && s.photons > 0) counts.push_back(s.photons);
+  }
+  if (counts.size() < static_cast<size_t>(kAutoQMinSpots)) return;
+  std::nth_element(counts.begin(), counts.begin() + static_cast<std::ptrdiff_t>(counts.size() / 2),
+                   counts.end());
+  q_choice_.spot_counts = counts[counts.size() / 2];
+  q_choice_.template_finds = TemplateFinds(q_choice_.level, q_choice_.spot_counts, params_.fwhm_nm,
+                                           held_[0].scale_x, q_choice_.q, workers_);
+  if (q_choice_.template_finds >= kAutoQMinFound) return;
+  q_choice_.dense = true;
+  params_.detector = SpotDetectorKind::kDense;
+  params_.resolve_close = false;
+  if (!link_) return;
+  link_spots_.assign(static_cast<size_t>(store_.Frames()), {});
+  kept_.assign(link_spots_.size(), {});
+  store_.dense = true;
 }
 
 void DetectPass::DetectFrame(const uint16_t* pixels, int32_t width, int32_t height,
@@ -193,6 +225,12 @@ LinkTracksPass::LinkTracksPass(TrackStore& store, const TrackingParams& params, 
 }
 
 void LinkTracksPass::StartRecord(const RecordStore&) {
+  // Tracks of fitted centres, whichever detector was asked for ("Q: automatic"
+  // may have handed the record to the dense detector).
+  if (store_.dense) {
+    params_.detector = SpotDetectorKind::kDense;
+    params_.resolve_close = false;
+  }
   // The positions of a refined store are already in um: a second run would
   // read them as pixels.
   active_ = !store_.refined;

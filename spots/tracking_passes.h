@@ -4,6 +4,7 @@
 // end) and Link Tracks (the second pass over the completed tracks).
 #pragma once
 
+#include <cmath>
 #include <cstdint>
 #include <memory>
 #include <string>
@@ -53,6 +54,12 @@ class DetectPass final : public FrameConsumer {
   // With "Q: automatic", the choice once made (q 0 before), and the Q used.
   const AutoQChoice& QChoice() const { return q_choice_; }
   int32_t QUsed() const { return params_.q_threshold; }
+  // The detector that ran (the dense one when "Q: automatic" chose it).
+  SpotDetectorKind DetectorUsed() const { return params_.detector; }
+  // The track table's q: the template's Q, NaN for the dense detector.
+  double TableQ() const {
+    return params_.detector == SpotDetectorKind::kDense ? NAN : params_.q_threshold;
+  }
   // Dense detector: fits of the pass that fell back to the centroid.
   int64_t Fallbacks() const { return fallbacks_; }
 
@@ -67,6 +74,7 @@ class DetectPass final : public FrameConsumer {
                    double scale_y, int32_t f);
   // "Q: automatic": Q from the frames held, then their detection in order.
   void ChooseQAndFlush();
+  void JudgeTemplate();
   // Dense detector: the fitted spots of frame f, kept for linking at the end.
   void KeepFittedSpots(int32_t f, double scale_x, double scale_y);
   // Dense detector: the kept spots linked over the whole record, into the store.
@@ -74,6 +82,7 @@ class DetectPass final : public FrameConsumer {
 
   TrackStore& store_;
   TrackingParams params_;
+  TrackingParams asked_;  // as given; params_ may change with "Q: automatic"
   Reporter& reporter_;
   SpotFinder finder_;
   TrackLinker linker_;

@@ -159,6 +159,14 @@ TEST(AutoQ, NoiseIsMeasuredAndQFollowsTheFalseSpots) {
   EXPECT_NE(AutoQReadOut(c).find("Q: automatic, chose Q="), std::string::npos);
   // A frame with no noise at all needs no more than the lowest Q.
   EXPECT_EQ(ChooseQ({0, 0}, 250, 100, 1).q, 2);
+  // The template's share of spots grows with their brightness; bright ones are all found.
+  const NoiseLevel level{100, 10};
+  const double dim = TemplateFinds(level, 150, 250, 100, 3, 1);
+  const double mid = TemplateFinds(level, 300, 250, 100, 3, 1);
+  EXPECT_LT(dim, mid);
+  EXPECT_LT(mid, kAutoQMinFound);
+  EXPECT_GE(TemplateFinds(level, 2000, 250, 100, 3, 1), 0.99);
+  EXPECT_EQ(TemplateFinds(level, 300, 250, 100, 3, 2), mid) << "the same on two threads";
 }
 
 class DenseRun : public ::testing::Test {
@@ -196,7 +204,7 @@ class DenseRun : public ::testing::Test {
     LinkTracksPass link(*tracks_, params, rep, workers);
     Playback(*record, {&link}).Run(rep);
     if (kept) *kept = detect_.get();
-    return TidyTracksText(*tracks_, 100, 100, detect_->QUsed());
+    return TidyTracksText(*tracks_, 100, 100, detect_->TableQ());
   }
 
   fs::path dir_;
@@ -253,11 +261,36 @@ TEST_F(DenseRun, AutomaticQChoosesFromTheFirstFramesAndTracksAsThatQDoes) {
   ASSERT_GE(chosen, 2);
   EXPECT_EQ(pass->QUsed(), chosen);
   EXPECT_NE(pass->EndReadOut().find(AutoQReadOut(pass->QChoice())), std::string::npos);
+  EXPECT_EQ(pass->DetectorUsed(), SpotDetectorKind::kTemplate) << pass->EndReadOut();
+  EXPECT_FALSE(tracks_->dense);
   // Holding the first frames back changes nothing: the same tracks as that Q given.
   TrackingParams fixed;
   fixed.q_threshold = chosen;
   CollectingReporter rep2;
   EXPECT_TRUE(automatic == Track(path, fixed, 1, rep2));
+}
+
+// Spots too faint for the template at any Q that keeps false spots rare: the
+// automatic choice hands the record to the dense detector, says so, and the
+// tracks are those of Dense Field Detection chosen by hand.
+TEST_F(DenseRun, AutomaticQHandsDimSpotsToTheDenseDetector) {
+  const std::string path = Simulate(15, 300, 0.1);
+  TrackingParams params;
+  params.q_auto = true;
+  CollectingReporter rep;
+  DetectPass* pass = nullptr;
+  const std::string automatic = Track(path, params, 1, rep, &pass);
+  EXPECT_EQ(pass->DetectorUsed(), SpotDetectorKind::kDense);
+  EXPECT_TRUE(pass->QChoice().dense);
+  EXPECT_LT(pass->QChoice().template_finds, kAutoQMinFound);
+  EXPECT_NEAR(pass->QChoice().spot_counts, 300, 60);
+  EXPECT_NE(pass->EndReadOut().find("Dense Field Detection used"), std::string::npos)
+      << pass->EndReadOut();
+  EXPECT_TRUE(tracks_->dense);
+  TrackingParams dense;
+  dense.detector = SpotDetectorKind::kDense;
+  CollectingReporter rep2;
+  EXPECT_TRUE(automatic == Track(path, dense, 1, rep2));
 }
 
 }  // namespace
