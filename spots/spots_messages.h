@@ -40,6 +40,7 @@ inline constexpr std::string_view kDenseDetectionCaption = "Dense Field Detectio
 inline constexpr std::string_view kQAutomaticCaption = "Q: automatic";
 inline constexpr std::string_view kAutoQChose = "Q: automatic, chose Q=";
 inline constexpr std::string_view kAutoQDenseUsed = "Dense Field Detection used";
+inline constexpr std::string_view kAutoQHandedOver = " by Dense Field Detection (Q: automatic)";
 // End of the Detect read-out with the dense detector: ", 3 fits fell back to the centroid".
 inline constexpr std::string_view kFallbacksOpen = ", ";
 inline constexpr std::string_view kFallbacksPart = " fits fell back to the centroid";

@@ -209,6 +209,8 @@ void DetectPass::EndRecord(const RecordStore&, bool) {
     TrackLinker::FinishRecord(store_, params_);
   }
   end_readout_ = std::to_string(store_.completed_count) + std::string(kCompletedTracks);
+  // Said first, where a narrow status bar still shows it; the reason comes at the end.
+  if (q_choice_.dense) end_readout_ += std::string(kAutoQHandedOver);
   if (params_.detector == SpotDetectorKind::kDense)
     end_readout_ += std::string(kFallbacksOpen) + std::to_string(fallbacks_) +
                     std::string(kFallbacksPart);
