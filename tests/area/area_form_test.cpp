@@ -6,6 +6,7 @@
 #include <QApplication>
 #include <cmath>
 #include <filesystem>
+#include <memory>
 
 #include "area/area_messages.h"
 #include "graph/gui/xk_graph.h"
@@ -37,14 +38,29 @@ std::string Record() {
   return path;
 }
 
-TEST(AreaForm, CollectFitSaveAndBeads) {
-  App();
-  CollectingReporter open;
-  auto store = RecordStore::Create(open);
-  ASSERT_TRUE(store->Open(Record(), open));
-  TAreaForm form(*store);
+// The window on the test record, its message boxes collected.
+struct Window {
+  Window() {
+    App();
+    CollectingReporter open;
+    store = RecordStore::Create(open);
+    if (!store->Open(Record(), open)) {
+      store.reset();
+      return;
+    }
+    form = std::make_unique<TAreaForm>(*store);
+    form->Messages().show_modal = [this](const QString& t) { boxes.push_back(t); };
+  }
+  std::unique_ptr<RecordStore> store;
+  std::unique_ptr<TAreaForm> form;
   std::vector<QString> boxes;
-  form.Messages().show_modal = [&](const QString& t) { boxes.push_back(t); };
+};
+
+TEST(AreaForm, CollectFitSaveAndBeads) {
+  Window w;
+  ASSERT_TRUE(w.store) << "the test record can not be opened";
+  TAreaForm& form = *w.form;
+  std::vector<QString>& boxes = w.boxes;
   AreaHost host;
   host.region = [] { return Region{3, 3, 9, 9, true}; };
   host.bead = [](int index) {
@@ -116,13 +132,10 @@ TEST(AreaForm, CollectFitSaveAndBeads) {
 // Collect > Tracked Object: the tracking window's track of the typed number
 // becomes the time course; a wrong number or no tracks at all say why.
 TEST(AreaForm, TrackedObjectTakesTheTypedTrack) {
-  App();
-  CollectingReporter open;
-  auto store = RecordStore::Create(open);
-  ASSERT_TRUE(store->Open(Record(), open));
-  TAreaForm form(*store);
-  std::vector<QString> boxes;
-  form.Messages().show_modal = [&](const QString& t) { boxes.push_back(t); };
+  Window w;
+  ASSERT_TRUE(w.store) << "the test record can not be opened";
+  TAreaForm& form = *w.form;
+  std::vector<QString>& boxes = w.boxes;
   QString typed = QStringLiteral("2");
   QString prompt;
   form.AskText = [&](const QString&, const QString& label, const QString&) {
