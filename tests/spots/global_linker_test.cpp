@@ -17,7 +17,9 @@
 #include "record/record_store.h"
 #include "spots/track_eval.h"
 #include "spots/track_export.h"
+#include "spots/track_series.h"
 #include "spots/tracking_passes.h"
+#include "spots/xki_file.h"
 #include "tests/spots/test_frames.h"
 #include "tests/support/xkv_builder.h"
 
@@ -170,6 +172,14 @@ TEST(GlobalLinker, ALostSpotLeavesAGapThroughBothPasses) {
     EXPECT_NEAR(p.x, 20.3 + 0.4 * p.frame, 0.15) << "frame " << p.frame;
     EXPECT_NEAR(p.y, 24.6, 0.15) << "frame " << p.frame;
   }
+  // The gap stays a gap through an XKI file (which holds point-count values
+  // from the first frame, so the last point stays behind, as for any track).
+  TrackStore back;
+  ASSERT_EQ(DecodeXki(EncodeXki(store, {}), back, 16, false, rep), 1);
+  const TrackSet set = TrackSetFromStore(back, 100, 100);
+  ASSERT_EQ(set.tracks.size(), 1u);
+  EXPECT_EQ(set.tracks[0].Points(), 14);
+  EXPECT_FALSE(set.tracks[0].Has(static_cast<size_t>(6 - set.tracks[0].first_frame)));
   fs::remove(path);
 }
 
