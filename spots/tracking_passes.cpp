@@ -102,13 +102,25 @@ void DetectPass::ChooseQAndFlush() {
 // the dense detector takes over for the whole record, and says so.
 void DetectPass::JudgeTemplate() {
   DenseDetector dense(workers_);
-  std::vector<double> counts;
+  std::vector<std::vector<DenseSpot>> found;
   for (const HeldFrame& h : held_) {
     if (h.width != held_[0].width || h.height != held_[0].height) continue;
     dense.Detect(h.pixels.data(), h.width, h.height, params_.fwhm_nm / (h.scale_x * 2.355));
-    for (const DenseSpot& s : dense.Spots())
-      if (s.fitted && s.photons > 0) counts.push_back(s.photons);
+    found.push_back(dense.Spots());
   }
+  // The record's spots are those seen again within 3 pixels in the frame
+  // before or after; the noise's few false spots seldom are.
+  auto seen_in = [&](size_t i, const DenseSpot& s) {
+    for (const DenseSpot& o : found[i])
+      if ((o.x - s.x) * (o.x - s.x) + (o.y - s.y) * (o.y - s.y) <= 9.0) return true;
+    return false;
+  };
+  std::vector<double> counts;
+  for (size_t i = 0; i < found.size(); ++i)
+    for (const DenseSpot& s : found[i])
+      if (s.fitted && s.photons > 0 &&
+          ((i > 0 && seen_in(i - 1, s)) || (i + 1 < found.size() && seen_in(i + 1, s))))
+        counts.push_back(s.photons);
   if (counts.size() < static_cast<size_t>(kAutoQMinSpots)) return;
   std::nth_element(counts.begin(), counts.begin() + static_cast<std::ptrdiff_t>(counts.size() / 2),
                    counts.end());
