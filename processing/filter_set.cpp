@@ -115,7 +115,7 @@ std::string FiltersMenuCaption(const FilterChoice& choice) {
   return caption;
 }
 
-FrameFilterSet::FrameFilterSet(Reporter& reporter) : reporter_(reporter) {
+FrameFilterSet::FrameFilterSet(Reporter& reporter) {
   steps_[kPrev] = std::make_unique<PrevFrameStep>(reporter);
   steps_[kSpatial] = std::make_unique<SpatialStep>();
   steps_[kSd] = std::make_unique<RingStep>(RingStep::Kind::kSd, reporter);

@@ -114,7 +114,6 @@ class FrameFilterSet {
   int32_t History() const;
 
  private:
-  Reporter& reporter_;
   mutable FilterChoice choice_;
   int workers_ = 0;
   // prev, spatial, sd, sum, average, accumulate

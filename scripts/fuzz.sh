@@ -3,13 +3,15 @@
 # UndefinedBehaviorSanitizer in build-fuzz/ (the core libraries they read
 # through, no Qt), runs each for SECONDS (default 60), two at a time, and then
 # merges the inputs that reached new code into fuzz/corpus/NAME (not with
-# FUZZ_MERGE=0). FUZZ_JOBS sets how many run at once.
+# FUZZ_MERGE=0). FUZZ_JOBS sets how many run at once. FUZZ_BUILD_DIR names a
+# tree already configured with -DLUMETRA_FUZZ=ON to build and run them in
+# instead (CI's sanitizer tree, which holds the tests as well).
 #
 #   scripts/fuzz.sh [SECONDS] [TARGET...]      (targets: the names in fuzz/CMakeLists.txt)
 #
 # A crash, a broken invariant, a leak, an input taking over 2 s or a process
 # over 512 MB fails the run: the input is printed in base64 and as a hex dump,
-# and kept in build-fuzz/runs/NAME/artifacts/. Replay it with
+# and kept in build-fuzz/runs/NAME/artifacts/ (or FUZZ_BUILD_DIR's). Replay it with
 #   build-fuzz/fuzz/fuzz_NAME FILE
 # and keep it in fuzz/regressions/NAME/ once the defect is fixed.
 set -euo pipefail
@@ -24,29 +26,33 @@ if ! command -v clang++ >/dev/null; then
   echo "fuzz: clang++ is missing: scripts/install-deps.sh installs clang and libFuzzer" >&2
   exit 1
 fi
-cmake -S . -B build-fuzz -G Ninja -DCMAKE_CXX_COMPILER=clang++ \
-  -DCMAKE_BUILD_TYPE=RelWithDebInfo -DCMAKE_CXX_FLAGS_RELWITHDEBINFO="-O1 -gline-tables-only" \
-  -DLUMETRA_FUZZ=ON -DLUMETRA_GUI=OFF -DLUMETRA_TESTS=OFF -DLUMETRA_BENCH=OFF -DLUMETRA_MPI=OFF \
-  >/dev/null
-cmake --build build-fuzz --target fuzz_targets -j"$(nproc)"
+build=${FUZZ_BUILD_DIR:-build-fuzz}
+if [ -z "${FUZZ_BUILD_DIR:-}" ]; then
+  cmake -S . -B build-fuzz -G Ninja -DCMAKE_CXX_COMPILER=clang++ \
+    -DCMAKE_BUILD_TYPE=RelWithDebInfo -DCMAKE_CXX_FLAGS_RELWITHDEBINFO="-O1 -gline-tables-only" \
+    -DLUMETRA_FUZZ=ON -DLUMETRA_GUI=OFF -DLUMETRA_TESTS=OFF -DLUMETRA_BENCH=OFF -DLUMETRA_MPI=OFF \
+    >/dev/null
+elif ! grep -q '^LUMETRA_FUZZ:BOOL=ON' "$build/CMakeCache.txt" 2>/dev/null; then
+  echo "fuzz: $build is not a tree configured with -DLUMETRA_FUZZ=ON" >&2
+  exit 1
+fi
+cmake --build "$build" --target fuzz_targets -j"$(nproc)"
 
 targets=("$@")
 if [ ${#targets[@]} -eq 0 ]; then
-  for exe in build-fuzz/fuzz/fuzz_*; do
-    [ -x "$exe" ] && targets+=("${exe##*/fuzz_}")
-  done
+  mapfile -t targets <"$build/fuzz/fuzz_targets.txt"
 fi
 
 # One target: its own new-input folder first (libFuzzer writes there), then
 # the kept corpus and regression inputs to start from.
 run_one() {
-  local name=$1 dir=build-fuzz/runs/$1
+  local name=$1 dir=$build/runs/$1
   rm -rf "$dir"
   mkdir -p "$dir/new" "$dir/artifacts"
   local corpora=("$dir/new" "fuzz/corpus/$name")
   [ -d "fuzz/regressions/$name" ] && corpora+=("fuzz/regressions/$name")
   set +e
-  "build-fuzz/fuzz/fuzz_$name" -max_total_time="$seconds" -rss_limit_mb=512 -timeout=2 \
+  "$build/fuzz/fuzz_$name" -max_total_time="$seconds" -rss_limit_mb=512 -timeout=2 \
     -max_len="$max_len" -print_final_stats=1 -artifact_prefix="$dir/artifacts/" \
     "${corpora[@]}" >"$dir/log" 2>&1
   echo $? >"$dir/status"
@@ -67,7 +73,7 @@ wait
 
 failed=0
 for t in "${targets[@]}"; do
-  dir=build-fuzz/runs/$t
+  dir=$build/runs/$t
   runs=$(sed -n 's/^stat::number_of_executed_units: *//p' "$dir/log" | tail -1)
   cov=$(grep -oE 'cov: [0-9]+ ft: [0-9]+' "$dir/log" | tail -1 || true)
   if [ "$(cat "$dir/status")" != 0 ]; then
@@ -86,7 +92,7 @@ for t in "${targets[@]}"; do
   # Inputs that reached new code join the kept corpus.
   before=$(find "fuzz/corpus/$t" -type f | wc -l)
   if [ "$merge" != 0 ]; then
-    "build-fuzz/fuzz/fuzz_$t" -merge=1 -rss_limit_mb=512 -timeout=2 -max_len="$max_len" \
+    "$build/fuzz/fuzz_$t" -merge=1 -rss_limit_mb=512 -timeout=2 -max_len="$max_len" \
       "fuzz/corpus/$t" "$dir/new" >"$dir/merge.log" 2>&1 || true
   fi
   after=$(find "fuzz/corpus/$t" -type f | wc -l)

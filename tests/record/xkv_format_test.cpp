@@ -121,7 +121,6 @@ TEST(XkvReader, ScaleRules) {
 }
 
 TEST(XkvReader, RefusesWhatItCannotHold) {
-  ADD_INFO add;
   // 2000 x 2000 is the largest square frame; 2000 x 2001 is too large.
   {
     const std::string path = TempPath("big.xkv");
