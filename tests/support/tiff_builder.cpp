@@ -92,16 +92,6 @@ void WriteTiff(const std::string& path, const TiffLayout& s) {
   TIFFClose(t);
 }
 
-std::vector<uint8_t> ReadBytes(const std::string& path) {
-  std::vector<uint8_t> b;
-  if (std::FILE* f = std::fopen(path.c_str(), "rb")) {
-    int c;
-    while ((c = std::getc(f)) != EOF) b.push_back(static_cast<uint8_t>(c));
-    std::fclose(f);
-  }
-  return b;
-}
-
 void WriteBytes(const std::string& path, const std::vector<uint8_t>& b) {
   std::FILE* f = std::fopen(path.c_str(), "wb");
   ASSERT_NE(f, nullptr);

@@ -10,6 +10,8 @@
 #include <string>
 #include <vector>
 
+#include "tests/support/xkv_builder.h"
+
 namespace lumetra::testing {
 
 struct TiffLayout {
@@ -34,7 +36,7 @@ struct TiffLayout {
 // Writes the stack; fails the calling test on a libtiff error.
 void WriteTiff(const std::string& path, const TiffLayout& shape);
 
-std::vector<uint8_t> ReadBytes(const std::string& path);
+// ReadBytes comes with the XKV builder.
 void WriteBytes(const std::string& path, const std::vector<uint8_t>& bytes);
 
 // Classic little-endian TIFF only. The offset of page `page`'s directory.
