@@ -4,7 +4,6 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <chrono>
 #include <cmath>
 #include <cstdint>
 #include <cstring>
@@ -103,9 +102,9 @@ TEST(DenseDetector, HostileFramesGiveFewSpotsAndEnd) {
                {"checker", checker, SIZE_MAX}, {"hot pixel", hot, 1}};
   for (const auto& c : cases) {
     SCOPED_TRACE(c.name);
-    const auto t0 = std::chrono::steady_clock::now();
+    // Returning at all is the point (the test's time limit catches a hang);
+    // speed is the benchmark's business.
     d.Detect(c.px.data(), w, h, kSigma);
-    EXPECT_LT(std::chrono::duration<double>(std::chrono::steady_clock::now() - t0).count(), 5.0);
     EXPECT_LE(d.Spots().size(), c.most);
     // Every spot that fell back to its centroid is counted, and has no bound.
     int32_t centroids = 0;
