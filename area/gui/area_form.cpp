@@ -246,15 +246,11 @@ void TAreaForm::CollectClick() {
   std::vector<FrameConsumer*> consumers{pass, progress_.get()};
   playing_ = true;
   UpdateEnabled();
-  if (host_.play) {
-    if (!host_.play(consumers) && playing_) {
-      playing_ = false;
-      UpdateEnabled();
-      reporter_.Modal(kBusy);
-    }
-    return;
+  if (!own_playback_->Play(host_.play, record_, consumers) && playing_) {
+    playing_ = false;
+    UpdateEnabled();
+    reporter_.Modal(kBusy);
   }
-  own_playback_->Start(record_, consumers);
 }
 
 void TAreaForm::FinishPlayback() {

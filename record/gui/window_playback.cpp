@@ -29,6 +29,13 @@ bool WindowPlayback::Start(RecordStore& store, std::vector<FrameConsumer*> consu
   return true;
 }
 
+bool WindowPlayback::Play(const std::function<bool(std::vector<FrameConsumer*>)>& host,
+                          RecordStore& store, std::vector<FrameConsumer*> consumers) {
+  if (host) return host(std::move(consumers));
+  Start(store, std::move(consumers));
+  return true;
+}
+
 void WindowPlayback::RunToEnd() {
   while (playback_) Tick();
 }

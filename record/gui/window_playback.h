@@ -28,6 +28,10 @@ class WindowPlayback : public QObject {
   // Starts over the consumers; false, with `ended(false)` already called,
   // when not even the first frame could be read.
   bool Start(RecordStore& store, std::vector<FrameConsumer*> consumers);
+  // Plays on the host's playback when the window has a host, else starts its
+  // own. False only when the host refused (it is busy with another run).
+  bool Play(const std::function<bool(std::vector<FrameConsumer*>)>& host, RecordStore& store,
+            std::vector<FrameConsumer*> consumers);
   // The next step ends the playback as stopped.
   void Stop() { stop_ = true; }
   // Steps to the end at once (tests, and a window that must finish now).

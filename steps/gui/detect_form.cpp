@@ -399,15 +399,11 @@ void TDetectForm::StartPass(Pass pass, FrameConsumer* consumer) {
   pass_ = pass;
   UpdateEnabled();
   std::vector<FrameConsumer*> consumers{consumer, progress_.get()};
-  if (host_.play) {
-    if (!host_.play(consumers) && pass_ != Pass::kNone) {
-      pass_ = Pass::kNone;
-      UpdateEnabled();
-      reporter_.Modal(kPlaybackBusy);
-    }
-    return;
+  if (!own_playback_->Play(host_.play, record_, consumers) && pass_ != Pass::kNone) {
+    pass_ = Pass::kNone;
+    UpdateEnabled();
+    reporter_.Modal(kPlaybackBusy);
   }
-  own_playback_->Start(record_, consumers);
 }
 
 void TDetectForm::FinishPlayback() {
